@@ -1,0 +1,52 @@
+// The agent's registry: typed values under key paths, in `state_dir()/registry.conf`.
+//
+//   [SOFTWARE/QUD/ZELAgent]
+//   CurrentVersion=sz:4.1
+//
+// `\` and `/` separate alike, names compare without case (ASCII) and keep the spelling of their first
+// writing. Types are written before the value: dword:300, sz:text, binary:0a0b0c. Reading is cheap: the
+// parsed file is kept as long as its inode, size and modification time stay the same.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <variant>
+#include <vector>
+
+#include "key_file.h"
+
+namespace zel::store::registry {
+
+using Binary = std::vector<std::uint8_t>;
+/// A value with its type: REG_DWORD, REG_SZ or REG_BINARY.
+using Value = std::variant<std::uint32_t, std::string, Binary>;
+
+struct Entry {
+    std::string name;
+    Value value;
+};
+
+/// The registry file's path.
+const std::string& path();
+
+/// `ok` when the registry can be read (an absent file is an empty registry), else `corrupt` or `failed`.
+Status check();
+
+/// True when the key or any key below it exists.
+bool key_exists(std::string_view key);
+
+/// The value, or nothing when the key, the value or a readable registry is missing, or the text after the
+/// type does not fit the type.
+std::optional<Value> get(std::string_view key, std::string_view name);
+std::optional<std::uint32_t> get_dword(std::string_view key, std::string_view name);
+
+/// Writes all values under one key in one durable replacement. `failed` leaves every value as it was.
+Status set(std::string_view key, std::span<const Entry> values);
+
+/// Makes an empty key; nothing happens when it exists.
+Status create_key(std::string_view key);
+
+}  // namespace zel::store::registry

@@ -1,0 +1,41 @@
+# SPDX-License-Identifier: GPL-3.0-or-later
+# shellcheck shell=bash
+# What the scripts share: where the project is, its packages, its builds. Sourced, not run.
+set -euo pipefail
+
+project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+
+# What docs/ARCHITECTURE.md gives the reason for.
+build_packages=(cmake ninja-build g++ pkg-config libnewt-dev libslang2-dev libglib2.0-dev libmount-dev
+    libsystemd-dev)
+test_packages=(libgtest-dev libgmock-dev libvterm-dev)
+bench_packages=(libbenchmark-dev libvterm-dev whiptail)
+lint_packages=(clang-format clang-tidy)
+
+as_root() {
+    if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi
+}
+
+# Installs those of the packages that are not there; asks nothing and no network when all are.
+need_packages() {
+    local missing=() package
+    for package in "$@"; do
+        [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")
+    done
+    [ ${#missing[@]} -gt 0 ] || return 0
+    echo "Installing ${missing[*]}" >&2
+    as_root apt-get update -qq >&2
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
+}
+
+# Configures a preset once and brings its build up to date, quietly unless something is to be done.
+build() {
+    local preset=$1 log
+    cd "$project"
+    log=$(mktemp)
+    if ! { [ -f "build/$preset/build.ninja" ] || cmake --preset "$preset"; } >"$log" 2>&1; then
+        cat "$log" >&2 && rm -f "$log" && return 1
+    fi
+    rm -f "$log"
+    ninja -C "build/$preset" -n 2>/dev/null | grep -q 'no work to do' || cmake --build --preset "$preset" >&2
+}

@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Texts measured as the terminal shows them: a kanji takes two columns and, in UTF-8, three bytes.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace zel {
+
+/// Makes the locale of the environment the one that texts are measured and shown in. Where a UTF-8 locale
+/// is asked for but not installed, C.UTF-8 stands in, for newt as well.
+void prepare_locale();
+
+/// The text's longest beginning of at most `limit` bytes that does not end inside a UTF-8 character.
+std::string_view cut_bytes(std::string_view text, std::size_t limit);
+
+/// Columns that the text takes on the screen.
+int columns_of(std::string_view text);
+
+/// The text cut or padded with blanks to exactly `columns` columns. A wide character that would be cut in
+/// half gives way to a blank; what cannot be shown becomes "?".
+std::string fit(std::string_view text, int columns);
+
+struct FreeMemory {
+    void operator()(char* memory) const;
+};
+/// Zero-filled memory from the C library, so that a failed allocation is a null and not an exception.
+using Buffer = std::unique_ptr<char, FreeMemory>;
+
+/// `size` zero bytes, or null.
+Buffer allocate_buffer(std::size_t size);
+
+/// The zero-ended UTF-8 text in the character set of the locale, "?" standing for what it does not have,
+/// followed by at least `padding` zero bytes. Null when nothing needs converting or nothing can.
+Buffer recode_for_screen(const char* utf8, std::size_t padding);
+
+}  // namespace zel

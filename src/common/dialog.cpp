@@ -1,0 +1,131 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "dialog.h"
+
+#include "terminal.h"
+#include "widgets.h"
+
+namespace zel {
+
+namespace {
+
+/// Where newt chooses the place: the grid sets it.
+constexpr int kPlacedByGrid = -1;
+
+newtGridElement kind_of(const Cell& cell) {
+    return std::holds_alternative<newtGrid>(cell.content) ? NEWT_GRID_SUBGRID : NEWT_GRID_COMPONENT;
+}
+
+void* handle_of(const Cell& cell) {
+    return std::visit([](auto handle) { return static_cast<void*>(handle); }, cell.content);
+}
+
+}  // namespace
+
+Dialog::Dialog() : form_(newt.newtForm(nullptr, nullptr, 0)) {}
+
+Dialog::~Dialog() {
+    if (open_) newt.newtPopWindow();
+    newt.newtFormDestroy(form_);
+    for (newtComponent component : outside_form_)
+        newt.newtComponentDestroy(component);
+    for (newtGrid unused : grids_)
+        newt.newtGridFree(unused, 1);
+}
+
+newtComponent Dialog::keep(newtComponent component) {
+    outside_form_.push_back(component);
+    return component;
+}
+
+newtComponent Dialog::label(const std::string& text) {
+    return keep(newt.newtLabel(kPlacedByGrid, kPlacedByGrid, text.c_str()));
+}
+
+newtComponent Dialog::button(const std::string& text) {
+    return keep(newt.newtButton(kPlacedByGrid, kPlacedByGrid, text.c_str()));
+}
+
+newtComponent Dialog::compact_button(const std::string& text) {
+    return keep(newt.newtCompactButton(kPlacedByGrid, kPlacedByGrid, text.c_str()));
+}
+
+newtComponent Dialog::textbox(int width, int height, const std::string& text) {
+    newtComponent box = keep(newt.newtTextbox(kPlacedByGrid, kPlacedByGrid, width, height, NEWT_FLAG_WRAP));
+    newt.newtTextboxSetText(box, text.c_str());
+    return box;
+}
+
+newtComponent Dialog::number_entry(const std::string& text, int width, int flags) {
+    newtComponent entry =
+        keep(newt.newtEntry(kPlacedByGrid, kPlacedByGrid, text.c_str(), width, nullptr, flags));
+    newt.newtEntrySetFilter(entry, EntryNumricFilter, nullptr);
+    return entry;
+}
+
+newtComponent Dialog::checkbox(const std::string& text, bool set, char* mark) {
+    return keep(newt.newtCheckbox(kPlacedByGrid, kPlacedByGrid, text.c_str(), set ? kMarked : kCleared,
+                                  nullptr, mark));
+}
+
+newtComponent Dialog::listbox(int height, int flags) {
+    return keep(newt.newtListbox(kPlacedByGrid, kPlacedByGrid, height, flags));
+}
+
+newtGrid Dialog::grid(int columns, int rows, std::initializer_list<Cell> cells) {
+    newtGrid made = newt.newtCreateGrid(columns, rows);
+    for (const Cell& cell : cells)
+        place(made, cell);
+    grids_.push_back(made);
+    return made;
+}
+
+void Dialog::place(newtGrid grid, const Cell& cell) {
+    const Padding& padding = cell.padding;
+    newt.newtGridSetField(grid, cell.column, cell.row, kind_of(cell), handle_of(cell), padding.left,
+                          padding.top, padding.right, padding.bottom, cell.anchor, 0);
+    if (const newtGrid* taken = std::get_if<newtGrid>(&cell.content)) std::erase(grids_, *taken);
+}
+
+void Dialog::add(std::initializer_list<newtComponent> components) {
+    for (newtComponent component : components) {
+        newt.newtFormAddComponent(form_, component);
+        std::erase(outside_form_, component);
+    }
+}
+
+void Dialog::open(newtGrid outer, const std::string& title, std::initializer_list<int> hot_keys) {
+    newt.newtCursorOff();  // an entry left by a hot key in the dialog beneath leaves it visible
+    newt.newtGridWrappedWindow(outer, const_cast<char*>(title.c_str()));  // newt copies the title
+    open_ = true;
+    newt.newtGridFree(outer, 1);
+    std::erase(grids_, outer);
+    for (int key : hot_keys)
+        newt.newtFormAddHotKey(form_, key);
+}
+
+newtComponent Dialog::run() {
+    newtExitStruct result{};
+    newt.newtFormRun(form_, &result);
+    switch (result.reason) {
+        case newtExitStruct::NEWT_EXIT_COMPONENT:
+            return result.u.co;
+        case newtExitStruct::NEWT_EXIT_HOTKEY:
+            return result.u.key == (NEWT_KEY_F12) ? form_ : nullptr;
+        case newtExitStruct::NEWT_EXIT_ERROR:
+            terminal_lost();
+        default:
+            return nullptr;
+    }
+}
+
+void Dialog::run_until(newtComponent ok, newtComponent cancel, const std::function<bool()>& on_ok,
+                       OnHotKey on_hot_key) {
+    for (;;) {
+        newtComponent answer = run();
+        if (answer == cancel) return;
+        if (answer == nullptr && on_hot_key == OnHotKey::leave) return;
+        if (answer == ok && on_ok()) return;
+    }
+}
+
+}  // namespace zel

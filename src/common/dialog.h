@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// One dialog: a form, its components, its grids and its window, built, run and taken down in one place.
+// Panels hold their layout as tables and their rules as code; everything that is newt's business is here.
+#pragma once
+
+#include <functional>
+#include <initializer_list>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "newtlib.h"
+
+namespace zel {
+
+/// Blank columns and rows around a grid cell; negative values pull the neighbours closer.
+struct Padding {
+    int left = 0;
+    int top = 0;
+    int right = 0;
+    int bottom = 0;
+};
+
+/// One cell of a grid: a component, or a grid made before.
+struct Cell {
+    int column;
+    int row;
+    std::variant<newtComponent, newtGrid> content;
+    int anchor = NEWT_ANCHOR_LEFT;
+    Padding padding = {};
+};
+
+/// What a hot key, Esc or F12 does in a dialog's loop besides OK and Cancel.
+enum class OnHotKey { leave, run_again };
+
+class Dialog {
+  public:
+    Dialog();
+    /// Takes the window from the screen and frees the form with every component made here.
+    ~Dialog();
+    Dialog(const Dialog&) = delete;
+    Dialog& operator=(const Dialog&) = delete;
+
+    // The makers return handles that the dialog owns, also those that never join the form.
+    newtComponent label(const std::string& text);
+    newtComponent button(const std::string& text);
+    newtComponent compact_button(const std::string& text);
+    /// Wrapped text, `width` columns by `height` rows.
+    newtComponent textbox(int width, int height, const std::string& text);
+    /// A one-line entry for whole numbers. `flags`: NEWT_FLAG_DISABLED, NEWT_FLAG_SCROLL or 0.
+    newtComponent number_entry(const std::string& text, int width, int flags = 0);
+    /// A check box whose mark ('*' or ' ') newt keeps in `*mark`, which must outlive the dialog.
+    newtComponent checkbox(const std::string& text, bool set, char* mark);
+    /// `flags`: NEWT_FLAG_RETURNEXIT, NEWT_FLAG_SCROLL or 0.
+    newtComponent listbox(int height, int flags = 0);
+
+    /// A grid of the given size; its empty cells stay empty. It belongs to the dialog, or to the grid that
+    /// takes it as a cell.
+    newtGrid grid(int columns, int rows, std::initializer_list<Cell> cells);
+    /// Sets one more cell of a grid made here.
+    void place(newtGrid grid, const Cell& cell);
+
+    /// Adds components to the form; their order is the order of the focus.
+    void add(std::initializer_list<newtComponent> components);
+
+    /// Opens the window around `outer` and registers the hot keys in the order given. The grids are gone
+    /// afterwards.
+    void open(newtGrid outer, const std::string& title, std::initializer_list<int> hot_keys);
+
+    /// Runs the form until something ends it. Null for a hot key (also Esc, which Debian's newt adds to
+    /// every form), the form itself for F12, else the component. Does not return when the terminal is gone.
+    newtComponent run();
+
+    /// Runs the form until Cancel, a hot key (if it leaves) or an OK for which `on_ok` returns true.
+    void run_until(newtComponent ok, newtComponent cancel, const std::function<bool()>& on_ok,
+                   OnHotKey on_hot_key = OnHotKey::leave);
+
+  private:
+    newtComponent keep(newtComponent component);
+
+    newtComponent form_;
+    bool open_ = false;
+    std::vector<newtComponent> outside_form_;  // made here, not added yet: newt will not free them
+    std::vector<newtGrid> grids_;              // not yet taken by a grid above them
+};
+
+}  // namespace zel

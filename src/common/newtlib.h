@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// newt and S-Lang, bound at run time through tables of entry points. A server without them gets a clear
+// end of the program instead of a loader error, and tests put recording doubles into the same tables.
+#pragma once
+
+#define ENABLE_SLFUTURE_CONST 1  // slang.h: colour names are const char*
+#include <newt.h>
+#include <slang.h>
+#undef newtListboxAddEntry  // the two macros of newt.h that look like functions
+#undef newtGridDestroy
+
+namespace zel {
+
+#define ZEL_NEWT_ENTRY_POINTS(X)                                                                           \
+    X(newtInit)                                                                                            \
+    X(newtFinished) X(newtCls) X(newtSetColors) X(newtPushHelpLine) X(newtDrawRootText) X(newtForm)        \
+        X(newtFormAddComponent) X(newtFormAddHotKey) X(newtFormRun) X(newtFormDestroy) X(newtPopWindow)    \
+            X(newtCreateGrid) X(newtGridSetField) X(newtGridWrappedWindow) X(newtGridFree) X(newtButton)   \
+                X(newtCompactButton) X(newtLabel) X(newtTextbox) X(newtTextboxSetText) X(newtEntry)        \
+                    X(newtEntrySet) X(newtEntryGetValue) X(newtEntrySetFilter) X(newtEntrySetFlags)        \
+                        X(newtCheckbox) X(newtCheckboxSetValue) X(newtCheckboxSetFlags) X(newtRadiobutton) \
+                            X(newtRadioGetCurrent) X(newtListbox) X(newtListboxAppendEntry)                \
+                                X(newtListboxGetCurrent) X(newtListboxSetCurrent) X(newtListboxSetWidth)   \
+                                    X(newtComponentAddCallback) X(newtComponentDestroy) X(newtCursorOff)
+
+#define ZEL_SLANG_ENTRY_POINTS(X)                                                       \
+    X(SLtt_initialize)                                                                  \
+    X(SLtt_set_color) X(SLtt_get_color_object) X(SLtt_set_color_object) X(SLtt_tgetstr) \
+        X(SLang_Exit_Error_Hook)
+
+#define ZEL_TABLE_MEMBER(name) decltype(&::name) name = nullptr;  // unevaluated: nothing is linked
+
+/// newt's entry points; all null until `initnewtlib` succeeds.
+struct NewtTable {
+    ZEL_NEWT_ENTRY_POINTS(ZEL_TABLE_MEMBER)
+};
+
+/// S-Lang's entry points; all null until `initslanglib` succeeds.
+struct SlangTable {
+    ZEL_SLANG_ENTRY_POINTS(ZEL_TABLE_MEMBER)
+};
+
+#undef ZEL_TABLE_MEMBER
+
+extern NewtTable newt;
+extern SlangTable slang;
+
+/// Binds newt. 0, or -1 with the reason traced and the table empty.
+int initnewtlib();
+/// Binds S-Lang: the instance that newt draws with. 0, or -1 with the reason traced and the table empty.
+int initslanglib();
+/// Empties the tables and lets go of the libraries; their code stays mapped, since newt leaves a signal
+/// handler behind. Harmless when nothing is bound.
+void freenewtlib();
+void freeslanglib();
+
+}  // namespace zel

@@ -1,0 +1,97 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "terminal.h"
+
+#include <termios.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string_view>
+
+#include "newtlib.h"
+#include "trace.h"
+
+namespace zel {
+
+namespace {
+
+constexpr char kModule[] = "terminal";
+
+// Shared with the signal handler, which may only use what is ready: no allocation, no library call.
+termios saved_modes{};
+bool modes_saved = false;
+std::array<char, 256> reset_bytes{};
+std::size_t reset_length = 0;
+
+void on_ending_signal(int) {
+    if (modes_saved) tcsetattr(STDIN_FILENO, TCSANOW, &saved_modes);
+    if (reset_length != 0 && write(STDOUT_FILENO, reset_bytes.data(), reset_length) < 0) _exit(0);
+    _exit(0);
+}
+
+// S-Lang's last word is exit(1); this net keeps the status 0 and says what it said.
+void on_slang_error(const char* format, va_list arguments) {
+    std::vfprintf(stderr, format, arguments);
+    std::fputc('\n', stderr);
+    end_process();
+}
+
+void append_reset(std::string_view bytes) {
+    if (reset_length + bytes.size() > reset_bytes.size()) return;
+    std::memcpy(reset_bytes.data() + reset_length, bytes.data(), bytes.size());
+    reset_length += bytes.size();
+}
+
+}  // namespace
+
+const char* terminal_problem() {
+    if (isatty(STDIN_FILENO) == 0 || isatty(STDOUT_FILENO) == 0)
+        return "ZELagntconf: standard input and standard output must be a terminal.";
+    const char* term = std::getenv("TERM");
+    if (term == nullptr || *term == '\0') return "ZELagntconf: the environment variable TERM is not set.";
+    if (std::string_view(term) == "dumb" || slang.SLtt_initialize(nullptr) < 0)
+        return "ZELagntconf: the terminal named by TERM is not known or cannot show a screen.";
+    return nullptr;
+}
+
+void terminal_remember() {
+    modes_saved = tcgetattr(STDIN_FILENO, &saved_modes) == 0;
+    *slang.SLang_Exit_Error_Hook = on_slang_error;
+}
+
+void terminal_arm() {
+    reset_length = 0;
+    // Mouse reporting off (newt's pointer support turns it on under xterm), then the terminal's own
+    // strings: colours, attributes, cursor, keypad, screen.
+    const char* term = std::getenv("TERM");
+    if (term != nullptr && std::string_view(term).starts_with("xterm"))
+        append_reset("\033[?1000l\033[?1001r");
+    for (const char* capability : {"op", "me", "ve", "ke", "te"}) {
+        const char* bytes = slang.SLtt_tgetstr(capability);
+        if (bytes != nullptr) append_reset(bytes);
+    }
+    struct sigaction action {};
+    action.sa_handler = on_ending_signal;
+    sigfillset(&action.sa_mask);
+    for (int signal_number : {SIGHUP, SIGTERM, SIGINT, SIGQUIT})
+        sigaction(signal_number, &action, nullptr);
+    // newt would take the new size for placing windows but draw in the old area: windows out of sight.
+    std::signal(SIGWINCH, SIG_DFL);
+}
+
+void terminal_lost() {
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "<the terminal is gone.exit(0).");
+    newt.newtFinished();
+    end_process();
+}
+
+void end_process() {
+    std::fflush(nullptr);
+    _exit(0);
+}
+
+}  // namespace zel

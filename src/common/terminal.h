@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// What happens to the terminal when things go wrong: it is given back as it was found, and the program
+// ends with status 0, from any depth of nested dialogs.
+#pragma once
+
+namespace zel {
+
+/// Why no full-screen program can run here (no terminal on standard input or output, an unknown TERM), as
+/// one line of text for the user, or null when it can. S-Lang must be bound.
+const char* terminal_problem();
+
+/// Remembers the terminal's modes. Call it before newtInit.
+void terminal_remember();
+
+/// Takes the signals that end the program (HUP, TERM, INT, QUIT) and prepares the bytes that reset the
+/// screen. Call it after newtInit; S-Lang must be bound.
+void terminal_arm();
+
+/// Ends the program because the terminal does not answer any more. No window may be opened on a dead
+/// terminal: newt would wait for its input to become empty for ever.
+[[noreturn]] void terminal_lost();
+
+/// Flushes what was printed and ends the process with status 0, without running static destructors under
+/// a thread that may still be at work.
+[[noreturn]] void end_process();
+
+}  // namespace zel

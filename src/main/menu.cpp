@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "../common/columns.h"
+#include "../common/dialog.h"
+#include "../common/msgwindow.h"
+#include "../common/readstrfile.h"
+#include "../common/trace.h"
+#include "../common/widgets.h"
+#include "../monitor/cpu.h"
+#include "common_ctl.h"
+#include "menu_rows.h"
+#include "screen.h"
+
+namespace zel {
+
+namespace {
+
+constexpr char kModule[] = "main";
+constexpr int kLabelColumns = 40;
+constexpr int kRowsInSight = 5;
+
+void open_cpu_panel() {
+    use_cpu_list_colours(true);
+    CpuPanel();
+    use_cpu_list_colours(false);
+}
+
+void open_panel(Panel panel) {
+    switch (panel) {
+        case Panel::none:
+            return;
+        case Panel::cpu:
+            return open_cpu_panel();
+        case Panel::blade:
+            ZEL_TRACE(TRACE_LEVEL_TRACE, "Open  BladePanel()");
+            break;
+        case Panel::unsupported_silent:
+            return msgWindow("Warning", "Return", "Not Supported yet!");
+        default:
+            break;
+    }
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "Not Supported.");
+    msgWindow("Warning", "Return", "Not Supported yet!");
+}
+
+newtComponent make_list(Dialog& dialog, const MenuFacts& facts) {
+    newtComponent list = dialog.listbox(kRowsInSight, NEWT_FLAG_RETURNEXIT | NEWT_FLAG_SCROLL);
+    std::intptr_t row = 0;
+    for (const char* label : menu_labels(facts))
+        append_row(list, fit(label != nullptr ? text(label) : "", kLabelColumns), row++);
+    newt.newtListboxSetCurrent(list, 0);
+    return list;
+}
+
+}  // namespace
+
+void EditParameter(std::int32_t iShowVoltFlag, std::int32_t iShowTempFlag, std::int32_t iShowMovalFlag,
+                   std::int32_t TABTOTAONUM) {
+    ZEL_TRACE(TRACE_LEVEL_TRACE, ">iShowVoltFlag=%d,iShowTempFlag=%d,iShowMovalFlag=%d,TABTOTAONUM=%d.",
+              iShowVoltFlag, iShowTempFlag, iShowMovalFlag, TABTOTAONUM);
+    const MenuFacts facts = {
+        .show_voltage = iShowVoltFlag,
+        .show_temperature = iShowTempFlag,
+        .show_moval = iShowMovalFlag,
+        .rows = TABTOTAONUM,
+        .fault_tolerant = gZelIsFt,
+        .nas = iNASFlag,
+        .blade = iBladeFlag,
+        .shared_sensor_status = GetSharedSensorStatus_Value,
+    };
+    Dialog dialog;
+    newtComponent list = make_list(dialog, facts);
+    newtComponent close = dialog.button(text("BUTTON_CLOSE_ID"));
+    newtGrid grid =
+        dialog.grid(1, 2, {{0, 0, list, NEWT_ANCHOR_TOP}, {0, 1, close, NEWT_ANCHOR_TOP, {.top = 1}}});
+    dialog.add({list, close});
+    dialog.open(grid, text("TITTLE_MAIN_ID"), {1, 15});
+    for (;;) {
+        newtComponent answer = dialog.run();
+        if (answer == close || answer == nullptr) break;
+        open_panel(panel_of_row(facts, static_cast<std::uint32_t>(current_row(list))));
+    }
+    ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
+}
+
+}  // namespace zel

@@ -127,6 +127,14 @@ std::string fit(std::string_view text, int columns) {
     return result;
 }
 
+std::string shorten(std::string_view text, int columns) {
+    const int width = columns_of(text);
+    if (width <= columns) return fit(text, width);
+    while (columns_of(text) > columns - 3)
+        text.remove_prefix(next_character(text).bytes);
+    return "..." + fit(text, columns_of(text));
+}
+
 void FreeMemory::operator()(char* memory) const {
     std::free(memory);
 }

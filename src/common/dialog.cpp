@@ -67,6 +67,10 @@ newtComponent Dialog::checkbox(const std::string& text, bool set, char* mark) {
                                   nullptr, mark));
 }
 
+newtComponent Dialog::radio_button(const std::string& text, bool set, newtComponent previous) {
+    return keep(newt.newtRadiobutton(kPlacedByGrid, kPlacedByGrid, text.c_str(), set ? 1 : 0, previous));
+}
+
 newtComponent Dialog::listbox(int height, int flags) {
     return keep(newt.newtListbox(kPlacedByGrid, kPlacedByGrid, height, flags));
 }

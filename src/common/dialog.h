@@ -51,6 +51,8 @@ class Dialog {
     newtComponent number_entry(const std::string& text, int width, int flags = 0);
     /// A check box whose mark ('*' or ' ') newt keeps in `*mark`, which must outlive the dialog.
     newtComponent checkbox(const std::string& text, bool set, char* mark);
+    /// One of a group of radio buttons; `previous` is the one made before it, null for the first.
+    newtComponent radio_button(const std::string& text, bool set, newtComponent previous);
     /// `flags`: NEWT_FLAG_RETURNEXIT, NEWT_FLAG_SCROLL or 0.
     newtComponent listbox(int height, int flags = 0);
 

@@ -6,6 +6,11 @@
 #include "../common/trace.h"
 #include "../common/widgets.h"
 #include "../monitor/cpu.h"
+#include "../monitor/filesystem.h"
+#include "../monitor/lan.h"
+#include "../monitor/mylex.h"
+#include "../monitor/storage.h"
+#include "../monitor/syslog.h"
 #include "common_ctl.h"
 #include "menu_rows.h"
 #include "screen.h"
@@ -30,6 +35,16 @@ void open_panel(Panel panel) {
             return;
         case Panel::cpu:
             return open_cpu_panel();
+        case Panel::syslog:
+            return SyslogPanel();
+        case Panel::storage:
+            return StoragePanel(ZelVersion);
+        case Panel::filesystem:
+            return FilePanel();
+        case Panel::lan:
+            return LanPanel();
+        case Panel::mylex:
+            return MylexPanel();
         case Panel::blade:
             ZEL_TRACE(TRACE_LEVEL_TRACE, "Open  BladePanel()");
             break;

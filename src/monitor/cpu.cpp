@@ -13,7 +13,7 @@
 
 #include "../common/columns.h"
 #include "../common/dialog.h"
-#include "../common/msgwindow.h"
+#include "../common/messages.h"
 #include "../common/readstrfile.h"
 #include "../common/trace.h"
 #include "../common/widgets.h"
@@ -89,7 +89,7 @@ CpuThresholdRow total_of(const CpuSettingsRecord& settings) {
 }
 
 void message(const char* identifier) {
-    msgWindow(text("TITTLE_CPU_ID").c_str(), " ok ", text(identifier).c_str());
+    show_message("TITTLE_CPU_ID", text(identifier));
 }
 
 // ---- reading the settings
@@ -105,7 +105,7 @@ bool read_settings(CpuSettingsRecord& settings) {
     settings = {};
     keepdata = {};
     if (GetCpuDataFromRegistry(&settings) == 1) {
-        msgWindow("Error", " ok ", text("HWERR_OPEN_ID").c_str());
+        show_error(text("HWERR_OPEN_ID"));
         ZEL_TRACE(TRACE_LEVEL_ERROR, "<GetCpuDataFromRegistry() failed.");
         return false;
     }

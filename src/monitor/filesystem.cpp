@@ -1,0 +1,389 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "filesystem.h"
+
+#include <sys/vfs.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+#include <string>
+
+#include "../common/columns.h"
+#include "../common/dialog.h"
+#include "../common/messages.h"
+#include "../common/readstrfile.h"
+#include "../common/trace.h"
+#include "../common/widgets.h"
+#include "filesystem_thresholds.h"
+
+namespace zel {
+
+using namespace filesystem;
+
+namespace {
+
+constexpr char kModule[] = "filesystem";
+constexpr int kIntervalWidth = 9;
+constexpr int kValueWidth = 10;
+constexpr int kEmptyWidth = 12;
+constexpr int kPathColumns = 56;
+constexpr std::size_t kIntervalEntry = 0;
+
+// ---- state that the callbacks share
+
+FsThresholdRecord* FSdata = nullptr;     // as edited
+FsThresholdRecord* PreFSdata = nullptr;  // as read
+FsSizeNode* FSsize = nullptr;            // beside FSdata, record by record
+std::int32_t FScycle = 0;
+std::int32_t PreFScycle = 0;
+FsThresholdRecord* keepdata = nullptr;  // what is shown
+FsSizeNode* keepsize = nullptr;
+std::int32_t last_radio = 0;  // the mode that the entries show
+newtComponent list = nullptr;
+
+/// The lists live as long as the panel.
+struct Lists {
+    Lists() { FScycle = PreFScycle = 0; }
+    ~Lists() {
+        FreeMemofStruct(&FSdata);
+        FreeMemofStruct(&PreFSdata);
+        FreeMemofFSsize(&FSsize);
+    }
+    Lists(const Lists&) = delete;
+    Lists& operator=(const Lists&) = delete;
+};
+
+/// A cleared record for a list that is freed with the C library; null when memory is short.
+template <class Record>
+Record* allocate() {
+    return static_cast<Record*>(std::calloc(1, sizeof(Record)));
+}
+
+template <class Record>
+Record* record_at(Record* head, std::intptr_t row) {
+    for (; row > 0 && head->next != nullptr; --row)
+        head = head->next;
+    return head;
+}
+
+void message(const std::string& message_text) {
+    show_message("TITTLE_FILESYS_ID", message_text);
+}
+
+bool is_known_mode(std::int32_t mode) {
+    return mode >= FS_MODE_OFF && mode <= FS_MODE_SPACE;
+}
+
+/// The form that a mode shows; null for a mode that shows none.
+Form form_of(std::int32_t mode) {
+    if (mode == FS_MODE_PERCENT) return &ThresholdPair::percent;
+    if (mode == FS_MODE_SPACE) return &ThresholdPair::space;
+    return nullptr;
+}
+
+// ---- reading the settings
+
+bool allocate_heads() {
+    FSdata = allocate<FsThresholdRecord>();
+    PreFSdata = allocate<FsThresholdRecord>();
+    FSsize = allocate<FsSizeNode>();
+    if (FSdata != nullptr && PreFSdata != nullptr && FSsize != nullptr) return true;
+    show_call_failed("malloc");
+    ZEL_TRACE(TRACE_LEVEL_RESOURCE, "<malloc() failed.");
+    return false;
+}
+
+/// False when there is nothing to edit.
+bool read_settings() {
+    const int edited = File_ReadThresholdFromFile(FSdata, &FScycle);
+    const int as_read = File_ReadThresholdFromFile(PreFSdata, &PreFScycle);
+    return edited == 1 && as_read == 1;
+}
+
+bool measure(const FsThresholdRecord& record, FsSizeNode& node) {
+    std::memcpy(node.path, record.path, strnlen(record.path, sizeof node.path - 1));
+    struct statfs status {};
+    if (statfs(node.path, &status) != 0) {
+        show_call_failed("statfs");
+        ZEL_TRACE(TRACE_LEVEL_RESOURCE, "<statfs failed.");
+        return false;
+    }
+    const auto bytes =
+        static_cast<std::uint64_t>(status.f_blocks) * static_cast<std::uint64_t>(status.f_bsize);
+    node.size = (bytes >> 20U) / 100;
+    return true;
+}
+
+/// Lists every file system and measures it.
+bool list_file_systems() {
+    FsSizeNode* node = FSsize;
+    std::intptr_t row = 0;
+    for (const FsThresholdRecord* record = FSdata; record != nullptr; record = record->next) {
+        append_row(list, shorten({record->path, strnlen(record->path, sizeof record->path)}, kPathColumns),
+                   row++);
+        if (!measure(*record, *node)) return false;
+        if (record->next == nullptr) break;
+        node->next = allocate<FsSizeNode>();
+        if (node->next == nullptr) {
+            show_call_failed("malloc");
+            ZEL_TRACE(TRACE_LEVEL_RESOURCE, "<malloc failed.");
+            return false;
+        }
+        node = node->next;
+    }
+    return true;
+}
+
+// ---- layout
+
+struct Widgets {
+    newtComponent ok = nullptr;
+    newtComponent cancel = nullptr;
+    bool none = false;  // there is nothing to edit
+};
+
+void Func1(newtComponent component, void* data);
+void Func2(newtComponent component, void* data);
+
+void make_radio_buttons(Dialog& dialog, std::int32_t mode) {
+    static constexpr std::array kLabels = {"FILE_DISABLE_ID", "FILE_ENABLECP_ID", "FILE_ENABLEBY_ID"};
+    for (std::size_t i = 0; i < kLabels.size(); ++i) {
+        const bool set = mode == static_cast<std::int32_t>(i) + FS_MODE_OFF;
+        radio[i] = dialog.radio_button(text(kLabels[i]), set, i > 0 ? radio[i - 1] : nullptr);
+        newt.newtComponentAddCallback(radio[i], Func1, nullptr);
+    }
+}
+
+void make_threshold_entries(Dialog& dialog, std::int32_t mode) {
+    const Form form = form_of(mode);
+    for (const ThresholdPair& pair : kThresholdPairs) {
+        entry[pair.entry] =
+            form != nullptr
+                ? dialog.number_entry(std::to_string(FSdata->*(pair.*form)), kValueWidth, NEWT_FLAG_SCROLL)
+                : dialog.number_entry("", kEmptyWidth, NEWT_FLAG_SCROLL | NEWT_FLAG_DISABLED);
+    }
+}
+
+void build(Dialog& dialog, Widgets& widgets) {
+    newtComponent interval_label = dialog.label(text("CPU_SAMPLE_ID"));
+    newtComponent device_label = dialog.label(text("FILE_DEVICE_ID"));
+    entry[kIntervalEntry] = dialog.number_entry(std::to_string(FScycle), kIntervalWidth);
+    widgets.ok = dialog.button(text("BUTTON_OK_ID"));
+    widgets.cancel = dialog.button(text("BUTTON_CANCEL_ID"));
+    newtComponent fatal_label = dialog.label(text("FILE_FATAL_ID"));
+    newtComponent warning_label = dialog.label(text("FILE_WARNING_ID"));
+    newtComponent report_label = dialog.label(text("CPU_REPORT_ID"));
+    newtComponent reset_label = dialog.label(text("CPU_RESET_ID"));
+    newtComponent blank = dialog.label("");
+
+    const std::int32_t mode = widgets.none ? FS_MODE_OFF : FSdata->mode;
+    make_radio_buttons(dialog, mode);
+    make_threshold_entries(dialog, mode);
+    if (widgets.none) set_disabled(entry[kIntervalEntry], true);
+    newt.newtComponentAddCallback(list, Func2, nullptr);
+
+    constexpr int left = NEWT_ANCHOR_LEFT;
+    constexpr int top = NEWT_ANCHOR_TOP;
+    newtGrid interval = dialog.grid(2, 1, {{0, 0, interval_label, top}, {1, 0, entry[kIntervalEntry], left}});
+    newtGrid device = dialog.grid(2, 1, {{0, 0, device_label, top}, {1, 0, list, left}});
+    newtGrid modes =
+        dialog.grid(1, 3, {{0, 0, radio[0], left}, {0, 1, radio[1], left}, {0, 2, radio[2], left}});
+    newtGrid thresholds = dialog.grid(3, 4,
+                                      {{0, 0, blank, top},
+                                       {1, 0, blank, top},
+                                       {2, 0, blank, top},
+                                       {0, 1, blank, left},
+                                       {1, 1, report_label, left, {.right = 2}},
+                                       {2, 1, reset_label, left},
+                                       {0, 2, fatal_label, left, {.left = 4}},
+                                       {0, 3, warning_label, left, {.left = 4}},
+                                       {1, 2, entry[2], left, {.right = 2}},
+                                       {1, 3, entry[3], left, {.right = 2}},
+                                       {2, 2, entry[4], left},
+                                       {2, 3, entry[5], left}});
+    newtGrid buttons = dialog.grid(2, 1, {{0, 0, widgets.ok, top}, {1, 0, widgets.cancel, top, {.left = 3}}});
+    newtGrid gap = dialog.grid(1, 1, {{0, 0, blank, top}});
+    newtGrid main_grid = dialog.grid(1, 6,
+                                     {{0, 0, interval, top},
+                                      {0, 1, gap, top},
+                                      {0, 2, device, top},
+                                      {0, 3, modes, left, {.top = 1}},
+                                      {0, 4, thresholds, left, {.top = 1}},
+                                      {0, 5, buttons, top, {.top = 1}}});
+    dialog.add({interval_label, entry[kIntervalEntry], device_label, list, radio[0], radio[1], radio[2],
+                fatal_label, warning_label, report_label, reset_label, entry[2], entry[4], entry[3], entry[5],
+                widgets.ok, widgets.cancel});
+    dialog.open(main_grid, text("TITTLE_FILESYS_ID"), {1, 15, 128});
+}
+
+// ---- callbacks
+
+/// Sets a radio button's mark alone; newt's own call would run the button's callback.
+void newtRadioSetCurrent(newtComponent button, char mark) {
+    newt.newtCheckboxSetValue(button, mark);
+}
+
+void show_entries(const FsThresholdRecord& record) {
+    const Form form = form_of(record.mode);
+    for (const ThresholdPair& pair : kThresholdPairs) {
+        if (form != nullptr) set_entry(entry[pair.entry], record.*(pair.*form));
+        set_disabled(entry[pair.entry], form == nullptr);
+    }
+}
+
+/// The list moved: keeps what was entered for the file system that is left and shows the new one.
+void Func2(newtComponent, void*) {
+    ZEL_TRACE(TRACE_LEVEL_TRACE, ">");
+    const std::intptr_t row = current_row(list);
+    FsThresholdRecord* record = record_at(FSdata, row);
+    FsSizeNode* size = record_at(FSsize, row);
+    KeepFSValue(keepdata, keepsize);
+    last_radio = record->mode;
+    for (std::size_t i = 0; i < radio.size(); ++i)
+        newtRadioSetCurrent(radio[i],
+                            last_radio == static_cast<std::int32_t>(i) + FS_MODE_OFF ? kMarked : kCleared);
+    show_entries(*record);
+    keepdata = record;
+    keepsize = size;
+    ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
+}
+
+/// The mode changed: converts what the entries hold and shows it in the new form.
+void Func1(newtComponent, void*) {
+    ZEL_TRACE(TRACE_LEVEL_TRACE, ">");
+    keepdata->mode = selected_mode();
+    if (keepdata->mode != FS_MODE_OFF) {
+        if (last_radio == FS_MODE_PERCENT) {
+            refill_empty_entries(*keepdata, &ThresholdPair::percent);
+            PercentToBytes(keepdata, keepsize);
+        } else if (last_radio == FS_MODE_SPACE) {
+            refill_empty_entries(*keepdata, &ThresholdPair::space);
+            BytesToPercent(keepdata, keepsize);
+        }
+    }
+    show_entries(*keepdata);
+    last_radio = keepdata->mode;
+    ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
+}
+
+// ---- OK
+
+/// What makes two records of the same file system equal: the thresholds of both forms, and the mode.
+constexpr std::array kComparedThresholds = {
+    &FsThresholdRecord::fatalReportSpace,     &FsThresholdRecord::fatalResetSpace,
+    &FsThresholdRecord::fatalReportPercent,   &FsThresholdRecord::fatalResetPercent,
+    &FsThresholdRecord::warningReportSpace,   &FsThresholdRecord::warningResetSpace,
+    &FsThresholdRecord::warningReportPercent, &FsThresholdRecord::warningResetPercent};
+
+bool is_changed(const FsThresholdRecord& edited, const FsThresholdRecord& as_read) {
+    return FScycle != PreFScycle || edited.mode != as_read.mode ||
+           std::any_of(kComparedThresholds.begin(), kComparedThresholds.end(),
+                       [&](auto field) { return edited.*field != as_read.*field; });
+}
+
+int Test_Changed() {
+    ZEL_TRACE(TRACE_LEVEL_TRACE, ">");
+    int changed = 0;
+    FsThresholdRecord* edited = FSdata;
+    const FsThresholdRecord* as_read = PreFSdata;
+    for (; edited != nullptr && as_read != nullptr; edited = edited->next, as_read = as_read->next) {
+        if (!is_changed(*edited, *as_read)) continue;
+        changed = 1;
+        if (edited->mode != FS_MODE_OFF) continue;
+        for (auto field : kComparedThresholds)
+            edited->*field = as_read->*field;  // switching off alters none
+    }
+    if (edited != nullptr || (as_read != nullptr && FSdata != nullptr)) changed = 1;
+    ZEL_TRACE(TRACE_LEVEL_TRACE, "<return %d.", changed);
+    return changed;
+}
+
+std::int64_t highest_value(std::int32_t mode, const FsSizeNode& size) {
+    if (mode == FS_MODE_PERCENT) return 100;
+    constexpr auto most = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+    return static_cast<std::int64_t>(std::min(size.size, most / 100) * 100);
+}
+
+/// Tests the shown thresholds before they are kept; a file system that is not watched has none.
+bool entries_are_usable(std::int32_t mode, const FsSizeNode& size) {
+    if (mode == FS_MODE_OFF) return true;
+    std::array<int, kThresholdPairs.size()> values{};
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        newtComponent shown = entry[kThresholdPairs[i].entry];
+        if (entry_is_empty(shown)) {
+            message(text("INPUT_NULL_ID"));
+            return false;
+        }
+        values[i] = entry_number(shown);
+    }
+    if (TestCurrentFSValue(values[0], values[1], values[2], values[3], highest_value(mode, size)) != 0) {
+        message(text("FILEERR_FATALB_ID"));
+        return false;
+    }
+    return true;
+}
+
+/// Has the agent judge everything and tells each problem. True when there is none.
+bool are_valid() {
+    const int problems = TestInputFilesysParameter(FSdata, FScycle);
+    if ((problems & FS_TEST_FAILED) != 0) {
+        show_call_failed("TestInputFilesysParameter");
+        return false;
+    }
+    if ((problems & FS_TEST_INTERVAL) != 0) message(format_text(text("FILEERR_INTERVAL_ID"), {1, 3600}));
+    if ((problems & FS_TEST_FATAL_BIG) != 0) message(text("FILEERR_FATALB_ID"));
+    if ((problems & FS_TEST_WARNING_SMALL) != 0) message(text("FILEERR_WARNS_ID"));
+    if ((problems & FS_TEST_ORDER) != 0) message(text("FILEERR_ORDER_ID"));
+    return problems == 0;
+}
+
+/// Writes what changed. True when the panel may close.
+bool write_settings(const Widgets& widgets) {
+    if (widgets.none) {
+        message(text("STORERR_NONESEL_ID"));
+        return false;
+    }
+    FScycle = entry_number(entry[kIntervalEntry]);
+    const std::intptr_t row = current_row(list);
+    FsThresholdRecord* record = record_at(FSdata, row);
+    const FsSizeNode* size = record_at(FSsize, row);
+    if (!entries_are_usable(selected_mode(), *size)) return false;
+    KeepFSValue(record, size);
+    if (Test_Changed() == 0) return true;
+    if (!are_valid()) return false;
+    if (ResetFilesysService(FSdata, FScycle) != FS_WRITE_FAILED) return true;
+    message(text("STORERR_WRITE_ID"));
+    return false;
+}
+
+}  // namespace
+
+void FilePanel() {
+    ZEL_TRACE(TRACE_LEVEL_TRACE, ">");
+    const Lists lists;
+    if (!allocate_heads()) return;
+    Widgets widgets;
+    widgets.none = !read_settings();
+    Dialog dialog;
+    list = dialog.listbox(1);
+    if (widgets.none) {
+        append_row(list, "none", 0);
+    } else if (!list_file_systems()) {
+        return;
+    } else if (!is_known_mode(FSdata->mode)) {
+        widgets.none = true;
+        append_row(list, "none", 0);
+    }
+    newt.newtListboxSetCurrent(list, 0);
+    keepdata = FSdata;
+    keepsize = FSsize;
+    last_radio = FSdata->mode;
+    build(dialog, widgets);
+    dialog.run_until(
+        widgets.ok, widgets.cancel, [&] { return write_settings(widgets); }, OnHotKey::run_again);
+    ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
+}
+
+}  // namespace zel

@@ -1,0 +1,182 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "storage.h"
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+
+#include "../common/columns.h"
+#include "../common/dialog.h"
+#include "../common/messages.h"
+#include "../common/readstrfile.h"
+#include "../common/trace.h"
+#include "../common/widgets.h"
+#include "storage_thresholds.h"
+
+namespace zel {
+
+using namespace storage;
+
+namespace {
+
+constexpr char kModule[] = "storage";
+constexpr char kNoDevice[] = "none";
+constexpr int kDeviceColumns = 19;
+constexpr int kIntervalWidth = 5;
+constexpr std::int32_t kLowestInterval = 1;
+constexpr std::int32_t kHighestInterval = 3600;
+/// The agent version code whose devices have thresholds and defaults to edit.
+constexpr std::int32_t kVersionWithThresholds = 1;
+
+bool no_device() {
+    return device_name(0) == kNoDevice;
+}
+
+void message(const std::string& message_text) {
+    show_message("TITTLE_STORAGE_ID", message_text);
+}
+
+void traced_message(const char* identifier) {
+    const std::string message_text = text(identifier);
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "%s", message_text.c_str());
+    message(message_text);
+}
+
+/// Tells the two failures that an agent call can have. True when it had none.
+bool succeeded(int result) {
+    if (result == STORAGE_NO_SERVICE) traced_message("STORERR_DAEMON_ID");
+    if (result == STORAGE_WRITE_FAILED) traced_message("STORERR_WRITE_ID");
+    return result != STORAGE_NO_SERVICE && result != STORAGE_WRITE_FAILED;
+}
+
+void read_settings() {
+    HD[0][0] = '\0';
+    const int result = ReadThresholdFromFile(&interval, &count, HD, value);
+    ZEL_TRACE(TRACE_LEVEL_INFO, "ReadThresholdFromFile() return %d.", result);
+    count = std::clamp(count, 0, STORAGE_DEVICES_MAX);
+    if (result == 0) std::strcpy(HD[0], kNoDevice);
+}
+
+struct Widgets {
+    newtComponent interval_entry = nullptr;
+    newtComponent list = nullptr;
+    newtComponent threshold = nullptr;  // null where the version has none
+    newtComponent reset = nullptr;
+    newtComponent default_settings = nullptr;  // null where the version has none
+    newtComponent ok = nullptr;
+    newtComponent cancel = nullptr;
+};
+
+newtComponent make_device_list(Dialog& dialog) {
+    newtComponent list = dialog.listbox(1);
+    if (no_device()) {
+        append_row(list, fit(kNoDevice, kDeviceColumns), 1);
+    } else {
+        for (std::int32_t device = 0; device < count; ++device)
+            append_row(list, fit(device_name(device), kDeviceColumns), device);
+    }
+    newt.newtListboxSetCurrent(list, 0);
+    return list;
+}
+
+newtGrid make_actions(Dialog& dialog, std::int32_t version, Widgets& widgets) {
+    constexpr int top = NEWT_ANCHOR_TOP;
+    widgets.reset = dialog.button(text("STOG_RESET_ID"));
+    if (version != kVersionWithThresholds)
+        return dialog.grid(1, 1, {{0, 0, widgets.reset, top, {.left = 13, .right = 13}}});
+    widgets.threshold = dialog.button(text("MYLEX_THRESHOLD_ID"));
+    widgets.default_settings = dialog.button(text("STOG_DEFAULT_ID"));
+    return dialog.grid(3, 1,
+                       {{0, 0, widgets.threshold, top},
+                        {1, 0, widgets.reset, top, {.left = 1}},
+                        {2, 0, widgets.default_settings, top, {.left = 1}}});
+}
+
+void build(Dialog& dialog, std::int32_t version, Widgets& widgets) {
+    newtComponent interval_label = dialog.label(text("CPU_SAMPLE_ID"));
+    newtComponent device_label = dialog.label(text("STOG_DEVICE_ID"));
+    widgets.interval_entry = dialog.number_entry(std::to_string(interval), kIntervalWidth);
+    widgets.list = make_device_list(dialog);
+    newtGrid actions = make_actions(dialog, version, widgets);
+    widgets.ok = dialog.button(text("BUTTON_OK_ID"));
+    widgets.cancel = dialog.button(text("BUTTON_CANCEL_ID"));
+
+    constexpr int left = NEWT_ANCHOR_LEFT;
+    constexpr int top = NEWT_ANCHOR_TOP;
+    newtGrid interval_grid =
+        dialog.grid(2, 1, {{0, 0, interval_label, left}, {1, 0, widgets.interval_entry, left, {.left = 2}}});
+    newtGrid device_grid =
+        dialog.grid(2, 1, {{0, 0, device_label, top}, {1, 0, widgets.list, top, {.left = 2}}});
+    newtGrid buttons =
+        dialog.grid(2, 1, {{0, 0, widgets.ok, top, {.left = 2}}, {1, 0, widgets.cancel, top, {.left = 2}}});
+    newtGrid outer = dialog.grid(1, 4,
+                                 {{0, 0, interval_grid, left},
+                                  {0, 1, device_grid, left, {.top = 1}},
+                                  {0, 2, actions, top, {.top = 1}},
+                                  {0, 3, buttons, top, {.top = 1}}});
+    dialog.add({interval_label, device_label, widgets.interval_entry, widgets.list});
+    if (widgets.threshold != nullptr) dialog.add({widgets.threshold});
+    dialog.add({widgets.reset});
+    if (widgets.default_settings != nullptr) dialog.add({widgets.default_settings});
+    dialog.add({widgets.ok, widgets.cancel});
+    dialog.open(outer, text("TITTLE_STORAGE_ID"), {15});
+}
+
+/// The buttons that act on the selected device at once, apart from OK and Cancel.
+void act_on_device(const Widgets& widgets, newtComponent button) {
+    if (no_device()) return message(text("STORERR_NONESEL_ID"));
+    const auto device = static_cast<std::int32_t>(current_row(widgets.list));
+    if (button == widgets.threshold) {
+        ThresholdSubPanel(device);
+    } else if (button == widgets.reset) {
+        const int result = ResetStorageService(device + 1);
+        ZEL_TRACE(TRACE_LEVEL_INFO, "ResetStorageService() return %d.", result);
+        succeeded(result);
+    } else {
+        succeeded(SetDefaultStorageService(interval, count, HD, value, device));
+    }
+}
+
+/// Writes what changed. True when the panel may close.
+bool write_settings(const Widgets& widgets) {
+    if (no_device()) {
+        traced_message("STORERR_NONESEL_ID");
+        return false;
+    }
+    const std::int32_t entered = entry_number(widgets.interval_entry);
+    if (entered < kLowestInterval || entered > kHighestInterval) {
+        message(format_text(text("STORERR_INTERVAL_ID"), {kLowestInterval, kHighestInterval}));
+        return false;
+    }
+    if (entered != interval) {
+        interval = entered;
+        value_changed = 1;
+    }
+    if (value_changed == 0) return true;
+    const int result = WriteThreshold(interval, count, HD, value);
+    ZEL_TRACE(TRACE_LEVEL_INFO, "WriteThreshold() return %d.", result);
+    return succeeded(result);
+}
+
+}  // namespace
+
+void StoragePanel(std::int32_t version) {
+    ZEL_TRACE(TRACE_LEVEL_TRACE, ">zelver=%d", version);
+    read_settings();
+    Widgets widgets;
+    Dialog dialog;
+    build(dialog, version, widgets);
+    for (;;) {
+        newtComponent answer = dialog.run();
+        if (answer == nullptr || answer == widgets.cancel) break;
+        if (answer == widgets.ok) {
+            if (write_settings(widgets)) break;
+        } else if (answer == widgets.reset || answer == widgets.threshold ||
+                   answer == widgets.default_settings) {
+            act_on_device(widgets, answer);
+        }
+    }
+    ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
+}
+
+}  // namespace zel

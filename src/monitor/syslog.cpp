@@ -1,0 +1,133 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "syslog.h"
+
+#include <zel/win32.h>
+
+#include <string>
+
+#include "../common/dialog.h"
+#include "../common/messages.h"
+#include "../common/readstrfile.h"
+#include "../common/trace.h"
+#include "../common/widgets.h"
+
+namespace zel {
+
+namespace {
+
+constexpr char kModule[] = "syslog";
+constexpr char kEventLogKey[] = "SOFTWARE\\QUD\\ZELALERTMAN\\REPORTTABLE\\EVENTLOG";
+constexpr char kCycleValue[] = "CYCLE";
+constexpr char kCycleEvent[] = "Eventlog_Cycle_Event";
+constexpr std::uint32_t kLowest = 10;
+constexpr std::uint32_t kHighest = 3600;
+constexpr std::uint32_t kDefault = 300;
+constexpr int kEntryWidth = 5;
+constexpr std::size_t kMessageBytes = 79;
+
+bool in_range(std::uint32_t interval) {
+    return interval - kLowest <= kHighest - kLowest;
+}
+
+struct Widgets {
+    newtComponent entry = nullptr;
+    newtComponent ok = nullptr;
+    newtComponent cancel = nullptr;
+};
+
+void build(Dialog& dialog, std::uint32_t interval, Widgets& widgets) {
+    newtComponent label = dialog.label(text("SYSLOG_MONITOR_ID"));
+    widgets.entry = dialog.number_entry(std::to_string(interval), kEntryWidth);
+    widgets.ok = dialog.button(text("BUTTON_OK_ID"));
+    widgets.cancel = dialog.button(text("BUTTON_CANCEL_ID"));
+
+    constexpr int left = NEWT_ANCHOR_LEFT;
+    constexpr int top = NEWT_ANCHOR_TOP;
+    newtGrid buttons =
+        dialog.grid(2, 1, {{0, 0, widgets.ok, top, {.left = 3}}, {1, 0, widgets.cancel, top, {.left = 3}}});
+    newtGrid setting = dialog.grid(2, 1, {{0, 0, label, left}, {1, 0, widgets.entry, left, {.left = 1}}});
+    newtGrid outer = dialog.grid(1, 2, {{0, 0, setting, left, {.top = 1}}, {0, 1, buttons, top, {.top = 1}}});
+    dialog.add({label, widgets.entry, widgets.ok, widgets.cancel});
+    dialog.open(outer, text("TITTLE_SYSLOG_ID"), {15});
+}
+
+/// Tells the alert manager; it may not be running.
+void signal_alert_manager() {
+    HANDLE event = OpenEvent(0, 0, kCycleEvent);
+    if (event == nullptr) return;
+    ZEL_TRACE(TRACE_LEVEL_TRACE, "Open Eventlog_Cycle_Event Success.");
+    SetEvent(event);
+    CloseHandle(event);
+}
+
+}  // namespace
+
+int GetIntervalValue(std::uint32_t* value) {
+    ZEL_TRACE(TRACE_LEVEL_TRACE, ">");
+    ZEL_TRACE(TRACE_LEVEL_TRACE, "rgData=%p.", static_cast<void*>(value));
+    HKEY key = nullptr;
+    if (RegOpenKeyEx(HKEY_LOCAL_MACHINE, kEventLogKey, 0, 0, &key) != ERROR_SUCCESS) {
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "<RegOpenKeyEx %s failed.return FALSE.", kEventLogKey);
+        return 0;
+    }
+    std::uint32_t data = 0;
+    std::uint32_t type = 0;
+    std::uint32_t size = sizeof data;
+    if (RegQueryValueEx(key, kCycleValue, nullptr, &type, reinterpret_cast<std::uint8_t*>(&data), &size) !=
+        ERROR_SUCCESS) {
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "<RegQueryValueEx() %s failed.return FALSE.", kCycleValue);
+        RegCloseKey(key);
+        return 0;
+    }
+    *value = data;
+    RegCloseKey(key);
+    ZEL_TRACE(TRACE_LEVEL_TRACE, "<return TRUE.*rgData=%d.", static_cast<int>(data));
+    return 1;
+}
+
+int SetIntervalValue(std::uint32_t value) {
+    ZEL_TRACE(TRACE_LEVEL_TRACE, ">rgData=%d.", static_cast<int>(value));
+    HKEY key = nullptr;
+    std::uint32_t disposition = 0;
+    if (RegCreateKeyEx(HKEY_LOCAL_MACHINE, kEventLogKey, 0, "", 0, KEY_ALL_ACCESS, nullptr, &key,
+                       &disposition) != ERROR_SUCCESS) {
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "<RegCreateKeyEx %s failed.return FALSE.", kEventLogKey);
+        return 0;
+    }
+    if (RegSetValueEx(key, kCycleValue, 0, REG_DWORD, reinterpret_cast<const std::uint8_t*>(&value),
+                      sizeof value) != ERROR_SUCCESS) {
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "<RegSetValueEx %s failed.return FALSE.", kCycleValue);
+        RegCloseKey(key);
+        return 0;
+    }
+    RegCloseKey(key);
+    ZEL_TRACE(TRACE_LEVEL_TRACE, "<return TRUE.");
+    return 1;
+}
+
+void SyslogPanel() {
+    std::uint32_t interval = kDefault;
+    ZEL_TRACE(TRACE_LEVEL_TRACE, ">");
+    const std::string range_error =
+        format_text(text("SYSLOG_SETTING_ERR_ID"), {static_cast<int>(kLowest), static_cast<int>(kHighest)},
+                    kMessageBytes);
+    GetIntervalValue(&interval);
+    ZEL_TRACE(TRACE_LEVEL_INFO, "GetIntervalValue(%d)", static_cast<int>(interval));
+    const std::uint32_t storedInterval = interval;  // also a value out of range: OK then replaces it
+    if (!in_range(interval)) interval = kDefault;
+
+    Widgets widgets;
+    Dialog dialog;
+    build(dialog, interval, widgets);
+    bool save = false;
+    dialog.run_until(widgets.ok, widgets.cancel, [&] {
+        interval = static_cast<std::uint32_t>(entry_number(widgets.entry));
+        save = in_range(interval);
+        if (!save) show_message("TITTLE_SYSLOG_ID", range_error);
+        return save;
+    });
+    if (save && interval != storedInterval && SetIntervalValue(interval) == 1) signal_alert_manager();
+    ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
+}
+
+}  // namespace zel

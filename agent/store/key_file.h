@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Text key files that an administrator can read, compare and mend: the one store under the registry,
 // the threshold files and the configuration.
 //
@@ -68,7 +69,8 @@ Status read_key_file(const std::string& path, KeyFile& out);
 Status update_key_file(const std::string& path, const std::function<bool(KeyFile&)>& change);
 
 /// Writes `bytes` to a temporary file beside `path`, syncs it, renames it over `path` and syncs the folder.
-/// Mode 0600. False with errno set when any step failed; the old file then stands untouched.
+/// Mode 0600. False with errno set when any step failed; the old file then stands untouched, except that a
+/// failure of the very last step (a disk that cannot sync the folder) is told with the new file in place.
 bool replace_file(const std::string& path, std::string_view bytes);
 
 /// Parses a whole decimal or 0x-prefixed number, with sign; nothing on overflow or trailing characters.

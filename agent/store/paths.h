@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Where the agent keeps its files. Computed once per process from the environment and the build's prefix.
 //
 //   ZelDir set (and privileges do not differ)      otherwise

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The agent's registry: typed values under key paths, in `state_dir()/registry.conf`.
 //
 //   [SOFTWARE/QUD/ZELAgent]

@@ -1,0 +1,172 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "event.h"
+
+#include <fcntl.h>
+#include <linux/futex.h>
+#include <sys/file.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <climits>
+#include <ctime>
+#include <optional>
+#include <utility>
+
+#include "store/paths.h"
+
+namespace zel::compat {
+namespace {
+
+constexpr std::uint32_t event_magic = 0x5A454531;  // "ZEE1"
+constexpr std::uint32_t no_limit = 0xFFFFFFFF;
+// Users hold the exclusive lock for a moment only; each attempt that fails means that another got on.
+constexpr std::chrono::seconds longest_wait_for_lock{5};
+constexpr int attempts = 100;
+
+static_assert(std::atomic_ref<std::uint32_t>::is_always_lock_free);
+
+timespec deadline_in(std::uint32_t ms) {
+    timespec time{};
+    clock_gettime(CLOCK_MONOTONIC, &time);
+    time.tv_sec += ms / 1000;
+    time.tv_nsec += static_cast<long>(ms % 1000) * 1'000'000;
+    if (time.tv_nsec >= 1'000'000'000) {
+        ++time.tv_sec;
+        time.tv_nsec -= 1'000'000'000;
+    }
+    return time;
+}
+
+/// Sleeps while the word is 0. False when the deadline passed or sleeping is impossible.
+bool sleep_on(std::uint32_t& word, const timespec* deadline) {
+    const long result =
+        syscall(SYS_futex, &word, FUTEX_WAIT_BITSET, 0, deadline, nullptr, FUTEX_BITSET_MATCH_ANY);
+    return result == 0 || errno == EAGAIN || errno == EINTR;
+}
+
+std::optional<std::string> path_of(std::string_view name) {
+    constexpr std::size_t longest = 100;
+    const auto allowed = [](char c) {
+        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '.' ||
+               c == '_' || c == '-';
+    };
+    const bool fits = !name.empty() && name.size() <= longest && name != "." && name != ".." &&
+                      std::ranges::all_of(name, allowed);
+    if (fits) return store::runtime_dir() + "/events/" + std::string(name);
+    errno = EINVAL;
+    return std::nullopt;
+}
+
+bool nobody_uses(const store::UniqueFd& file) {
+    return flock(file.get(), LOCK_EX | LOCK_NB) == 0;
+}
+
+bool start_anew(const store::UniqueFd& file, bool manual_reset, bool initial) {
+    const EventRecord record{.magic = event_magic,
+                             .manual_reset = manual_reset ? 1U : 0U,
+                             .state = initial ? 1U : 0U,
+                             .reserved = 0};
+    return pwrite(file.get(), &record, sizeof record, 0) == sizeof record &&
+           ftruncate(file.get(), sizeof record) == 0;
+}
+
+bool become_user(const store::UniqueFd& file) {
+    return store::lock_file(file.get(), LOCK_SH, longest_wait_for_lock);
+}
+
+void remove_if_named(const store::UniqueFd& file, const std::string& path) {
+    if (store::still_named(file.get(), path)) unlink(path.c_str());
+}
+
+}  // namespace
+
+Event::Event(bool manual_reset, bool initial) {
+    own_.manual_reset = manual_reset ? 1 : 0;
+    own_.state = initial ? 1 : 0;
+}
+
+Event::Event(store::UniqueFd file, std::string path)
+    : file_(std::move(file)), path_(std::move(path)), opened_by_(getpid()) {}
+
+Event::~Event() {
+    if (!file_) return;
+    const store::ErrnoKeeper keep;
+    if (record_ != &own_) munmap(record_, sizeof *record_);
+    // A forked child shares our lock; it must not take the event from the process that opened it.
+    if (opened_by_ == getpid() && nobody_uses(file_)) remove_if_named(file_, path_);
+}
+
+std::shared_ptr<Event> Event::attach(store::UniqueFd file, const std::string& path) {
+    const std::shared_ptr<Event> event(new Event(std::move(file), path));
+    struct stat info {};
+    if (fstat(event->file_.get(), &info) != 0) return nullptr;
+    errno = EINVAL;
+    if (!S_ISREG(info.st_mode) || info.st_size != sizeof(EventRecord)) return nullptr;
+    void* const mapped =
+        mmap(nullptr, sizeof(EventRecord), PROT_READ | PROT_WRITE, MAP_SHARED, event->file_.get(), 0);
+    if (mapped == MAP_FAILED) return nullptr;
+    event->record_ = static_cast<EventRecord*>(mapped);
+    errno = EINVAL;
+    return event->record_->magic == event_magic ? event : nullptr;
+}
+
+std::shared_ptr<Event> Event::create_named(std::string_view name, bool manual_reset, bool initial) {
+    const std::optional<std::string> path = path_of(name);
+    if (!path || !store::make_private_dir(store::parent_folder(*path))) return nullptr;
+    for (int attempt = 0; attempt < attempts; ++attempt) {
+        store::UniqueFd file = store::open_file(*path, O_RDWR | O_CREAT | O_NOFOLLOW, 0600);
+        if (!file) return nullptr;
+        if (nobody_uses(file) && !start_anew(file, manual_reset, initial)) return nullptr;
+        if (!become_user(file)) return nullptr;
+        // Changing the lock's kind lets go of it for a moment: an opener may have removed the file.
+        if (store::still_named(file.get(), *path)) return attach(std::move(file), *path);
+    }
+    errno = EBUSY;
+    return nullptr;
+}
+
+std::shared_ptr<Event> Event::open_named(std::string_view name) {
+    const std::optional<std::string> path = path_of(name);
+    if (!path) return nullptr;
+    for (int attempt = 0; attempt < attempts; ++attempt) {
+        store::UniqueFd file = store::open_file(*path, O_RDWR | O_NOFOLLOW);
+        if (!file) return nullptr;
+        if (nobody_uses(file)) {
+            remove_if_named(file, *path);
+            errno = ENOENT;
+            return nullptr;
+        }
+        if (!become_user(file)) return nullptr;
+        if (store::still_named(file.get(), *path)) return attach(std::move(file), *path);
+    }
+    errno = EBUSY;
+    return nullptr;
+}
+
+void Event::set() {
+    std::atomic_ref(record_->state).store(1);
+    // All are woken even when only one can go on: one that is killed on its way must not take the signal
+    // along.
+    syscall(SYS_futex, &record_->state, FUTEX_WAKE, INT_MAX, nullptr, nullptr, 0);
+}
+
+bool Event::take() {
+    const std::atomic_ref state(record_->state);
+    return (record_->manual_reset != 0 ? state.load() : state.exchange(0)) != 0;
+}
+
+bool Event::wait(std::uint32_t ms) {
+    const timespec deadline = deadline_in(ms == no_limit ? 0 : ms);
+    while (!take()) {
+        if (!sleep_on(record_->state, ms == no_limit ? nullptr : &deadline)) return take();
+    }
+    return true;
+}
+
+}  // namespace zel::compat

@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// An event is one word that a waiter sleeps on (a futex): there is no lock that a killed process could leave
+// taken, and nothing to repair. The word of a named event lies in a file that its users map.
+//
+// Each user of a named event keeps a shared flock on the file. Who can get an exclusive one knows that nobody
+// uses it: then a closing user removes the file, an opener takes it as the leftover of a killed process, and
+// a creator starts it anew.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "store/file_io.h"
+
+namespace zel::compat {
+
+/// What a named event's file holds.
+struct EventRecord {
+    std::uint32_t magic;
+    std::uint32_t manual_reset;
+    std::uint32_t state;  ///< 0 until set; the futex.
+    std::uint32_t reserved;
+};
+
+class Event {
+  public:
+    /// An event of this process only.
+    Event(bool manual_reset, bool initial);
+    ~Event();
+    Event(const Event&) = delete;
+    Event& operator=(const Event&) = delete;
+
+    /// The named event, made when no process has it. Null, with errno set, on failure.
+    static std::shared_ptr<Event> create_named(std::string_view name, bool manual_reset, bool initial);
+    /// Null when no process has it.
+    static std::shared_ptr<Event> open_named(std::string_view name);
+
+    void set();
+    /// Waits until set, at most `ms` milliseconds (0xFFFFFFFF: without limit). False when the time passed.
+    bool wait(std::uint32_t ms);
+
+  private:
+    Event(store::UniqueFd file, std::string path);
+    static std::shared_ptr<Event> attach(store::UniqueFd file, const std::string& path);
+    bool take();
+
+    EventRecord own_{};
+    EventRecord* record_ = &own_;
+    store::UniqueFd file_;
+    std::string path_;
+    pid_t opened_by_ = -1;
+};
+
+}  // namespace zel::compat

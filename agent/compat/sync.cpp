@@ -1,0 +1,85 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <cerrno>
+#include <cstring>
+#include <exception>
+#include <memory>
+#include <thread>
+
+#include "event.h"
+#include "handles.h"
+#include "zel/tracelog.h"
+#include "zel/win32.h"
+
+namespace {
+
+using zel::compat::Event;
+using zel::compat::guarded;
+
+zel::compat::HandleTable<Event>& events() {
+    return zel::compat::handles<Event>();
+}
+
+HANDLE make_event(const char* name, bool manual_reset, bool initial) {
+    if (name == nullptr) return events().add(std::make_shared<Event>(manual_reset, initial));
+    const std::shared_ptr<Event> event = Event::create_named(name, manual_reset, initial);
+    if (event) return events().add(event);
+    TraceLog(TRACE_LEVEL_RESOURCE, "sync", __func__, __LINE__, "event \"%s\": %s.", name,
+             strerrordesc_np(errno));
+    return nullptr;
+}
+
+HANDLE start_thread(uint32_t (*proc)(void*), void* parameter) {
+    // The handle stands for the end of the thread, which itself is detached.
+    const auto ended = std::make_shared<Event>(true, false);
+    void* const handle = events().add(ended);
+    try {
+        std::thread([=] {
+            proc(parameter);
+            ended->set();
+        }).detach();
+    } catch (const std::exception& failure) {
+        events().remove(handle);
+        TraceLog(TRACE_LEVEL_RESOURCE, "sync", __func__, __LINE__, "no thread: %s.", failure.what());
+        return nullptr;
+    }
+    return handle;
+}
+
+}  // namespace
+
+HANDLE CreateEvent(void* /*security*/, int manualReset, int initial, const char* name) {
+    return guarded(HANDLE{}, [&] { return make_event(name, manualReset != 0, initial != 0); });
+}
+
+HANDLE OpenEvent(uint32_t /*access*/, int /*inherit*/, const char* name) {
+    if (name == nullptr) return nullptr;
+    return guarded(HANDLE{}, [&] {
+        const std::shared_ptr<Event> event = Event::open_named(name);
+        return event ? events().add(event) : nullptr;
+    });
+}
+
+int SetEvent(HANDLE event) {
+    return guarded(0, [&] {
+        const std::shared_ptr<Event> found = events().find(event);
+        if (found) found->set();
+        return found ? 1 : 0;
+    });
+}
+
+uint32_t WaitForSingleObject(HANDLE h, uint32_t ms) {
+    return guarded(WAIT_FAILED, [&] {
+        const std::shared_ptr<Event> event = events().find(h);
+        if (!event) return WAIT_FAILED;
+        return event->wait(ms) ? WAIT_EVENT_SET : WAIT_TIMEOUT;
+    });
+}
+
+int CloseHandle(HANDLE h) {
+    return guarded(0, [&] { return events().remove(h) ? 1 : 0; });
+}
+
+HANDLE CreateThread(uint32_t (*proc)(void*), void* parameter) {
+    if (proc == nullptr) return nullptr;
+    return guarded(HANDLE{}, [&] { return start_thread(proc, parameter); });
+}

@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The few file operations that the store, the trace log and the named events share.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cerrno>
+#include <chrono>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace zel::store {
+
+/// Keeps errno over its scope: for clean-up that must not hide why a step failed.
+class ErrnoKeeper {
+  public:
+    ErrnoKeeper() = default;
+    ~ErrnoKeeper() { errno = saved_; }
+    ErrnoKeeper(const ErrnoKeeper&) = delete;
+    ErrnoKeeper& operator=(const ErrnoKeeper&) = delete;
+
+  private:
+    int saved_ = errno;
+};
+
+/// Owns a file descriptor. Closing keeps errno.
+class UniqueFd {
+  public:
+    UniqueFd() = default;
+    explicit UniqueFd(int fd) : fd_(fd) {}
+    ~UniqueFd() { reset(); }
+    UniqueFd(UniqueFd&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+    UniqueFd& operator=(UniqueFd&& other) noexcept {
+        if (this != &other) {
+            reset();
+            fd_ = std::exchange(other.fd_, -1);
+        }
+        return *this;
+    }
+
+    [[nodiscard]] int get() const { return fd_; }
+    explicit operator bool() const { return fd_ >= 0; }
+    void reset();
+
+  private:
+    int fd_ = -1;
+};
+
+/// Opens a file, never inherited by a started program. No descriptor, with errno set, on failure.
+UniqueFd open_file(const std::string& path, int flags, mode_t mode = 0);
+
+/// Writes all bytes. False with errno set when that failed half-way.
+bool write_all(int fd, std::string_view bytes);
+
+/// Takes a flock(2) lock (LOCK_SH or LOCK_EX), waiting no longer than `longest`. False with errno set;
+/// ETIMEDOUT when somebody else kept it.
+bool lock_file(int fd, int operation, std::chrono::milliseconds longest);
+
+/// True when `path` still names the open file, and not one that has since been put in its place.
+bool still_named(int fd, const std::string& path);
+
+/// The folder that a path's last part lies in.
+std::string parent_folder(const std::string& path);
+
+}  // namespace zel::store

@@ -1,0 +1,229 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <ctime>
+#include <map>
+#include <mutex>
+#include <utility>
+
+#include "file_io.h"
+#include "key_file.h"
+#include "key_file_read.h"
+#include "paths.h"
+#include "zel/tracelog.h"
+
+namespace zel::store {
+namespace {
+
+constexpr std::chrono::seconds longest_wait_for_lock{5};
+constexpr std::string_view temporary_suffix = ".tmp.";
+
+std::int64_t nanoseconds(const timespec& time) {
+    return static_cast<std::int64_t>(time.tv_sec) * 1'000'000'000 + time.tv_nsec;
+}
+
+/// Tells of a corrupt file, once for each state of it.
+void tell_corrupt(const std::string& path, const FileStamp& stamp) {
+    static std::mutex mutex;
+    static std::map<std::string, FileStamp>& told = *new std::map<std::string, FileStamp>;
+    {
+        const std::lock_guard guard(mutex);
+        const auto [place, first] = told.try_emplace(path, stamp);
+        if (!first && std::exchange(place->second, stamp) == stamp) return;
+    }
+    TraceLog(TRACE_LEVEL_ERROR, "store", __func__, __LINE__, "%s cannot be understood; reading it as empty.",
+             path.c_str());
+}
+
+/// Reads what the opened file holds, up to one byte more than a key file may have.
+bool read_all(int fd, std::size_t expected, std::string& text) {
+    std::size_t filled = 0;
+    text.resize(std::min(expected, max_key_file_size) + 1);
+    while (filled <= max_key_file_size) {
+        if (filled == text.size()) text.resize(std::min(filled * 2, max_key_file_size + 1));
+        const ssize_t got = read(fd, text.data() + filled, text.size() - filled);
+        if (got < 0 && errno == EINTR) continue;
+        if (got < 0) return false;
+        if (got == 0) break;
+        filled += static_cast<std::size_t>(got);
+    }
+    text.resize(filled);
+    return true;
+}
+
+/// Removes what killed writers left beside `path`.
+void remove_stale_temporaries(const std::string& path) {
+    const std::string prefix = path.substr(path.rfind('/') + 1).append(temporary_suffix);
+    const std::unique_ptr<DIR, int (*)(DIR*)> entries(opendir(parent_folder(path).c_str()), closedir);
+    while (const dirent* entry = entries ? readdir(entries.get()) : nullptr) {
+        const std::string name = entry->d_name;
+        if (!name.starts_with(prefix)) continue;
+        const auto writer =
+            parse_int(name.substr(prefix.size(), name.find('.', prefix.size()) - prefix.size()));
+        const bool alive = writer && *writer > 0 && *writer <= std::numeric_limits<pid_t>::max() &&
+                           (kill(static_cast<pid_t>(*writer), 0) == 0 || errno != ESRCH);
+        if (!alive) unlinkat(dirfd(entries.get()), name.c_str(), 0);
+    }
+}
+
+/// A synced file beside the one that it is going to replace; removed when it never does.
+class Replacement {
+  public:
+    explicit Replacement(const std::string& path) : path_(path) {}
+    ~Replacement() {
+        if (name_.empty()) return;
+        const ErrnoKeeper keep;
+        unlink(name_.c_str());
+    }
+    Replacement(const Replacement&) = delete;
+    Replacement& operator=(const Replacement&) = delete;
+
+    bool write(std::string_view bytes) {
+        folder_ = open_file(parent_folder(path_), O_RDONLY | O_DIRECTORY);
+        const UniqueFd file = folder_ ? create() : UniqueFd();
+        return file && write_all(file.get(), bytes) && fsync(file.get()) == 0;
+    }
+
+    bool commit() {
+        if (rename(name_.c_str(), path_.c_str()) != 0) return false;
+        name_.clear();
+        // Some file systems cannot sync a folder and say so; their renames are as safe as they get.
+        return fsync(folder_.get()) == 0 || errno == EINVAL;
+    }
+
+  private:
+    UniqueFd create() {
+        static std::atomic<unsigned> counter{0};
+        UniqueFd file;
+        // A name may be taken by the leftover of a killed process that had our process number.
+        for (int attempt = 0; attempt < 100; ++attempt) {
+            std::string name = path_;
+            name.append(temporary_suffix).append(std::to_string(getpid())).append(1, '.');
+            name.append(std::to_string(counter++));
+            file = open_file(name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
+            if (file) name_ = std::move(name);
+            if (file || errno != EEXIST) break;
+        }
+        return file;
+    }
+
+    const std::string& path_;
+    std::string name_;
+    UniqueFd folder_;
+};
+
+UniqueFd lock_for_update(const std::string& path) {
+    const std::string lock_path = path + ".lock";
+    for (;;) {
+        UniqueFd lock = open_file(lock_path, O_RDWR | O_CREAT | O_NOFOLLOW, 0600);
+        if (!lock || !lock_file(lock.get(), LOCK_EX, longest_wait_for_lock)) return {};
+        // Somebody tidying the folder may have removed the lock file; then it protects nothing.
+        if (still_named(lock.get(), lock_path)) return lock;
+    }
+}
+
+/// Gives a corrupt file a second name, so that replacing it loses nothing.
+bool keep_aside(const std::string& path) {
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    std::array<char, 32> stamp{};
+    localtime_r(&now, &local);
+    if (std::strftime(stamp.data(), stamp.size(), "%Y%m%dT%H%M%S", &local) == 0) return false;
+    const std::string base = path + ".corrupt-" + stamp.data();
+    std::string aside = base;
+    struct stat taken {};
+    for (int count = 1; lstat(aside.c_str(), &taken) == 0; ++count)
+        aside = base + '-' + std::to_string(count);
+    // A link leaves the old name in place until the replacement takes it; not every file system has links.
+    if (link(path.c_str(), aside.c_str()) != 0 && rename(path.c_str(), aside.c_str()) != 0) return false;
+    TraceLog(TRACE_LEVEL_ERROR, "store", __func__, __LINE__, "%s cannot be understood; kept as %s.",
+             path.c_str(), aside.c_str());
+    return true;
+}
+
+/// True for a text that readers will accept.
+bool is_readable_text(const std::string& text) {
+    if (text.size() > max_key_file_size) {
+        errno = EFBIG;
+        return false;
+    }
+    if (KeyFile().parse(text)) return true;
+    errno = EINVAL;
+    return false;
+}
+
+}  // namespace
+
+FileStamp stamp_of(const struct stat& info) {
+    return {.device = info.st_dev,
+            .inode = info.st_ino,
+            .size = info.st_size,
+            .modified_ns = nanoseconds(info.st_mtim),
+            .changed_ns = nanoseconds(info.st_ctim)};
+}
+
+FileStamp stamp_of(const std::string& path) {
+    struct stat info {};
+    return stat(path.c_str(), &info) == 0 ? stamp_of(info) : FileStamp{};
+}
+
+Status read_key_file(const std::string& path, KeyFile& out, FileStamp& stamp) {
+    out = KeyFile();
+    stamp = {};
+    // Non-blocking, so that a pipe in the file's place cannot stop us.
+    const UniqueFd file = open_file(path, O_RDONLY | O_NONBLOCK);
+    if (!file) return errno == ENOENT ? Status::not_found : Status::failed;
+    struct stat info {};
+    if (fstat(file.get(), &info) != 0) return Status::failed;
+    if (!S_ISREG(info.st_mode)) {
+        errno = S_ISDIR(info.st_mode) ? EISDIR : ENXIO;
+        return Status::failed;
+    }
+    stamp = stamp_of(info);
+    std::string text;
+    if (!read_all(file.get(), static_cast<std::size_t>(info.st_size), text)) return Status::failed;
+    if (text.size() <= max_key_file_size && out.parse(text)) return Status::ok;
+    tell_corrupt(path, stamp);
+    return Status::corrupt;
+}
+
+Status read_key_file(const std::string& path, KeyFile& out) {
+    FileStamp stamp;
+    return read_key_file(path, out, stamp);
+}
+
+Status update_key_file(const std::string& path, const std::function<bool(KeyFile&)>& change) {
+    if (!make_private_dir(parent_folder(path))) return Status::failed;
+    const UniqueFd lock = lock_for_update(path);
+    if (!lock) return Status::failed;
+    remove_stale_temporaries(path);
+
+    KeyFile file;
+    const Status found = read_key_file(path, file);
+    if (found == Status::failed) return Status::failed;
+    const std::string before = file.serialise();
+    if (!change(file)) return Status::ok;
+    const std::string after = file.serialise();
+    if (after == before) return Status::ok;
+
+    Replacement replacement(path);
+    const bool replaced = is_readable_text(after) && replacement.write(after) &&
+                          (found != Status::corrupt || keep_aside(path)) && replacement.commit();
+    return replaced ? Status::ok : Status::failed;
+}
+
+bool replace_file(const std::string& path, std::string_view bytes) {
+    Replacement replacement(path);
+    return replacement.write(bytes) && replacement.commit();
+}
+
+}  // namespace zel::store

@@ -1,0 +1,68 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "paths.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdlib>
+
+namespace zel::store {
+namespace {
+
+struct Locations {
+    std::string agent = ZEL_AGENT_DIR;
+    std::string state = "/var/lib/zelagent";
+    std::string runtime = "/run/zelagent";
+    std::string config = "/etc/zelagent/agent.conf";
+};
+
+Locations locate() {
+    const char* folder = secure_getenv("ZelDir");
+    if (folder == nullptr || *folder == '\0') return {};
+    std::string agent = folder;
+    while (agent.size() > 1 && agent.back() == '/')
+        agent.pop_back();
+    return {agent, agent + "/state", agent + "/state", agent + "/agent.conf"};
+}
+
+const Locations& locations() {
+    // Never destroyed: threads may still trace while the process ends.
+    static const Locations& found = *new Locations(locate());
+    return found;
+}
+
+bool is_folder(const std::string& path) {
+    struct stat info {};
+    return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+}
+
+}  // namespace
+
+const std::string& agent_dir() {
+    return locations().agent;
+}
+
+const std::string& state_dir() {
+    return locations().state;
+}
+
+const std::string& runtime_dir() {
+    return locations().runtime;
+}
+
+const std::string& config_file() {
+    return locations().config;
+}
+
+bool make_private_dir(const std::string& path) {
+    if (is_folder(path)) return true;
+    for (std::size_t slash = path.find('/', 1); slash != std::string::npos;
+         slash = path.find('/', slash + 1)) {
+        mkdir(path.substr(0, slash).c_str(), 0755);
+    }
+    // Somebody else may have made it in between.
+    return mkdir(path.c_str(), 0700) == 0 || (errno == EEXIST && is_folder(path));
+}
+
+}  // namespace zel::store

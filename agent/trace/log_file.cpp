@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "log_file.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+
+#include "store/paths.h"
+
+namespace zel::trace {
+namespace {
+
+// How far a process may write past the limit before it looks at the file's size again.
+constexpr std::size_t check_interval = std::size_t{16} << 10;
+
+std::string file_name(std::string_view program) {
+    constexpr std::size_t longest = 64;
+    constexpr std::string_view others = "._-";
+    std::string name(program.substr(0, longest));
+    for (char& c : name) {
+        const bool letter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+        if (!letter && (c < '0' || c > '9') && others.find(c) == std::string_view::npos) c = '_';
+    }
+    return name + ".log";
+}
+
+}  // namespace
+
+bool LogFile::open(const std::string& folder, std::string_view program) {
+    folder_ = folder;
+    path_ = folder + '/' + file_name(program);
+    reopen();
+    return static_cast<bool>(file_);
+}
+
+void LogFile::write(std::string_view line, std::time_t second) {
+    written_since_check_ += line.size();
+    if (second != checked_at_ || written_since_check_ >= check_interval) {
+        checked_at_ = second;
+        written_since_check_ = 0;
+        check();
+    }
+    // A single write: with O_APPEND the lines of several processes do not mix. What does not fit on the disk
+    // is lost.
+    if (file_) store::write_all(file_.get(), line);
+}
+
+void LogFile::reopen() {
+    file_.reset();
+    if (!store::make_private_dir(folder_)) return;
+    // Nothing but a regular file: a link, pipe or terminal in its place is left alone.
+    file_ = store::open_file(path_, O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK, 0600);
+    struct stat info {};
+    if (file_ && (fstat(file_.get(), &info) != 0 || !S_ISREG(info.st_mode))) file_.reset();
+}
+
+void LogFile::check() {
+    struct stat info {};
+    if (!file_ || !store::still_named(file_.get(), path_)) {
+        reopen();
+    } else if (fstat(file_.get(), &info) == 0 && info.st_size > static_cast<off_t>(rotation_size)) {
+        rotate();
+    }
+}
+
+void LogFile::rotate() {
+    const store::UniqueFd folder = store::open_file(folder_, O_RDONLY | O_DIRECTORY);
+    // Whoever does not get the lock goes on writing and looks again later.
+    if (!folder || flock(folder.get(), LOCK_EX | LOCK_NB) != 0) return;
+    if (store::still_named(file_.get(), path_)) {
+        const std::string newest = path_ + ".1";
+        // When this cannot be, the file goes on growing until it can.
+        static_cast<void>(std::rename(newest.c_str(), (path_ + ".2").c_str()));
+        static_cast<void>(std::rename(path_.c_str(), newest.c_str()));
+    }
+    reopen();
+}
+
+}  // namespace zel::trace

@@ -1,0 +1,241 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// 2026-03-01T09:15:02.417+0900 error ZELagntconf[812] ChassisIdentify general_ipmi ThreadChassisIdentify:88
+// text
+#include "zel/tracelog.h"
+
+#include <pthread.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <charconv>
+#include <cstdarg>
+#include <cstddef>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+#include "log_file.h"
+#include "store/file_io.h"
+#include "store/paths.h"
+
+namespace {
+
+constexpr std::size_t line_limit = 4096;
+constexpr std::size_t name_limit = 64;
+
+struct Log {
+    std::mutex mutex;
+    zel::trace::LogFile file;
+    std::array<char, name_limit> program{};
+    std::atomic<pid_t> pid = getpid();
+    std::atomic<bool> ready = false;
+    bool opened = false;
+};
+
+Log& the_log() {
+    // Never destroyed: threads may still trace while the process ends.
+    static Log& log = *new Log;
+    return log;
+}
+
+/// What a thread keeps between its lines. Breaking down the time is the dearest part of one.
+struct ThreadState {
+    std::array<char, name_limit> name{};
+    std::time_t second = -1;
+    std::array<char, 32> date_and_time{};
+    std::array<char, 8> zone{};
+};
+thread_local ThreadState thread_state;
+
+/// The longest part of `text` within `size` bytes that cuts no UTF-8 character.
+std::string_view cut(std::string_view text, std::size_t size) {
+    if (text.size() <= size) return text;
+    while (size > 0 && (static_cast<unsigned char>(text[size]) & 0xC0U) == 0x80U)
+        --size;
+    return text.substr(0, size);
+}
+
+template <std::size_t Size>
+void keep_name(std::array<char, Size>& target, const char* name) {
+    const std::string_view text = cut(name == nullptr ? std::string_view{} : name, Size - 1);
+    std::ranges::fill(target, '\0');
+    std::ranges::copy(text, target.begin());
+}
+
+/// A line being put together; what does not fit is left out.
+class Line {
+  public:
+    /// Appends text; a control character becomes visible and harmless.
+    void add(std::string_view text) {
+        while (!text.empty()) {
+            const auto control = std::ranges::find_if(text, [](char c) { return is_control(c); });
+            const auto clean = static_cast<std::size_t>(control - text.begin());
+            append(cut(text.substr(0, clean), room()));
+            text.remove_prefix(clean);
+            if (text.empty()) break;
+            add_escaped(text.front());
+            text.remove_prefix(1);
+        }
+    }
+
+    void add_number(long number) {
+        std::array<char, 24> digits{};
+        const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), number).ptr;
+        append({digits.data(), static_cast<std::size_t>(end - digits.data())});
+    }
+
+    /// The line with its line feed.
+    std::string_view finish() {
+        text_[used_] = '\n';
+        return {text_.data(), used_ + 1};
+    }
+
+  private:
+    static bool is_control(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }
+
+    [[nodiscard]] std::size_t room() const { return text_.size() - 1 - used_; }
+
+    void append(std::string_view text) {
+        if (text.size() > room()) return;
+        std::memcpy(text_.data() + used_, text.data(), text.size());
+        used_ += text.size();
+    }
+
+    void add_escaped(char c) {
+        if (c == '\n') return append("\\n");
+        if (c == '\t') return append("\\t");
+        constexpr std::string_view digits = "0123456789abcdef";
+        const auto code = static_cast<unsigned char>(c);
+        const std::array<char, 4> escaped{'\\', 'x', digits[code >> 4U], digits[code & 0xFU]};
+        append({escaped.data(), escaped.size()});
+    }
+
+    std::size_t used_ = 0;
+    std::array<char, line_limit> text_;
+};
+
+std::string_view level_word(int level) {
+    switch (level) {
+        case TRACE_LEVEL_ERROR:
+            return " error ";
+        case TRACE_LEVEL_RESOURCE:
+            return " fail ";
+        case TRACE_LEVEL_INFO:
+            return " info ";
+        default:
+            return " trace ";
+    }
+}
+
+void add_time(Line& line, const timespec& now) {
+    ThreadState& state = thread_state;
+    if (state.second != now.tv_sec) {
+        std::tm local{};
+        localtime_r(&now.tv_sec, &local);
+        static_cast<void>(
+            std::strftime(state.date_and_time.data(), state.date_and_time.size(), "%FT%T.", &local));
+        static_cast<void>(std::strftime(state.zone.data(), state.zone.size(), "%z", &local));
+        state.second = now.tv_sec;
+    }
+    const long thousands = now.tv_nsec / 1'000'000;
+    line.add(state.date_and_time.data());
+    if (thousands < 100) line.add(thousands < 10 ? "00" : "0");
+    line.add_number(thousands);
+    line.add(state.zone.data());
+}
+
+std::string_view or_unknown(const char* text) {
+    return text == nullptr ? "?" : text;
+}
+
+void add_origin(Line& line, const Log& log, const char* module, const char* function, int number) {
+    line.add(log.program.data());
+    line.add("[");
+    line.add_number(log.pid.load(std::memory_order_relaxed));
+    line.add("] ");
+    if (thread_state.name.front() != '\0') {
+        line.add(thread_state.name.data());
+        line.add(" ");
+    }
+    line.add(or_unknown(module));
+    line.add(" ");
+    line.add(or_unknown(function));
+    line.add(":");
+    line.add_number(number);
+    line.add(" ");
+}
+
+/// A child process takes the lock over in a known state and has its own number.
+void survive_fork() {
+    pthread_atfork([] { the_log().mutex.lock(); }, [] { the_log().mutex.unlock(); },
+                   [] {
+                       the_log().pid = getpid();
+                       the_log().mutex.unlock();
+                   });
+}
+
+bool open_log(const char* program) {
+    Log& log = the_log();
+    static std::once_flag once;
+    std::call_once(once, survive_fork);
+    const std::lock_guard guard(log.mutex);
+    // Other threads read the name without the lock once the log is ready: it never changes again.
+    if (!log.ready) {
+        keep_name(log.program, program);
+        log.pid = getpid();
+        log.opened = log.file.open(zel::store::state_dir() + "/log", log.program.data());
+        log.ready = true;
+    }
+    return log.opened;
+}
+
+void write_line(int level, const char* module, const char* function, int number, std::string_view text) {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+
+    Log& log = the_log();
+    Line line;
+    add_time(line, now);
+    line.add(level_word(level));
+    add_origin(line, log, module, function, number);
+    line.add(text);
+    const std::lock_guard guard(log.mutex);
+    log.file.write(line.finish(), now.tv_sec);
+}
+
+}  // namespace
+
+int TraceLogInit(int /*a*/, const char* program, int /*b*/, int /*c*/, int /*d*/) {
+    const zel::store::ErrnoKeeper keep;
+    if (program == nullptr || *program == '\0') return -1;
+    try {
+        return open_log(program) ? 0 : -1;
+    } catch (...) {
+        return -1;
+    }
+}
+
+void TraceLogSetThrName(const char* name) {
+    keep_name(thread_state.name, name);
+}
+
+void TraceLog(int level, const char* module, const char* function, int line, const char* format, ...) {
+    if (format == nullptr || !the_log().ready.load(std::memory_order_acquire)) return;
+    const zel::store::ErrnoKeeper keep;
+    std::array<char, line_limit> text;
+    va_list arguments;
+    va_start(arguments, format);
+    const int length = std::vsnprintf(text.data(), text.size(), format, arguments);
+    va_end(arguments);
+    const std::size_t held = length < 0 ? 0 : std::min(static_cast<std::size_t>(length), text.size() - 1);
+    try {
+        write_line(level, module, function, line, {text.data(), held});
+    } catch (...) {
+        return;  // Out of memory: the line is lost, the caller goes on.
+    }
+}

@@ -1,0 +1,153 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// CPU load: settings in the registry, the CPU count from the system.
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <string>
+
+#include "cpu_settings.h"
+#include "service_client.h"
+#include "store/registry.h"
+#include "zel/access_monitor.h"
+#include "zel/tracelog.h"
+
+namespace {
+
+namespace access = zel::access;
+namespace registry = zel::store::registry;
+using zel::store::Status;
+
+constexpr const char* kKey = "SOFTWARE/QUD/ZELAgent/CPU";
+constexpr int kDefaultInterval = 10;
+constexpr int kDefaultCycle = 60;
+// Wider than any choice a program offers: an administrator may set what the programs do not.
+constexpr int kLongestInterval = 3600;
+constexpr int kLongestCycle = 365 * 24 * 3600;
+
+/// Processors that the machine is configured with, also those switched off at present.
+int count_cpus() {
+    const long count = ::sysconf(_SC_NPROCESSORS_CONF);
+    return static_cast<int>(std::clamp(count, 1L, long{std::numeric_limits<int>::max() - 1}));
+}
+
+bool row_exists(int row) {
+    return row >= 0 && row <= count_cpus();
+}
+
+std::string row_key(int row) {
+    return std::string(kKey) + '/' + access::cpu_row_name(row);
+}
+
+/// A number between `least` and `greatest`; the fallback when it is missing, or (traced) not such a number.
+int read_number(const std::string& key, const char* name, int least, int greatest, int fallback) {
+    const auto stored = registry::get(key, name);
+    if (!stored) return fallback;
+    const auto* number = std::get_if<std::uint32_t>(&*stored);
+    if (number && *number >= static_cast<std::uint32_t>(least) &&
+        *number <= static_cast<std::uint32_t>(greatest)) {
+        return static_cast<int>(*number);
+    }
+    TraceLog(TRACE_LEVEL_ERROR, "cpu", __func__, __LINE__,
+             "%s %s is not a number from %d to %d, taken as %d.", key.c_str(), name, least, greatest,
+             fallback);
+    return fallback;
+}
+
+CpuCycleRecord read_cycle() {
+    return {read_number(kKey, access::kCpuInterval, 1, kLongestInterval, kDefaultInterval),
+            read_number(kKey, access::kCpuCycle, 1, kLongestCycle, kDefaultCycle)};
+}
+
+CpuThresholdRow read_row(int row) {
+    CpuThresholdRow result{};
+    const std::string key = row_key(row);
+    for (const auto& value : access::kCpuRowValues) {
+        // The whole machine is watched until somebody says otherwise; single CPUs are not.
+        const bool watched_anyway = row == 0 && value.field == &CpuThresholdRow::enable;
+        result.*value.field =
+            read_number(key, value.name, 0, value.greatest, watched_anyway ? 1 : value.fallback);
+    }
+    return result;
+}
+
+bool registry_readable() {
+    const bool readable = registry::check() == Status::ok;
+    if (!readable) TraceLog(TRACE_LEVEL_ERROR, "cpu", __func__, __LINE__, "The registry cannot be read.");
+    return readable;
+}
+
+/// Writes the values of one key and has the service take them up.
+bool write(const std::string& key, std::span<const registry::Entry> values) {
+    if (registry::set(key, values) != Status::ok) {
+        TraceLog(TRACE_LEVEL_ERROR, "cpu", __func__, __LINE__, "%s cannot be written.", key.c_str());
+        return false;
+    }
+    access::notify("reset cpu");  // a missing service reads the settings when it starts
+    return true;
+}
+
+}  // namespace
+
+extern "C" int GetCpuDataFromRegistry(CpuSettingsRecord* settings) try {
+    if (!settings || !registry_readable()) return 1;
+    const CpuCycleRecord cycle = read_cycle();
+    const CpuThresholdRow total = read_row(0);
+    *settings = {.samplingInterval = cycle.samplingInterval,
+                 .cycleSeconds = cycle.cycleSeconds,
+                 .initialRow = 0,
+                 .totalEnable = total.enable,
+                 .cpuCount = count_cpus(),
+                 .totalFatalReport = total.fatalReport,
+                 .totalFatalReset = total.fatalReset,
+                 .totalWarningReport = total.warningReport,
+                 .totalWarningReset = total.warningReset,
+                 .unused = 0};
+    return 0;
+} catch (...) {
+    return 1;
+}
+
+extern "C" int GetCpuThreshold(int row, CpuThresholdRow* out) try {
+    if (!out || !row_exists(row) || !registry_readable()) return 0;
+    *out = read_row(row);
+    return 1;
+} catch (...) {
+    return 0;
+}
+
+extern "C" int TestInputCpuParameter(const CpuThresholdRow* row) {
+    if (!row) return CPU_TEST_ORDER;
+    int faults = 0;
+    if (std::max(row->fatalReport, row->fatalReset) > 100) faults |= CPU_TEST_FATAL_BIG;
+    if (std::min(row->warningReport, row->warningReset) < 1) faults |= CPU_TEST_WARNING_SMALL;
+    const bool ordered = row->fatalReport > row->fatalReset && row->fatalReset > row->warningReport &&
+                         row->warningReport > row->warningReset;
+    if (!ordered) faults |= CPU_TEST_ORDER;
+    return faults;
+}
+
+extern "C" int PutCpuThreshold(int row, const CpuThresholdRow* values) try {
+    if (!values || !row_exists(row)) return 0;
+    std::vector<registry::Entry> entries;
+    for (const auto& value : access::kCpuRowValues) {
+        entries.push_back({value.name, static_cast<std::uint32_t>(values->*value.field)});
+    }
+    return write(row_key(row), entries) ? 1 : 0;
+} catch (...) {
+    return 0;
+}
+
+extern "C" int PutCycletoReg(const CpuCycleRecord* cycle) try {
+    if (!cycle || cycle->samplingInterval < 1 || cycle->samplingInterval > kLongestInterval ||
+        cycle->cycleSeconds < 1 || cycle->cycleSeconds > kLongestCycle) {
+        return 0;
+    }
+    const std::array entries{
+        registry::Entry{access::kCpuInterval, static_cast<std::uint32_t>(cycle->samplingInterval)},
+        registry::Entry{access::kCpuCycle, static_cast<std::uint32_t>(cycle->cycleSeconds)}};
+    return write(kKey, entries) ? 1 : 0;
+} catch (...) {
+    return 0;
+}

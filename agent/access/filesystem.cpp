@@ -1,0 +1,216 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// File systems: what is mounted, with the thresholds of the threshold file.
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "filesystem_settings.h"
+#include "mounts.h"
+#include "reset_service.h"
+#include "zel/access_monitor.h"
+#include "zel/tracelog.h"
+
+namespace {
+
+namespace access = zel::access;
+using access::FsSettings;
+
+constexpr int kDone = 0;
+constexpr int kNoService = -1;
+/// Longer lists are taken for loops.
+constexpr std::size_t kMostRecords = 100'000;
+
+/// Where each threshold stands in a record, in the order of access::FsLevels.
+struct Level {
+    std::int32_t FsThresholdRecord::*percent;
+    std::int32_t FsThresholdRecord::*space;
+};
+
+constexpr std::array<Level, 4> kLevels{{
+    {&FsThresholdRecord::fatalReportPercent, &FsThresholdRecord::fatalReportSpace},
+    {&FsThresholdRecord::fatalResetPercent, &FsThresholdRecord::fatalResetSpace},
+    {&FsThresholdRecord::warningReportPercent, &FsThresholdRecord::warningReportSpace},
+    {&FsThresholdRecord::warningResetPercent, &FsThresholdRecord::warningResetSpace},
+}};
+
+FsSettings from_record(const FsThresholdRecord& record) {
+    FsSettings settings{.mode = record.mode, .percent = {}, .space = {}};
+    for (std::size_t i = 0; i < kLevels.size(); ++i) {
+        settings.percent.at(i) = record.*kLevels.at(i).percent;
+        settings.space.at(i) = record.*kLevels.at(i).space;
+    }
+    return settings;
+}
+
+void fill_record(FsThresholdRecord& record, const std::string& path, const FsSettings& settings) {
+    record = {};
+    path.copy(record.path, FS_PATH_SIZE - 1);
+    record.mode = settings.mode;
+    for (std::size_t i = 0; i < kLevels.size(); ++i) {
+        record.*kLevels.at(i).percent = settings.percent.at(i);
+        record.*kLevels.at(i).space = settings.space.at(i);
+    }
+}
+
+/// The record's path; nothing when it is empty, relative or not terminated.
+std::optional<std::string> path_of(const FsThresholdRecord& record) {
+    const std::size_t length = ::strnlen(record.path, FS_PATH_SIZE);
+    if (length == FS_PATH_SIZE || record.path[0] != '/') return std::nullopt;
+    return std::string(record.path, length);
+}
+
+/// False for a list that does not end.
+bool is_finite(const FsThresholdRecord* head) {
+    std::size_t count = 0;
+    for (; head && count <= kMostRecords; head = head->next) {
+        ++count;
+    }
+    return head == nullptr;
+}
+
+bool is_interval(int cycle) {
+    return cycle >= 1 && cycle <= access::kLongestInterval;
+}
+
+/// Tells sizes of what is mounted here.
+class Sizes {
+  public:
+    explicit Sizes(const std::vector<access::Mount>& mounts) {
+        for (const auto& mount : mounts) {
+            if (mount.local) local_.insert(mount.path);
+        }
+    }
+    access::FsSize operator()(const std::string& path) const {
+        return local_.contains(path) ? access::hundredth_of_capacity(path) : std::nullopt;
+    }
+
+  private:
+    std::set<std::string> local_;
+};
+
+using Listed = std::vector<std::pair<std::string, FsSettings>>;
+
+/// Mounted file systems with their thresholds and the interval; nothing when they cannot be told.
+std::optional<Listed> list_filesystems(int& interval) {
+    const auto mounts = access::read_mounts();
+    if (!mounts) return std::nullopt;
+    const Sizes size_of(*mounts);
+    access::FilesystemSettings settings;
+    if (access::read_filesystems(settings, size_of) == zel::store::Status::failed) return std::nullopt;
+    const auto& saved = settings.filesystems;
+
+    Listed listed;
+    for (const auto& mount :
+         access::choose_mounts(*mounts, [&](const auto& path) { return saved.contains(path); })) {
+        const access::FsSize size = size_of(mount.path);
+        if (mount.local && !size) continue;  // its readers would fail on it as well
+        const auto known = saved.find(mount.path);
+        listed.emplace_back(mount.path,
+                            known != saved.end() ? known->second : access::filesystem_defaults(size));
+    }
+    interval = settings.interval;
+    return listed;
+}
+
+/// Wherever something is mounted now.
+access::FoundNames mounted() {
+    const auto mounts = access::read_mounts();
+    if (!mounts) return std::nullopt;
+    std::set<std::string> paths;
+    for (const auto& mount : *mounts) {
+        paths.insert(mount.path);
+    }
+    return paths;
+}
+
+/// What a caller's list holds; nothing, told in the trace log, when it cannot be saved.
+std::optional<access::FilesystemSettings> from_list(const FsThresholdRecord* head, int cycle) {
+    if (!head || !is_finite(head) || !is_interval(cycle)) {
+        TraceLog(TRACE_LEVEL_ERROR, "filesystem", __func__, __LINE__, "Refused: no list, or interval %d.",
+                 cycle);
+        return std::nullopt;
+    }
+    access::FilesystemSettings result{.interval = cycle, .filesystems = {}};
+    for (; head; head = head->next) {
+        FsSettings settings = from_record(*head);
+        const auto path = path_of(*head);
+        if (!path || access::judge(settings, std::nullopt) != 0) {
+            TraceLog(TRACE_LEVEL_ERROR, "filesystem", __func__, __LINE__, "Refused: %s makes no sense.",
+                     path ? path->c_str() : "a path");
+            return std::nullopt;
+        }
+        // The form that does not count may have been derived beyond what there is.
+        for (std::size_t i = 0; i < kLevels.size(); ++i) {
+            settings.percent.at(i) = std::clamp(settings.percent.at(i), 0, 100);
+            settings.space.at(i) = std::max(settings.space.at(i), 0);
+        }
+        result.filesystems.insert_or_assign(*path, settings);
+    }
+    return result;
+}
+
+}  // namespace
+
+extern "C" int File_ReadThresholdFromFile(FsThresholdRecord* head, int* cycle) try {
+    if (!head || !cycle) return 0;
+    int interval = 0;
+    const auto listed = list_filesystems(interval);
+    if (!listed || listed->empty()) return 0;
+    FsThresholdRecord* further = nullptr;
+    for (auto one = listed->rbegin(); one + 1 != listed->rend(); ++one) {
+        auto* record = static_cast<FsThresholdRecord*>(std::malloc(sizeof(FsThresholdRecord)));
+        if (!record) {
+            TraceLog(TRACE_LEVEL_RESOURCE, "filesystem", __func__, __LINE__, "No memory for %zu records.",
+                     listed->size());
+            FreeMemofStruct(&further);
+            return 0;
+        }
+        fill_record(*record, one->first, one->second);
+        record->next = further;
+        further = record;
+    }
+    fill_record(*head, listed->front().first, listed->front().second);
+    head->next = further;
+    *cycle = interval;
+    return 1;
+} catch (...) {
+    return 0;
+}
+
+extern "C" int TestInputFilesysParameter(FsThresholdRecord* head, int cycle) try {
+    if (!head || !is_finite(head)) return FS_TEST_FAILED;
+    const auto mounts = access::read_mounts();
+    const Sizes size_of(mounts.value_or(std::vector<access::Mount>{}));
+    int bits = is_interval(cycle) ? 0 : FS_TEST_INTERVAL;
+    for (const FsThresholdRecord* record = head; record; record = record->next) {
+        const auto path = path_of(*record);
+        if (!path) return FS_TEST_FAILED;
+        bits |= access::judge(from_record(*record),
+                              record->mode == FS_MODE_SPACE ? size_of(*path) : std::nullopt);
+    }
+    return bits;
+} catch (...) {
+    return FS_TEST_FAILED;
+}
+
+extern "C" int ResetFilesysService(FsThresholdRecord* head, int cycle) try {
+    const auto settings = from_list(head, cycle);
+    if (!settings || !access::save_filesystems(*settings, mounted())) return FS_WRITE_FAILED;
+    return access::reset_service("filesystem") ? kDone : kNoService;
+} catch (...) {
+    return FS_WRITE_FAILED;
+}
+
+extern "C" int FreeMemofStruct(FsThresholdRecord** head) {
+    while (head && *head) {
+        std::free(std::exchange(*head, (*head)->next));
+    }
+    return 1;
+}

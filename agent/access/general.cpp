@@ -1,0 +1,171 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The server's name and how the agent uses SNMP.
+//
+//   SOFTWARE/QUD/ZELAgent/Rack   Name (text)
+//   SOFTWARE/QUD/ZELAgent/SNMP   Enable, Permit (0 or 1), Community (text)
+//
+//   agent.conf
+//   [snmp]
+//   conf=/etc/snmp/snmpd.conf    the daemon's configuration
+#include <array>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <string_view>
+
+#include "agent_config.h"
+#include "communities.h"
+#include "plain_text.h"
+#include "registry_values.h"
+#include "zel/access_control.h"
+#include "zel/tracelog.h"
+
+namespace {
+
+namespace access = zel::access;
+using zel::store::registry::Entry;
+
+constexpr int kDone = 0;
+constexpr int kFailed = 1;
+constexpr const char* kRackKey = "SOFTWARE/QUD/ZELAgent/Rack";
+constexpr const char* kRackName = "Name";
+constexpr const char* kSnmpKey = "SOFTWARE/QUD/ZELAgent/SNMP";
+constexpr const char* kEnable = "Enable";
+constexpr const char* kPermit = "Permit";
+constexpr const char* kCommunity = "Community";
+constexpr const char* kDefaultCommunity = "plinth";
+
+/// At most `most` bytes of a caller's text.
+std::string_view bounded(const char* text, std::size_t most) {
+    return {text, ::strnlen(text, most)};
+}
+
+std::string stored_community() {
+    std::string name = access::read_text(kSnmpKey, kCommunity, kDefaultCommunity);
+    return name.empty() ? kDefaultCommunity : name;
+}
+
+/// A name as GetCommunityNamefromReg hands it out.
+std::string_view handed_out(std::string_view name) {
+    return access::cut(name, COMMUNITY_REGISTRY_SIZE - 1);
+}
+
+const CommunityNode* find(const CommunityNode* node, std::string_view name) {
+    while (node && bounded(node->name, sizeof node->name) != name)
+        node = node->next;
+    return node;
+}
+
+/// Appends a node that the caller frees with FreeCommnityStruct; null when there is no memory.
+CommunityNode* append_node(CommunityNode* last) {
+    last->next = static_cast<CommunityNode*>(std::calloc(1, sizeof(CommunityNode)));
+    if (!last->next) TraceLog(TRACE_LEVEL_RESOURCE, "general", __func__, __LINE__, "No memory for a list.");
+    return last->next;
+}
+
+}  // namespace
+
+extern "C" int GetCurrentRackId(char* name256) try {
+    if (!name256 || !access::registry_readable()) return kFailed;
+    access::put(access::read_text(kRackKey, kRackName, ""), {name256, RACK_NAME_SIZE});
+    return kDone;
+} catch (...) {
+    return kFailed;
+}
+
+extern "C" int ApplyRackmount(const char* name) try {
+    if (!name) return kFailed;
+    const std::string_view fitting = access::cut(bounded(name, RACK_NAME_SIZE), RACK_NAME_SIZE - 1);
+    if (!access::is_plain(fitting)) {
+        TraceLog(TRACE_LEVEL_ERROR, "general", __func__, __LINE__, "The rack name is not a plain text.");
+        return kFailed;
+    }
+    return access::write_values(kRackKey, std::array{Entry{kRackName, std::string(fitting)}}) ? kDone
+                                                                                              : kFailed;
+} catch (...) {
+    return kFailed;
+}
+
+extern "C" int GetSnmpFlagsfromReg(SnmpFlags* flags) try {
+    if (!flags || !access::registry_readable()) return kFailed;
+    const bool enable = access::read_number(kSnmpKey, kEnable, access::within<0, 1>, 0) == 1;
+    const bool permit = access::read_number(kSnmpKey, kPermit, access::within<0, 1>, 0) == 1;
+    *flags = {.enable = enable, .permit = enable && permit};
+    return kDone;
+} catch (...) {
+    return kFailed;
+}
+
+extern "C" int SetSnmpFlagstoReg(const SnmpFlags* flags) try {
+    if (!flags) return kFailed;
+    const bool enable = flags->enable != 0;
+    const bool permit = enable && flags->permit != 0;
+    const std::array entries{Entry{kEnable, std::uint32_t{enable}}, Entry{kPermit, std::uint32_t{permit}}};
+    return access::write_values(kSnmpKey, entries) ? kDone : kFailed;
+} catch (...) {
+    return kFailed;
+}
+
+extern "C" int GetCommunityNamefromConf(CommunityNode* head) try {
+    if (!head) return 0;
+    int count = 0;
+    CommunityNode* node = head;
+    for (const std::string& name :
+         access::read_communities(access::configured("snmp", "conf", "/etc/snmp/snmpd.conf"))) {
+        if (count > 0) node = append_node(node);
+        if (!node) break;
+        node->index = count++;
+        access::put(name, node->name);
+    }
+    return count;
+} catch (...) {
+    return 0;
+}
+
+extern "C" int GetCommunityNamefromReg(char* name32) try {
+    if (!name32 || !access::registry_readable()) return kFailed;
+    access::put(stored_community(), {name32, COMMUNITY_REGISTRY_SIZE});
+    return kDone;
+} catch (...) {
+    return kFailed;
+}
+
+extern "C" int SetCommunityNametoReg(const char* name) try {
+    if (!name) return kFailed;
+    const std::string_view whole = bounded(name, access::kLongestCommunity + 1);
+    if (whole.empty() || whole.size() > access::kLongestCommunity || !access::is_plain(whole)) {
+        TraceLog(TRACE_LEVEL_ERROR, "general", __func__, __LINE__,
+                 "A community name that is empty, too long or not a plain text is refused.");
+        return kFailed;
+    }
+    return access::write_values(kSnmpKey, std::array{Entry{kCommunity, std::string(whole)}}) ? kDone
+                                                                                             : kFailed;
+} catch (...) {
+    return kFailed;
+}
+
+extern "C" int TestCurrentSameasBefore(const char* name, CommunityNode* head, int* selectedIndex) try {
+    constexpr int kMissing = 1;
+    if (!name || !selectedIndex) return kMissing;
+    const std::string_view wanted = bounded(name, COMMUNITY_NODE_NAME_SIZE);
+    const CommunityNode* node = find(head, wanted);
+    if (!node) {
+        // The caller may hold no more than the first bytes of the stored name.
+        const std::string whole = stored_community();
+        if (handed_out(whole) == wanted) node = find(head, whole);
+    }
+    if (!node) return kMissing;
+    *selectedIndex = node->index;
+    return 0;
+} catch (...) {
+    return 1;
+}
+
+extern "C" int FreeCommnityStruct(CommunityNode** head) {
+    while (head && *head) {
+        CommunityNode* const next = (*head)->next;
+        std::free(*head);
+        *head = next;
+    }
+    return 1;
+}

@@ -1,0 +1,71 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Shutdown and watchdog settings. The service arms the timer, not these calls: it is told of each change.
+#include <cstring>
+
+#include "hang_settings.h"
+#include "service_client.h"
+#include "zel/access_control.h"
+
+namespace {
+
+namespace access = zel::access;
+
+constexpr int kSaved = 0;
+constexpr int kNotSaved = 1;
+
+/// Copies the fields that the library knows, and only those: what follows them is the caller's.
+template <class Record, class Values>
+int hand_out(const std::optional<Record>& settings, const Values& values, Record* record) {
+    if (!settings || !record) return 0;
+    for (const auto& value : values) {
+        record->*value.field = (*settings).*value.field;
+    }
+    return 1;
+}
+
+}  // namespace
+
+extern "C" int GetAllofShutDown(ShutdownRecord* record) try {
+    return hand_out(access::read_shutdown(), access::kShutdownValues, record);
+} catch (...) {
+    return 0;
+}
+
+extern "C" int SetAllofShutDown(ShutdownRecord* record) try {
+    if (!record || !access::write_shutdown(*record)) return kNotSaved;
+    access::notify("reset shutdown");  // a missing service reads the settings when it starts
+    return kSaved;
+} catch (...) {
+    return kNotSaved;
+}
+
+extern "C" int GetAllofWDT(WdtRecord* record) try {
+    const auto settings = access::read_watchdog();
+    if (!hand_out(settings, access::kWatchdogValues, record)) return 0;
+    record->library = settings->library;
+    return 1;
+} catch (...) {
+    return 0;
+}
+
+extern "C" int SetAllofWDT(WdtRecord* record) try {
+    if (!record || !access::write_watchdog(*record)) return kNotSaved;
+    access::notify("reset watchdog");
+    return kSaved;
+} catch (...) {
+    return kNotSaved;
+}
+
+extern "C" int GetTimeoutAct(int* when, int* after, uint64_t code) {
+    if (!when || !after || !access::is_action_code(code)) return 0;
+    *when = (code & access::kInterruptBefore) != 0 ? 1 : 0;
+    *after = static_cast<int>(code & access::kAfterMask);
+    return 1;
+}
+
+extern "C" int SetTimeoutAct(int when, int after, void* code) {
+    if (!code || when < 0 || when > 1 || after < 0 || after > static_cast<int>(access::kAfterMask)) return 0;
+    const std::uint32_t made = (when == 1 ? access::kInterruptBefore : 0) | static_cast<std::uint32_t>(after);
+    std::memcpy(code, &made, sizeof made);
+    return 1;
+}

@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// RAID controllers: the interval of their threshold file.
+#include <cstring>
+
+#include "raid_settings.h"
+#include "reset_service.h"
+#include "threshold_file.h"
+#include "zel/access_monitor.h"
+
+namespace {
+namespace access = zel::access;
+using zel::store::Status;
+}  // namespace
+
+extern "C" int Mylex_ReadThresholdFromFile(void* block924) try {
+    if (!block924) return MYLEX_READ_FAILED;
+    MylexThresholdBlock block{};
+    Status status = access::read_raid(block.interval);
+    // Made on the first look, so that it is there to be edited.
+    if (status == Status::not_found) {
+        status = access::save_raid(block.interval) ? Status::ok : Status::failed;
+    }
+    if (status == Status::failed) return MYLEX_NO_FILE;
+    if (status != Status::ok) return MYLEX_READ_FAILED;
+    std::memcpy(block924, &block, sizeof block);
+    return 0;
+} catch (...) {
+    return MYLEX_READ_FAILED;
+}
+
+extern "C" int ResetMylexService(int interval) try {
+    if (interval < access::kShortestRaidInterval || interval > access::kLongestInterval)
+        return MYLEX_BAD_INTERVAL;
+    if (!access::save_raid(interval)) return MYLEX_WRITE_FAILED;
+    return access::reset_service("raid") ? 0 : MYLEX_NO_SERVICE;
+} catch (...) {
+    return MYLEX_WRITE_FAILED;
+}

@@ -1,0 +1,57 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// What this process knows of one sensor, in the numbers that callers see: whole degrees Celsius or
+// millivolts.
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "bmc/sensor_thresholds.h"
+#include "zel/access_ipmi.h"
+
+namespace zel::access {
+
+/// High fatal, high warning, low warning, low fatal; each may be SENSOR_NO_THRESHOLD.
+using ThresholdValues = std::array<std::int64_t, bmc::kThresholds>;
+
+inline constexpr std::array<const char*, bmc::kThresholds> kThresholdNames{"HighFatal", "HighWarning",
+                                                                           "LowWarning", "LowFatal"};
+
+/// What thresholds may be set to, ends included.
+struct ThresholdLimits {
+    std::int64_t high_max = 0;
+    std::int64_t high_min = 0;
+    std::int64_t low_max = 0;
+    std::int64_t low_min = 0;
+};
+
+struct SensorState {
+    bmc::Sensor sensor{};
+    bool known = false;  ///< The fields below were read from the controller.
+    ThresholdValues values{};
+    ThresholdLimits limits{};
+    bool settable = false;
+    std::uint32_t monitor = SENSOR_NO_MONITORING;
+};
+
+/// Takes over thresholds just read: values, limits (the sensor's range, widened to the values) and settable.
+/// On a sensor that can be set, thresholds that cannot be set count as missing.
+void take_reading(SensorState& state, const bmc::ThresholdCodes& reading);
+
+/// True when there are thresholds, all within the limits, falling strictly from the first to the last.
+bool passes_rules(const ThresholdValues& values, const ThresholdLimits& limits);
+
+enum class Access {
+    done,         ///< Read, or written and read back.
+    refused,      ///< By the controller or by us; traced. Other sensors may do.
+    unreachable,  ///< The controller does not answer.
+};
+
+/// Reads a sensor's thresholds. A sensor that refuses has none.
+Access read_sensor(bmc::Controller& controller, SensorState& state);
+
+/// Writes the thresholds that differ from the known ones, in one request, and reads back. Asks the controller
+/// nothing when none differs, or when one is missing, out of the limits, out of order or cannot be encoded.
+Access write_sensor(bmc::Controller& controller, SensorState& state, const ThresholdValues& wanted);
+
+}  // namespace zel::access

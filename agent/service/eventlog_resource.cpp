@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "resources.h"
+#include "store/registry.h"
+
+namespace zel::service {
+namespace {
+
+constexpr const char* kKey = "SOFTWARE/QUD/ZELALERTMAN/REPORTTABLE/EVENTLOG";
+constexpr const char* kCycle = "CYCLE";  // seconds between two looks at the system's event log
+
+/// The cycle as the log tells it.
+std::optional<std::string> read_cycle() {
+    if (store::registry::check() != store::Status::ok) return std::nullopt;
+    const auto cycle = store::registry::get_dword(kKey, kCycle);
+    return cycle ? std::to_string(*cycle) : "(not set)";
+}
+
+Changes cycle_changes(const std::string& before, const std::string& after) {
+    Changes changes;
+    note_change(changes, kCycle, before, after);
+    return changes;
+}
+
+}  // namespace
+
+Reread eventlog_resource() {
+    return rereading(read_cycle, cycle_changes);
+}
+
+}  // namespace zel::service

@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "log.h"
+
+#include <unistd.h>
+
+#include "store/file_io.h"
+#include "zel/tracelog.h"
+
+namespace zel::service {
+
+void log(const std::string& line) {
+    TraceLog(TRACE_LEVEL_INFO, "service", __func__, __LINE__, "%s", line.c_str());
+    store::write_all(STDERR_FILENO, line + '\n');
+}
+
+}  // namespace zel::service

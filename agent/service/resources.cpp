@@ -1,0 +1,64 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "resources.h"
+
+#include "access/threshold_file.h"
+#include "log.h"
+
+namespace zel::service {
+namespace {
+
+std::string take_up(const std::string& name, const Reread& reread) {
+    const auto changes = reread();
+    if (!changes) {
+        log(name + ": the settings cannot be read");
+        return "error the settings cannot be read";
+    }
+    for (const std::string& change : *changes)
+        log(name + ": " + change);
+    return "ok";
+}
+
+/// Starts anew with one thing of a resource.
+std::string start_anew(const std::string& name, std::string_view thing) {
+    const std::string device = access::unescape_name(thing);
+    if (name != "storage" || !is_storage_device(device)) return "error no such device";
+    log(name + ": " + access::escape_name(device) + " starts anew");
+    return "ok";
+}
+
+}  // namespace
+
+void note_change(Changes& changes, const std::string& what, const std::string& before,
+                 const std::string& after) {
+    if (before != after) changes.push_back(what + ' ' + before + " -> " + after);
+}
+
+Resources::Resources()
+    : resources_{
+          {"cpu", cpu_resource()},
+          {"eventlog", eventlog_resource()},
+          {"filesystem", filesystem_resource()},
+          {"lan", lan_resource()},
+          {"raid", raid_resource()},
+          {"shutdown", shutdown_resource()},
+          {"storage", storage_resource()},
+          {"watchdog", watchdog_resource()},
+      } {}
+
+std::string Resources::reset(std::string_view name) {
+    const std::lock_guard lock(guard_);
+    const std::size_t blank = name.find(' ');
+    const auto found = resources_.find(name.substr(0, blank));
+    if (found == resources_.end()) return "error unknown resource";
+    std::string answer = take_up(found->first, found->second);
+    if (blank == std::string_view::npos || answer != "ok") return answer;
+    return start_anew(found->first, name.substr(blank + 1));
+}
+
+void Resources::reset_all() {
+    const std::lock_guard lock(guard_);
+    for (const auto& [name, reread] : resources_)
+        take_up(name, reread);
+}
+
+}  // namespace zel::service

@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <algorithm>
+
+#include "access/disks.h"
+#include "access/storage_settings.h"
+#include "named_changes.h"
+#include "resources.h"
+
+namespace zel::service {
+namespace {
+
+std::optional<access::StorageSettings> read_storage() {
+    access::StorageSettings settings;
+    return access::is_readable(access::read_storage(settings)) ? std::optional(std::move(settings))
+                                                               : std::nullopt;
+}
+
+void compare_devices(Changes& changes, const std::string& device, const access::StorageItems& before,
+                     const access::StorageItems& after) {
+    const auto watched = [](const StorageThresholdItem& item) {
+        return item.state == STORAGE_STATE_ON ? "on" : "off";
+    };
+    for (std::size_t i = 0; i < before.size(); ++i) {
+        const std::string kind = device + ' ' + access::kStorageKinds.at(i).name;
+        const StorageThresholdItem& was = before.at(i);
+        const StorageThresholdItem& is = after.at(i);
+        note_change(changes, kind + " fatal", std::to_string(was.fatal), std::to_string(is.fatal));
+        note_change(changes, kind + " warning", std::to_string(was.warning), std::to_string(is.warning));
+        note_change(changes, kind + " watch", watched(was), watched(is));
+    }
+}
+
+Changes storage_changes(const access::StorageSettings& before, const access::StorageSettings& after) {
+    Changes changes;
+    note_change(changes, access::kIntervalKey, std::to_string(before.interval),
+                std::to_string(after.interval));
+    note_named_changes(changes, before.devices, after.devices, compare_devices);
+    return changes;
+}
+
+}  // namespace
+
+Reread storage_resource() {
+    return rereading(read_storage, storage_changes);
+}
+
+bool is_storage_device(const std::string& name) {
+    const auto disks = access::list_disks();
+    return disks && std::ranges::find(*disks, name) != disks->end();
+}
+
+}  // namespace zel::service

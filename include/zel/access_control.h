@@ -47,12 +47,12 @@ static_assert(sizeof(RegNumItem) == 24, "RegNumItem");
 static_assert(offsetof(RegNumItem, key) == 8, "RegNumItem.key");
 
 /// Reads the rack mount name, empty when none was given.
-/// @param name256  RACK_NAME_SIZE bytes.
+/// @param name256  RACK_NAME_SIZE bytes; a longer name is cut, never within a character.
 /// @return 1 on failure, any other value on success.
 ZEL_API int GetCurrentRackId(char* name256);
 
 /// Saves and applies a rack mount name.
-/// @param name  At most 255 bytes.
+/// @param name  Without control characters. Of more than 255 bytes, the characters that fit are saved.
 /// @return 1 on failure, any other value on success.
 ZEL_API int ApplyRackmount(const char* name);
 
@@ -60,27 +60,30 @@ ZEL_API int ApplyRackmount(const char* name);
 /// @return 1 on failure, any other value when both are filled.
 ZEL_API int GetSnmpFlagsfromReg(SnmpFlags* flags);
 
-/// Saves the SNMP flags.
+/// Saves the SNMP flags; `permit` as 0 when `enable` is 0.
 /// @return 1 on failure, any other value on success.
 ZEL_API int SetSnmpFlagstoReg(const SnmpFlags* flags);
 
 /// Lists the community names of the SNMP daemon's configuration, snmpd.conf.
+/// Each name comes once, in order of appearance, also those that are restricted to some sources. Left out are
+/// names longer than COMMUNITY_NODE_NAME_SIZE - 1 bytes and those with control characters.
 /// @param head  Allocated by the caller, `next` NULL; filled with the first name (index 0), the others hang
-/// on
-///              it with indexes 1, 2, ... Not touched when there is none.
+///              on it with indexes 1, 2, ... Not touched when there is none.
 /// @return Number of names; 0 when there is none or the configuration cannot be read.
 ZEL_API int GetCommunityNamefromConf(CommunityNode* head);
 
-/// Reads the stored community name.
-/// @param name32  COMMUNITY_REGISTRY_SIZE bytes; a longer name is cut.
+/// Reads the stored community name, "plinth" when none is.
+/// @param name32  COMMUNITY_REGISTRY_SIZE bytes; a longer name is cut, never within a character.
 /// @return 1 on failure, any other value on success.
 ZEL_API int GetCommunityNamefromReg(char* name32);
 
 /// Saves a community name.
+/// @param name  1 to COMMUNITY_NODE_NAME_SIZE - 1 bytes, without control characters.
 /// @return 1 on failure, any other value on success.
 ZEL_API int SetCommunityNametoReg(const char* name);
 
-/// Looks a name up in a list.
+/// Looks a name up in a list. A name that GetCommunityNamefromReg has cut is looked up as the whole one,
+/// unless the list holds the name as given.
 /// @param selectedIndex  Receives the index of the node with that name.
 /// @return 0 when the name is in the list, non-zero when it is not.
 ZEL_API int TestCurrentSameasBefore(const char* name, CommunityNode* head, int* selectedIndex);
@@ -121,7 +124,8 @@ static_assert(offsetof(ShutdownRecord, dwTimeoutAct) == 8, "ShutdownRecord.dwTim
 /// @return Non-zero when filled, 0 on failure.
 ZEL_API int GetAllofShutDown(ShutdownRecord* record);
 
-/// Saves the settings.
+/// Saves the settings. Refused when dwHangEnable is 1 and another field is out of range; when it is 0, such
+/// fields are not saved and keep their former values.
 /// @return 0 when saved, non-zero on failure (the reverse of GetAllofShutDown).
 ZEL_API int SetAllofShutDown(ShutdownRecord* record);
 
@@ -147,7 +151,8 @@ typedef struct WdtRecord {
     uint64_t qwInterval;    ///< Seconds between two updates of the timer: 30 to 60.
     uint64_t qwTimeout;     ///< Seconds until the timer expires: 90 to 600.
     uint64_t qwTimeoutAct;  ///< The two actions, as SetTimeoutAct encodes them.
-    uint64_t library;       ///< The library's; handed back unchanged, not part of a comparison.
+    uint64_t library;       ///< The library's; handed back unchanged, not part of a comparison. Ours counts
+                            ///< the times that the settings were saved.
 } WdtRecord;
 static_assert(sizeof(WdtRecord) == 40, "WdtRecord");
 static_assert(offsetof(WdtRecord, qwTimeout) == 16, "WdtRecord.qwTimeout");
@@ -157,7 +162,7 @@ static_assert(offsetof(WdtRecord, qwTimeoutAct) == 24, "WdtRecord.qwTimeoutAct")
 /// @return Non-zero when filled, 0 on failure.
 ZEL_API int GetAllofWDT(WdtRecord* record);
 
-/// Saves the settings. The timer itself is the service's to start.
+/// Saves the settings, out-of-range fields as SetAllofShutDown. The timer itself is the service's to start.
 /// @return 0 when saved, non-zero on failure (the reverse of GetAllofWDT).
 ZEL_API int SetAllofWDT(WdtRecord* record);
 
@@ -167,7 +172,7 @@ ZEL_API int SetAllofWDT(WdtRecord* record);
 #define MOVAL_MODE_ON 1          ///< MOVALSetMode: on from the next boot, with flag 1. GetUtlBootMode: on.
 #define MOVAL_MODE_ON_REBOOT 17  ///< MOVALSetMode: on, the caller reboots at once; with flag 1.
 
-/// Tells whether the maintenance boot mode is installed.
+/// Tells whether the maintenance boot mode is installed: whether an administrator named what to boot into.
 /// @return 0 when it is not, -1 when that cannot be found out, any other value when it is.
 ZEL_API int GetInstallStatus(void);
 
@@ -176,7 +181,8 @@ ZEL_API int GetInstallStatus(void);
 /// @return Non-zero when read, 0 on failure.
 ZEL_API int GetUtlBootMode(int* mode);
 
-/// Sets the boot mode; the caller reboots, not this call.
+/// Sets the boot mode; the caller reboots, not this call. On means the next boot only. Off takes back what On
+/// has set, and nothing that somebody else has.
 /// @param mode  One of MOVAL_MODE_.
 /// @param flag  0 with MOVAL_MODE_OFF, 1 with the others; any other pair is refused.
 /// @return 0 when set, non-zero on failure (the reverse of GetUtlBootMode).

@@ -132,10 +132,10 @@ static_assert(sizeof(StorageNames) == 30720, "StorageNames");
 static_assert(sizeof(StorageValues) == 49152, "StorageValues");
 
 // Failures of WriteThreshold, ResetStorageService and SetDefaultStorageService; any other result is success.
-#define STORAGE_NO_SERVICE (-1)    ///< The agent's service cannot be reached.
-#define STORAGE_WRITE_FAILED (-2)  ///< The thresholds could not be written.
+#define STORAGE_NO_SERVICE (-1)    ///< The service did not answer or refused; what was written stands.
+#define STORAGE_WRITE_FAILED (-2)  ///< A value makes no sense, or the thresholds could not be written.
 
-/// Reads interval and thresholds of all devices.
+/// Reads interval and thresholds of all devices that are present; others keep theirs in the file.
 /// @param interval  Receives the seconds between two samples, 1 to 3600.
 /// @param count     Receives the number of devices, 0 to STORAGE_DEVICES_MAX.
 /// @return 0 when there is no device (then only `count` is certain, and 0), else the tables are filled.
@@ -149,11 +149,12 @@ ZEL_API int ReadThresholdFromFile(int* interval, int* count, char (*HD)[30],
 ZEL_API int WriteThreshold(int interval, int count, char (*HD)[30], StorageThresholdItem (*value)[4]);
 
 /// Has the service start anew with one device: its error counts and alerts are cleared.
-/// @param deviceNumber  The device's row, counted from 1.
-/// @return STORAGE_NO_SERVICE, STORAGE_WRITE_FAILED, else done.
+/// @param deviceNumber  The device's row as this program last read them, counted from 1.
+/// @return STORAGE_NO_SERVICE, STORAGE_WRITE_FAILED (no such row), else done.
 ZEL_API int ResetStorageService(int deviceNumber);
 
-/// Saves the agent's default thresholds for one device, the given ones for all others.
+/// Saves the agent's default thresholds for one device, the given ones for all others, and has the service
+/// take them up. The defaults are also put into the device's row of `value`, unless nothing was written.
 /// @param device  The device's row, counted from 0.
 /// @return STORAGE_NO_SERVICE, STORAGE_WRITE_FAILED, else done.
 ZEL_API int SetDefaultStorageService(int interval, int count, char (*HD)[30],
@@ -212,30 +213,31 @@ static_assert(offsetof(FsSizeNode, next) == 4104, "FsSizeNode.next");
 // Bits of TestInputFilesysParameter.
 #define FS_TEST_INTERVAL 0x1         ///< The interval is not 1 to 3600 s.
 #define FS_TEST_FATAL_BIG 0x10       ///< A fatal value is beyond what the file system can reach.
-#define FS_TEST_WARNING_SMALL 0x100  ///< A warning value is too small.
+#define FS_TEST_WARNING_SMALL 0x100  ///< A warning is below 1 percent, or at too much free space.
 #define FS_TEST_ORDER 0x1000         ///< The thresholds are not in order.
 #define FS_TEST_FAILED 0x10000       ///< The test itself failed.
 
 /// Failure of ResetFilesysService; any other result is success.
 #define FS_WRITE_FAILED (-2)
 
-/// Reads the settings of all file systems.
+/// Reads the settings of all file systems that are mounted; others keep theirs in the file. The root comes
+/// first, then by path. Having none at all is a failure.
 /// @param head   The first record, allocated and cleared by the caller; the further ones are allocated here
-/// and
-///               hang on it. On failure none hangs on it.
+///               and hang on it. On failure none hangs on it.
 /// @param cycle  Receives the seconds between two samples, 1 to 3600.
 /// @return 1 on success, any other value on failure.
 ZEL_API int File_ReadThresholdFromFile(FsThresholdRecord* head, int* cycle);
 
 /// Judges interval and thresholds. A file system that is not watched is not judged, the others in the form
-/// that their mode names.
+/// that their mode names. Free spaces of a file system that cannot be asked for its size (on a network) have
+/// no upper limit.
 /// @param cycle  Seconds.
-/// @return 0 when all is valid, else FS_TEST_ bits.
+/// @return 0 when all is valid, else FS_TEST_ bits; FS_TEST_FAILED also for a list that does not end.
 ZEL_API int TestInputFilesysParameter(FsThresholdRecord* head, int cycle);
 
-/// Saves interval and settings and has the service take them up.
+/// Saves interval and settings, if they are valid but for the size, and has the service take them up.
 /// @param cycle  Seconds, 1 to 3600.
-/// @return FS_WRITE_FAILED, else done.
+/// @return FS_WRITE_FAILED, else written; -1 when the service did not take them up (it will when it starts).
 ZEL_API int ResetFilesysService(FsThresholdRecord* head, int cycle);
 
 /// Frees a list with its head and sets `*head` to NULL; an empty list is left as it is.
@@ -268,7 +270,7 @@ ZEL_API int GetLanDataFromRegistry(LanSettingsRecord* r);
 ZEL_API int TestInputLanParameter(const LanSettingsRecord* r);
 
 /// Saves the network settings.
-/// @return Non-zero when written, 0 on failure.
+/// @return Non-zero when written, 0 on failure or when a field is out of its range.
 ZEL_API int PutLanThreshold(const LanSettingsRecord* r);
 
 // ---- RAID controllers (Mylex) ----
@@ -282,15 +284,15 @@ static_assert(sizeof(MylexThresholdBlock) == 924, "MylexThresholdBlock");
 static_assert(offsetof(MylexThresholdBlock, interval) == 920, "MylexThresholdBlock.interval");
 
 // Failures of Mylex_ReadThresholdFromFile; any other result is success.
-#define MYLEX_NO_FILE 6      ///< zelmlx.inf cannot be opened.
-#define MYLEX_READ_FAILED 7  ///< It was opened and could not be read.
+#define MYLEX_NO_FILE 6      ///< zelmlx.inf cannot be opened, or made when it is missing.
+#define MYLEX_READ_FAILED 7  ///< It was opened and does not hold a valid interval.
 
 // Failures of ResetMylexService; any other result is success.
-#define MYLEX_NO_SERVICE (-1)    ///< The agent's service cannot be reached.
+#define MYLEX_NO_SERVICE (-1)    ///< The service did not answer or refused; what was written stands.
 #define MYLEX_WRITE_FAILED (-2)  ///< The interval could not be written.
 #define MYLEX_BAD_INTERVAL (-3)  ///< The interval is not 10 to 3600.
 
-/// Reads the threshold file of the controllers.
+/// Reads the threshold file of the controllers; a missing one is made with 60 s first.
 /// @param block924  A MylexThresholdBlock.
 /// @return MYLEX_NO_FILE, MYLEX_READ_FAILED, else the block is filled.
 ZEL_API int Mylex_ReadThresholdFromFile(void* block924);

@@ -127,12 +127,15 @@ std::string fit(std::string_view text, int columns) {
     return result;
 }
 
+std::string printable(std::string_view text) {
+    return fit(text, columns_of(text));
+}
+
 std::string shorten(std::string_view text, int columns) {
-    const int width = columns_of(text);
-    if (width <= columns) return fit(text, width);
+    if (columns_of(text) <= columns) return printable(text);
     while (columns_of(text) > columns - 3)
         text.remove_prefix(next_character(text).bytes);
-    return "..." + fit(text, columns_of(text));
+    return "..." + printable(text);
 }
 
 void FreeMemory::operator()(char* memory) const {

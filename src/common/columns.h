@@ -23,7 +23,10 @@ int columns_of(std::string_view text);
 /// half gives way to a blank; what cannot be shown becomes "?".
 std::string fit(std::string_view text, int columns);
 
-/// The text as it can be shown, in at most `columns` columns (4 or more); of a longer one the end is kept,
+/// The text as it can be shown: what cannot becomes "?".
+std::string printable(std::string_view text);
+
+/// The same in at most `columns` columns (4 or more); of a longer one the end is kept,
 /// behind "...", since paths differ at their ends.
 std::string shorten(std::string_view text, int columns);
 

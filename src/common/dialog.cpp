@@ -55,9 +55,12 @@ newtComponent Dialog::textbox(int width, int height, const std::string& text) {
     return box;
 }
 
+newtComponent Dialog::text_entry(const std::string& text, int width, int flags) {
+    return keep(newt.newtEntry(kPlacedByGrid, kPlacedByGrid, text.c_str(), width, nullptr, flags));
+}
+
 newtComponent Dialog::number_entry(const std::string& text, int width, int flags) {
-    newtComponent entry =
-        keep(newt.newtEntry(kPlacedByGrid, kPlacedByGrid, text.c_str(), width, nullptr, flags));
+    newtComponent entry = text_entry(text, width, flags);
     newt.newtEntrySetFilter(entry, EntryNumricFilter, nullptr);
     return entry;
 }
@@ -73,6 +76,11 @@ newtComponent Dialog::radio_button(const std::string& text, bool set, newtCompon
 
 newtComponent Dialog::listbox(int height, int flags) {
     return keep(newt.newtListbox(kPlacedByGrid, kPlacedByGrid, height, flags));
+}
+
+newtComponent Dialog::lend(newtComponent component) {
+    std::erase(outside_form_, component);
+    return component;
 }
 
 newtGrid Dialog::grid(int columns, int rows, std::initializer_list<Cell> cells) {

@@ -49,12 +49,17 @@ class Dialog {
     newtComponent textbox(int width, int height, const std::string& text);
     /// A one-line entry for whole numbers. `flags`: NEWT_FLAG_DISABLED, NEWT_FLAG_SCROLL or 0.
     newtComponent number_entry(const std::string& text, int width, int flags = 0);
+    /// A one-line entry for any text.
+    newtComponent text_entry(const std::string& text, int width, int flags = 0);
     /// A check box whose mark ('*' or ' ') newt keeps in `*mark`, which must outlive the dialog.
     newtComponent checkbox(const std::string& text, bool set, char* mark);
     /// One of a group of radio buttons; `previous` is the one made before it, null for the first.
     newtComponent radio_button(const std::string& text, bool set, newtComponent previous);
     /// `flags`: NEWT_FLAG_RETURNEXIT, NEWT_FLAG_SCROLL or 0.
     newtComponent listbox(int height, int flags = 0);
+
+    /// Gives a component made here to another form, which will free it. Returns it.
+    newtComponent lend(newtComponent component);
 
     /// A grid of the given size; its empty cells stay empty. It belongs to the dialog, or to the grid that
     /// takes it as a cell.

@@ -2,6 +2,7 @@
 #include "messages.h"
 
 #include "msgwindow.h"
+#include "newtlib.h"
 #include "readstrfile.h"
 
 namespace zel {
@@ -11,17 +12,33 @@ constexpr char kOk[] = " ok ";
 }
 
 void show_message(const char* title_identifier, const std::string& message) {
-    msgWindow(text(title_identifier).c_str(), kOk, message.c_str());
+    show_titled(text(title_identifier).c_str(), message);
+}
+
+void show_titled(const char* title, const std::string& message) {
+    msgWindow(title, kOk, message.c_str());
 }
 
 void show_error(const std::string& message) {
-    msgWindow("Error", kOk, message.c_str());
+    show_titled("Error", message);
 }
 
 std::string show_call_failed(std::string_view call) {
     std::string message = format_text(text("FUNC_CALL_ERR"), {call});
     show_error(message);
     return message;
+}
+
+BusyLine::BusyLine(const char* identifier) {
+    const std::string line = text(identifier);
+    shown_ = line != kMissingText;
+    if (!shown_) return;
+    newt.newtPushHelpLine(line.c_str());
+    newt.newtRefresh();
+}
+
+BusyLine::~BusyLine() {
+    if (shown_) newt.newtPopHelpLine();
 }
 
 }  // namespace zel

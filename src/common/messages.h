@@ -10,10 +10,26 @@ namespace zel {
 /// A message under a title from the catalogue.
 void show_message(const char* title_identifier, const std::string& message);
 
+/// A message under a fixed title.
+void show_titled(const char* title, const std::string& message);
+
 /// A message under the title "Error".
 void show_error(const std::string& message);
 
 /// Says that the call named failed, under the title "Error". Returns what was shown.
 std::string show_call_failed(std::string_view call);
+
+/// A line of the catalogue in place of the help line, for as long as something takes that the user waits for.
+/// A catalogue without the text leaves the help line alone.
+class BusyLine {
+  public:
+    explicit BusyLine(const char* identifier);
+    ~BusyLine();
+    BusyLine(const BusyLine&) = delete;
+    BusyLine& operator=(const BusyLine&) = delete;
+
+  private:
+    bool shown_;
+};
 
 }  // namespace zel

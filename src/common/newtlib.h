@@ -11,25 +11,23 @@
 
 namespace zel {
 
-#define ZEL_NEWT_ENTRY_POINTS(X)                                                                           \
-    X(newtInit)                                                                                            \
-    X(newtFinished)                                                                                        \
-    X(newtCls)                                                                                             \
-    X(newtSetColors)                                                                                       \
-    X(newtPushHelpLine) X(newtDrawRootText) X(newtForm) X(newtFormAddComponent) X(newtFormAddHotKey)       \
-        X(newtFormRun) X(newtFormDestroy) X(newtPopWindow) X(newtCreateGrid) X(newtGridSetField)           \
-            X(newtGridWrappedWindow) X(newtGridFree) X(newtButton) X(newtCompactButton) X(newtLabel)       \
-                X(newtTextbox) X(newtTextboxSetText) X(newtEntry) X(newtEntrySet) X(newtEntryGetValue)     \
-                    X(newtEntrySetFilter) X(newtEntrySetFlags) X(newtCheckbox) X(newtCheckboxSetValue)     \
-                        X(newtCheckboxSetFlags) X(newtRadiobutton) X(newtRadioGetCurrent) X(newtListbox)   \
-                            X(newtListboxAppendEntry) X(newtListboxGetCurrent) X(newtListboxSetCurrent)    \
-                                X(newtListboxSetWidth) X(newtComponentAddCallback) X(newtComponentDestroy) \
-                                    X(newtCursorOff)
+// clang-format off
+#define ZEL_NEWT_ENTRY_POINTS(X)                                                                        \
+    X(newtInit) X(newtFinished) X(newtCls) X(newtRefresh) X(newtSetColors) X(newtCursorOff)             \
+    X(newtPushHelpLine) X(newtPopHelpLine) X(newtDrawRootText)                                          \
+    X(newtForm) X(newtFormAddComponent) X(newtFormAddHotKey) X(newtFormRun) X(newtFormDestroy)          \
+    X(newtCreateGrid) X(newtGridSetField) X(newtGridWrappedWindow) X(newtGridFree) X(newtPopWindow)     \
+    X(newtButton) X(newtCompactButton) X(newtLabel) X(newtTextbox) X(newtTextboxSetText)                \
+    X(newtEntry) X(newtEntrySet) X(newtEntryGetValue) X(newtEntrySetFilter) X(newtEntrySetFlags)        \
+    X(newtCheckbox) X(newtCheckboxSetValue) X(newtCheckboxSetFlags)                                     \
+    X(newtRadiobutton) X(newtRadioGetCurrent)                                                           \
+    X(newtListbox) X(newtListboxAppendEntry) X(newtListboxGetCurrent) X(newtListboxSetCurrent)          \
+    X(newtListboxSetWidth) X(newtComponentAddCallback) X(newtComponentDestroy)
 
-#define ZEL_SLANG_ENTRY_POINTS(X) \
-    X(SLtt_initialize)            \
-    X(SLtt_set_color)             \
-    X(SLtt_get_color_object) X(SLtt_set_color_object) X(SLtt_tgetstr) X(SLang_Exit_Error_Hook)
+#define ZEL_SLANG_ENTRY_POINTS(X)                                                                       \
+    X(SLtt_initialize) X(SLtt_set_color) X(SLtt_get_color_object) X(SLtt_set_color_object)              \
+    X(SLtt_tgetstr) X(SLang_Exit_Error_Hook)
+// clang-format on
 
 #define ZEL_TABLE_MEMBER(name) decltype(&::name) name = nullptr;  // unevaluated: nothing is linked
 

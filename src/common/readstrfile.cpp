@@ -21,7 +21,6 @@ char ReadString[kTextBufferSize];
 namespace {
 
 constexpr char kModule[] = "readstrfile";
-constexpr char kMissing[] = "No Such Name";
 
 char deststr[kTextBufferSize];
 
@@ -125,11 +124,11 @@ char* CPGetText(const char* identifier, char* destination, const char* buffer) {
     ZEL_TRACE(TRACE_LEVEL_TRACE, "Buf=%p", static_cast<const void*>(buffer));
     if (CPFindDestStr(buffer, identifier) == -1) {
         msgWindow("Error", " ok ", "Read rc file failed!");
-        std::strcpy(destination, kMissing);
+        std::strcpy(destination, kMissingText);
         ZEL_TRACE(TRACE_LEVEL_ERROR, "<return %s.", destination);
         return destination;
     }
-    std::strcpy(destination, deststr[0] != '\0' ? deststr : kMissing);
+    std::strcpy(destination, deststr[0] != '\0' ? deststr : kMissingText);
     ZEL_TRACE(TRACE_LEVEL_TRACE, "<return %s.", destination);
     return destination;
 }

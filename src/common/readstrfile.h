@@ -20,6 +20,9 @@ namespace zel {
 
 inline constexpr std::size_t kTextBufferSize = 1024;
 
+/// What stands for a text that the catalogue does not have.
+inline constexpr char kMissingText[] = "No Such Name";
+
 /// The catalogue in memory, ended by zero bytes; null when it is not loaded. Owned by the start-up code.
 extern char* ZEL_RcFileBuf;
 

@@ -72,14 +72,22 @@ void set_checkbox_disabled(newtComponent box, bool disabled) {
     newt.newtCheckboxSetFlags(box, NEWT_FLAG_DISABLED, sense_of(disabled));
 }
 
+std::int64_t entry_long(newtComponent entry) {
+    return std::strtol(entry_text(entry), nullptr, 10);
+}
+
 std::int32_t entry_number(newtComponent entry) {
-    const long value = std::strtol(entry_text(entry), nullptr, 10);
     using Limits = std::numeric_limits<std::int32_t>;
-    return static_cast<std::int32_t>(std::clamp<long>(value, Limits::min(), Limits::max()));
+    return static_cast<std::int32_t>(
+        std::clamp<std::int64_t>(entry_long(entry), Limits::min(), Limits::max()));
 }
 
 bool entry_is_empty(newtComponent entry) {
     return *entry_text(entry) == '\0';
+}
+
+std::string entry_string(newtComponent entry) {
+    return entry_text(entry);
 }
 
 void set_entry(newtComponent entry, std::int64_t number) {

@@ -39,9 +39,12 @@ void set_disabled(newtComponent entry, bool disabled);
 /// Disables or enables one check box or radio button.
 void set_checkbox_disabled(newtComponent box, bool disabled);
 
-/// The entry's text as a base-10 number, as strtol reads it (an empty entry is 0), clamped to 32 bits.
+/// The entry's text as a base-10 number, as strtol reads it (an empty entry is 0), clamped to 64 bits.
+std::int64_t entry_long(newtComponent entry);
+/// The same, clamped to 32 bits.
 std::int32_t entry_number(newtComponent entry);
 bool entry_is_empty(newtComponent entry);
+std::string entry_string(newtComponent entry);
 /// Shows a number in the entry, its first digits in sight.
 void set_entry(newtComponent entry, std::int64_t number);
 

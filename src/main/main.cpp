@@ -11,9 +11,11 @@
 #include <string>
 #include <string_view>
 
+#include "../common/agent_files.h"
 #include "../common/columns.h"
 #include "../common/newtlib.h"
 #include "../common/readstrfile.h"
+#include "../common/startup_facts.h"
 #include "../common/terminal.h"
 #include "../common/trace.h"
 #include "common_ctl.h"
@@ -126,10 +128,7 @@ void read_version() {
 
 /// Asks the sensor-sharing library for its status. A server without that library cannot run the tool.
 bool query_shared_sensor() {
-    char root[256] = {};
-    GetZelRootPath(root, sizeof root);
-    root[sizeof root - 1] = '\0';
-    const std::string path = std::string(root) + "/lib/dissensor.dll";
+    const std::string path = shared_sensor_library();
     HMODULE library = LoadLibrary(path.c_str());
     if (library == nullptr) {
         raslib_fini();

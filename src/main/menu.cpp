@@ -3,15 +3,22 @@
 #include "../common/dialog.h"
 #include "../common/msgwindow.h"
 #include "../common/readstrfile.h"
+#include "../common/startup_facts.h"
 #include "../common/trace.h"
 #include "../common/widgets.h"
+#include "../control/blade.h"
+#include "../control/general_ipmi.h"
+#include "../control/moval_ipmi.h"
+#include "../control/shutdown_ipmi.h"
+#include "../control/wdt_ipmi.h"
+#include "../ipmi/temp_ipmi.h"
+#include "../ipmi/voltage_ipmi.h"
 #include "../monitor/cpu.h"
 #include "../monitor/filesystem.h"
 #include "../monitor/lan.h"
 #include "../monitor/mylex.h"
 #include "../monitor/storage.h"
 #include "../monitor/syslog.h"
-#include "common_ctl.h"
 #include "menu_rows.h"
 #include "screen.h"
 
@@ -29,10 +36,17 @@ void open_cpu_panel() {
     use_cpu_list_colours(false);
 }
 
+/// A row beyond the table.
+void tell_unsupported() {
+    msgWindow("Warning", "Return", "Not Supported yet!");
+}
+
 void open_panel(Panel panel) {
     switch (panel) {
         case Panel::none:
             return;
+        case Panel::general:
+            return GeneralPanel();
         case Panel::cpu:
             return open_cpu_panel();
         case Panel::syslog:
@@ -45,16 +59,25 @@ void open_panel(Panel panel) {
             return LanPanel();
         case Panel::mylex:
             return MylexPanel();
+        case Panel::moval:
+            return MOVALPanel_IPMI();
+        case Panel::temperature:
+            return TemperaturePanel_IPMI(ZelVersion);
+        case Panel::voltage:
+            return VoltagePanel(ZelVersion);
+        case Panel::watchdog:
+            return WDTPanel();
+        case Panel::shutdown:
+            return ShutdownPanel();
         case Panel::blade:
             ZEL_TRACE(TRACE_LEVEL_TRACE, "Open  BladePanel()");
-            break;
+            return BladePanel();
+        case Panel::unsupported:
+            ZEL_TRACE(TRACE_LEVEL_ERROR, "Not Supported.");
+            return tell_unsupported();
         case Panel::unsupported_silent:
-            return msgWindow("Warning", "Return", "Not Supported yet!");
-        default:
-            break;
+            return tell_unsupported();
     }
-    ZEL_TRACE(TRACE_LEVEL_ERROR, "Not Supported.");
-    msgWindow("Warning", "Return", "Not Supported yet!");
 }
 
 newtComponent make_list(Dialog& dialog, const MenuFacts& facts) {

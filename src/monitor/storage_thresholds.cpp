@@ -148,7 +148,7 @@ void build(Dialog& dialog, Widgets& widgets) {
                                   {0, 2, thresholds, left, {.left = 6, .top = -1}}});
     dialog.add({list_label, fatal_label, warning_label, widgets.list, ListCheck, entries[0], entries[1],
                 widgets.ok, widgets.cancel});
-    dialog.open(outer, std::string(device_name(ListSelect)) + text("STOGSUB_THRESHOLD1_ID"), {15});
+    dialog.open(outer, printable(device_name(ListSelect)) + text("STOGSUB_THRESHOLD1_ID"), {15});
 }
 
 /// Takes the shown kind into the working copy and, when all four are in order, the copy into `value`.

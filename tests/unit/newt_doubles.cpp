@@ -73,6 +73,9 @@ NewtTable table() {
     };
     t.newtComponentDestroy = [](newtComponent component) { component->destroyed = true; };
     t.newtCursorOff = [] {};
+    t.newtEntryGetValue = [](newtComponent entry) { return entry->text.data(); };
+    t.newtEntrySet = [](newtComponent entry, const char* text, int) { entry->text = text; };
+    t.newtRadioGetCurrent = [](newtComponent) { return doubles->radio; };
     t.newtEntrySetFlags = set_flags;
     t.newtCheckboxSetFlags = set_flags;
     return t;

@@ -38,6 +38,7 @@ class NewtDoubles {
     /// How the next runs of a form end: each names the component by kind and text, or gives null.
     std::deque<std::function<newtComponent()>> answers;
     std::deque<std::unique_ptr<newtComponent_struct>> components;
+    newtComponent radio = nullptr;  ///< The selected radio button.
 };
 
 extern NewtDoubles* doubles;

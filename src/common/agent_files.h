@@ -1,0 +1,11 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#pragma once
+
+#include <string>
+
+namespace zel {
+
+/// Path of the sensor-sharing library in the agent's directory.
+std::string shared_sensor_library();
+
+}  // namespace zel

@@ -1,0 +1,91 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "community_list.h"
+
+#include <array>
+#include <cstdlib>
+#include <cstring>
+
+#include "../common/columns.h"
+#include "../common/messages.h"
+#include "../common/readstrfile.h"
+#include "../common/trace.h"
+
+namespace zel {
+
+namespace {
+
+constexpr char kModule[] = "general_ipmi";
+constexpr char kDefaultCommunity[] = "plinth";
+
+/// A cleared node for the C library to free; null, after a message, when memory is short.
+CommunityNode* allocate_node() {
+    auto* node = static_cast<CommunityNode*>(std::calloc(1, sizeof(CommunityNode)));
+    if (node == nullptr) {
+        show_call_failed("malloc");
+        ZEL_TRACE(TRACE_LEVEL_RESOURCE, "<malloc failed.");
+    }
+    return node;
+}
+
+void set_name(CommunityNode& node, std::string_view name) {
+    const std::string_view kept = cut_bytes(name, sizeof node.name - 1);
+    std::memcpy(node.name, kept.data(), kept.size());
+    node.name[kept.size()] = '\0';
+}
+
+}  // namespace
+
+std::string community_name(const CommunityNode& node) {
+    return {node.name, strnlen(node.name, sizeof node.name)};
+}
+
+bool CommunityList::allocate_head() {
+    head_ = allocate_node();
+    if (head_ == nullptr) return false;
+    if (GetCommunityNamefromConf(head_) != 0) return true;
+    set_name(*head_, kDefaultCommunity);
+    head_->index = 0;
+    return true;
+}
+
+bool CommunityList::put_in_front(const std::string& name) {
+    CommunityNode* first = allocate_node();
+    if (first == nullptr) return false;
+    set_name(*first, name);
+    first->next = head_;
+    head_ = first;
+    for (CommunityNode* node = first->next; node != nullptr; node = node->next)
+        ++node->index;
+    selected_ = 0;
+    stored_is_missing_ = true;
+    return true;
+}
+
+bool CommunityList::read() {
+    if (!allocate_head()) return false;
+    // Larger than the 32 bytes that the agent fills, so that no listed name is cut on its way back.
+    std::array<char, COMMUNITY_NODE_NAME_SIZE> currentCommunity{};
+    if (GetCommunityNamefromReg(currentCommunity.data()) == 1) {
+        show_error(text("HWERR_OPEN_ID"));
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "<GetCommunityNamefromReg() failed.");
+        return false;
+    }
+    currentCommunity.back() = '\0';
+    int index = 0;
+    if (TestCurrentSameasBefore(currentCommunity.data(), head_, &index) != 0)
+        return put_in_front(currentCommunity.data());
+    selected_ = index;
+    return true;
+}
+
+void CommunityList::store(std::int32_t row) const {
+    for (const CommunityNode* node = head_; node != nullptr; node = node->next) {
+        if (node->index == row) {
+            SetCommunityNametoReg(community_name(*node).c_str());
+            return;
+        }
+        SetCommunityNametoReg(kDefaultCommunity);
+    }
+}
+
+}  // namespace zel

@@ -1,0 +1,216 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "general_ipmi.h"
+
+#include <zel/access_control.h>
+
+#include <array>
+#include <string>
+
+#include "../common/columns.h"
+#include "../common/dialog.h"
+#include "../common/messages.h"
+#include "../common/readstrfile.h"
+#include "../common/trace.h"
+#include "../common/widgets.h"
+#include "chassis_identify.h"
+#include "community_list.h"
+
+namespace zel {
+
+namespace {
+
+constexpr char kModule[] = "general_ipmi";
+constexpr int kRackWidth = 8;
+constexpr int kCommunityColumns = 50;
+
+// ---- reading the settings
+
+struct Settings {
+    std::array<char, RACK_NAME_SIZE> rackName{};
+    SnmpFlags snmpFlags{};
+    CommunityList communities;
+};
+
+bool registry_failed(const char* trace) {
+    show_error(text("HWERR_OPEN_ID"));
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "%s", trace);
+    return false;
+}
+
+bool read_settings(Settings& settings) {
+    if (GetCurrentRackId(settings.rackName.data()) == 1)
+        return registry_failed("<GetCurrentRackId() failed.");
+    settings.rackName.back() = '\0';
+    if (GetSnmpFlagsfromReg(&settings.snmpFlags) == 1)
+        return registry_failed("<GetSnmpFlagsfromReg() failed.");
+    if (settings.snmpFlags.enable == 0) settings.snmpFlags.permit = 0;
+    return settings.communities.read();
+}
+
+// ---- layout
+
+struct Widgets {
+    std::array<newtComponent, 2> snmp{};  // enable, permit: `CheckboxStruct`
+    newtComponent communities = nullptr;
+    newtComponent rack = nullptr;
+    newtComponent begin = nullptr;
+    newtComponent end = nullptr;
+    newtComponent ok = nullptr;
+    newtComponent cancel = nullptr;
+    char enableMark = kCleared;
+    char permitMark = kCleared;
+};
+
+/// The enable box changed: without it the permit box is cleared and greyed.
+void CheckBoxFunc1(newtComponent, void*) {
+    ZEL_TRACE(TRACE_LEVEL_TRACE, ">");
+    const bool disabled = *CheckboxStruct.source == kCleared;
+    for (std::int32_t i = CheckboxStruct.first; i <= CheckboxStruct.last; ++i) {
+        newtComponent box = CheckboxStruct.components[i];
+        if (disabled) newt.newtCheckboxSetValue(box, kCleared);
+        set_checkbox_disabled(box, disabled);
+    }
+    ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
+}
+
+void make_snmp_boxes(Dialog& dialog, const SnmpFlags& flags, Widgets& widgets) {
+    auto& [enable, permit] = widgets.snmp;
+    enable = dialog.checkbox(text("GENERAL_ENABLE_ID"), flags.enable != 0, &widgets.enableMark);
+    permit = dialog.checkbox(text("GENERAL_PERMIT_ID"), flags.permit != 0, &widgets.permitMark);
+    set_checkbox_disabled(permit, flags.enable == 0);
+    CheckboxStruct = {
+        .components = widgets.snmp.data(), .first = 1, .last = 1, .source = &widgets.enableMark};
+    newt.newtComponentAddCallback(enable, CheckBoxFunc1, nullptr);
+}
+
+newtComponent make_community_list(Dialog& dialog, const CommunityList& communities) {
+    newtComponent list = dialog.listbox(1, NEWT_FLAG_RETURNEXIT);
+    for (const CommunityNode* node = communities.head(); node != nullptr; node = node->next)
+        append_row(list, shorten(community_name(*node), kCommunityColumns), node->index);
+    newt.newtListboxSetCurrent(list, communities.selected());
+    return list;
+}
+
+void build(Dialog& dialog, const Settings& settings, Widgets& widgets) {
+    make_snmp_boxes(dialog, settings.snmpFlags, widgets);
+    newtComponent community_label = dialog.label(text("GENERAL_SNMPC_ID"));
+    widgets.communities = make_community_list(dialog, settings.communities);
+    newtComponent rack_label = dialog.label(text("GENERAL_RACK_ID"));
+    widgets.rack = dialog.text_entry(settings.rackName.data(), kRackWidth, NEWT_FLAG_SCROLL);
+    newtComponent rack_section = dialog.label(text("RACK_MOUNT"));
+    newtComponent identify_section = dialog.label(text("DIALOG_DISTINGUISH"));
+    newtComponent snmp_section = dialog.label(text("SNMP_SETTING"));
+    widgets.ok = dialog.button(text("BUTTON_OK_ID"));
+    widgets.cancel = dialog.button(text("BUTTON_CANCEL_ID"));
+    widgets.begin = dialog.compact_button(text("BUTTON_DIALOG_BEGIN"));
+    widgets.end = dialog.compact_button(text("BUTTON_DIALOG_END"));
+
+    constexpr int left = NEWT_ANCHOR_LEFT;
+    constexpr int top = NEWT_ANCHOR_TOP;
+    newtGrid snmp = dialog.grid(1, 3,
+                                {{0, 0, snmp_section, left},
+                                 {0, 1, widgets.snmp[0], left},
+                                 {0, 2, widgets.snmp[1], left, {.left = 1}}});
+    newtGrid community =
+        dialog.grid(2, 1, {{0, 0, community_label, left}, {1, 0, widgets.communities, left, {.left = 1}}});
+    newtGrid rack = dialog.grid(2, 2,
+                                {{0, 0, rack_section, left},
+                                 {0, 1, rack_label, top, {.top = 1}},
+                                 {1, 1, widgets.rack, left, {.left = 6, .top = 1}}});
+    newtGrid identify = dialog.grid(3, 1,
+                                    {{0, 0, identify_section, left},
+                                     {1, 0, widgets.begin, left, {.left = 2}},
+                                     {2, 0, widgets.end, left, {.left = 1}}});
+    newtGrid buttons = dialog.grid(
+        2, 1,
+        {{0, 0, widgets.ok, top, {.left = 3, .top = 1}}, {1, 0, widgets.cancel, top, {.left = 3, .top = 1}}});
+    newtGrid main_grid = dialog.grid(1, 5,
+                                     {{0, 0, snmp, top},
+                                      {0, 1, community, left, {.top = 1}},
+                                      {0, 2, rack, left, {.top = 1}},
+                                      {0, 3, identify, left, {.top = 2}},
+                                      {0, 4, buttons, top, {.top = 2}}});
+    dialog.add({snmp_section, widgets.snmp[0], widgets.snmp[1], community_label, widgets.communities,
+                rack_section, rack_label, widgets.rack, identify_section, widgets.begin, widgets.end,
+                widgets.ok, widgets.cancel});
+    dialog.open(main_grid, text("TITTLE_GENERAL_ID"), {15, 1});
+}
+
+// ---- what the buttons do
+
+/// Refuses to leave while the light is lit. True when it was refused.
+bool refuse_while_running() {
+    if (startstatus != 1) return false;
+    show_titled("Notice", "Chassis Identify is still running!");
+    return true;
+}
+
+void write_rack_name(const Widgets& widgets) {
+    const std::string entered = entry_string(widgets.rack);
+    const std::string rackName(cut_bytes(entered, RACK_NAME_SIZE - 1));
+    if (ApplyRackmount(rackName.c_str()) != 1) return;
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "ApplyRackmount failed.");
+    show_error(text("HWERR_OPEN_ID"));
+}
+
+void write_snmp_flags(const Widgets& widgets) {
+    SnmpFlags flags{};
+    flags.enable = widgets.enableMark == kMarked ? 1 : 0;
+    flags.permit = flags.enable == 1 && widgets.permitMark == kMarked ? 1 : 0;
+    SetSnmpFlagstoReg(&flags);
+}
+
+/// False, with a message, while the stored name is chosen that the configuration does not hold.
+bool write_community(const Widgets& widgets, const CommunityList& communities) {
+    const auto selectedIndex = static_cast<std::int32_t>(current_row(widgets.communities));
+    if (communities.stored_is_missing() && selectedIndex == 0) {
+        constexpr char kMessage[] = "The current community name isn't contained in snmpd.conf.";
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "%s", kMessage);
+        show_message("TITTLE_GENERAL_ID", kMessage);
+        return false;
+    }
+    communities.store(selectedIndex);
+    return true;
+}
+
+/// Writes everything. True when the panel may close.
+bool write_settings(const Widgets& widgets, const Settings& settings) {
+    if (refuse_while_running()) return false;
+    write_rack_name(widgets);
+    write_snmp_flags(widgets);
+    if (!write_community(widgets, settings.communities)) return false;
+    startstatus = 0;
+    return true;
+}
+
+/// Acts on what ended the form. True when the panel may close.
+bool act(newtComponent answer, const Widgets& widgets, const Settings& settings) {
+    if (answer == widgets.cancel) {
+        if (refuse_while_running()) return false;
+        startstatus = 0;
+        return true;
+    }
+    if (answer == widgets.begin && startstatus == 0) begin_identify();
+    if (answer == widgets.end) end_identify();
+    return answer == widgets.ok && write_settings(widgets, settings);
+}
+
+}  // namespace
+
+void GeneralPanel() {
+    ZEL_TRACE(TRACE_LEVEL_TRACE, ">");
+    Settings settings;
+    if (!read_settings(settings)) return;
+    Widgets widgets;
+    {
+        Dialog dialog;
+        build(dialog, settings, widgets);
+        for (;;) {
+            newtComponent answer = dialog.run();
+            if (answer == nullptr || act(answer, widgets, settings)) break;
+        }
+    }
+    ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
+}
+
+}  // namespace zel

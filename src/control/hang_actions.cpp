@@ -1,0 +1,105 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "hang_actions.h"
+
+#include <zel/access_control.h>
+
+#include <algorithm>
+
+#include "../common/readstrfile.h"
+
+namespace zel {
+
+namespace {
+
+constexpr int kListWidth = 22;
+constexpr int kLastWhen = 1;
+constexpr int kLastAfter = 3;
+
+}  // namespace
+
+bool split_action_code(std::uint64_t code, HangActions& actions) {
+    HangActions split;
+    if (GetTimeoutAct(&split.when, &split.after, code) == 0) {
+        actions = {};
+        return false;
+    }
+    actions = {.when = std::clamp(split.when, 0, kLastWhen), .after = std::clamp(split.after, 0, kLastAfter)};
+    return true;
+}
+
+std::uint64_t join_action_code(const HangActions& actions, std::uint64_t code) {
+    SetTimeoutAct(actions.when, actions.after, &code);
+    return code;
+}
+
+newtComponent HangDialog::make_list(const HangDialogKind& kind, std::initializer_list<const char*> rows,
+                                    int selected) {
+    newtComponent list = dialog_.listbox(1, NEWT_FLAG_SCROLL);
+    newt.newtListboxSetWidth(list, kListWidth);
+    std::intptr_t key = 0;
+    for (const char* row : rows) {
+        append_row(list, text(row), key++);
+        if (!kind.readable) break;  // of settings that could not be read only the first row shows
+    }
+    newt.newtListboxSetCurrent(list, kind.readable ? selected : 0);
+    return list;
+}
+
+HangDialog::HangDialog(const HangDialogKind& kind) {
+    newtComponent check = dialog_.checkbox(text(kind.check_label), kind.enabled, &mark_);
+    if (!kind.readable) set_checkbox_disabled(check, true);
+    dialog_.add({check});
+
+    constexpr int left = NEWT_ANCHOR_LEFT;
+    constexpr int top = NEWT_ANCHOR_TOP;
+    newtGrid settings = dialog_.grid(2, static_cast<int>(kind.fields.size()) + 2, {});
+    int row = 0;
+    const auto add_row = [&](const char* label_id, newtComponent field) {
+        newtComponent label = dialog_.label(text(label_id));
+        const int above = row == 0 ? 0 : 1;
+        dialog_.place(settings, {0, row, label, left, {.top = above}});
+        dialog_.place(settings, {1, row, field, left, {.left = 1, .top = above}});
+        dialog_.add({label, field});
+        ++row;
+    };
+    for (const HangField& field : kind.fields) {
+        entries_.push_back(
+            dialog_.number_entry(field.text, kind.entry_width, kind.enabled ? 0 : NEWT_FLAG_DISABLED));
+        add_row(field.label, entries_.back());
+    }
+    when_ = make_list(kind, {"SHUTDOWN_WACTION1_ID", "SHUTDOWN_WACTION2_ID"}, kind.actions.when);
+    add_row("SHUTDOWN_WHEN_ID", when_);
+    after_ = make_list(
+        kind,
+        {"SHUTDOWN_AACTION1_ID", "SHUTDOWN_AACTION2_ID", "SHUTDOWN_AACTION3_ID", "SHUTDOWN_AACTION4_ID"},
+        kind.actions.after);
+    add_row("SHUTDOWN_AFTER_ID", after_);
+
+    CheckStruct = {.components = entries_.data(),
+                   .first = 0,
+                   .last = static_cast<std::int32_t>(entries_.size()) - 1,
+                   .source = &mark_};
+    newt.newtComponentAddCallback(check, CheckButtonFunc, entries_.data());
+
+    ok_ = dialog_.button(text("BUTTON_OK_ID"));
+    cancel_ = dialog_.button(text("BUTTON_CANCEL_ID"));
+    dialog_.add({ok_, cancel_});
+    newtGrid buttons = dialog_.grid(2, 1, {{0, 0, ok_, top, {.left = 3}}, {1, 0, cancel_, top, {.left = 3}}});
+    newtGrid outer = dialog_.grid(
+        1, 3, {{0, 0, check, left}, {0, 1, settings, top, {.top = 1}}, {0, 2, buttons, top, {.top = 1}}});
+    dialog_.open(outer, text(kind.title), {15});
+}
+
+void HangDialog::run_until(const std::function<bool()>& on_ok) {
+    dialog_.run_until(ok_, cancel_, on_ok);
+}
+
+std::uint32_t HangDialog::seconds(std::size_t field) const {
+    return static_cast<std::uint32_t>(entry_number(entries_[field]));
+}
+
+HangActions HangDialog::actions() const {
+    return {.when = static_cast<int>(current_row(when_)), .after = static_cast<int>(current_row(after_))};
+}
+
+}  // namespace zel

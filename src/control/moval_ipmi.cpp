@@ -1,0 +1,122 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "moval_ipmi.h"
+
+#include <zel/access_control.h>
+
+#include <array>
+#include <cstdlib>
+#include <string>
+
+#include "../common/dialog.h"
+#include "../common/messages.h"
+#include "../common/msgwindow.h"
+#include "../common/readstrfile.h"
+#include "../common/trace.h"
+#include "../common/widgets.h"
+
+namespace zel {
+
+namespace {
+
+constexpr char kModule[] = "moval_ipmi";
+constexpr int kNotInstalled = 0;
+
+struct Widgets {
+    newtComponent ok = nullptr;
+    newtComponent cancel = nullptr;
+    char boot_mode = kCleared;
+    char reboot_now = kCleared;
+};
+
+bool read_state(int& install_status, int& mode) {
+    install_status = GetInstallStatus();
+    ZEL_TRACE(TRACE_LEVEL_INFO, "GetInstallStatus() return %d.", install_status);
+    if (install_status == -1) {
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "<%s", show_call_failed("GetInstallStatus").c_str());
+        return false;
+    }
+    if (GetUtlBootMode(&mode) == 0) {
+        const std::string message = text("MOVALERR_GET_ID");
+        show_message("TITTLE_MOVAL_ID", message);
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "<%s", message.c_str());
+        return false;
+    }
+    return true;
+}
+
+void build(Dialog& dialog, bool installed, int mode, Widgets& widgets) {
+    newtComponent label = dialog.label(text("MOVAL_OFFLINE_ID"));
+    newtComponent boot_mode =
+        dialog.checkbox(text("MOVAL_CHECK1_ID"), mode == MOVAL_MODE_ON, &widgets.boot_mode);
+    newtComponent reboot_now = dialog.checkbox(text("MOVAL_CHECK2_ID"), false, &widgets.reboot_now);
+    if (!installed) {
+        set_checkbox_disabled(boot_mode, true);
+        set_checkbox_disabled(reboot_now, true);
+    }
+    widgets.ok = dialog.button(text("BUTTON_OK_ID"));
+    widgets.cancel = dialog.button(text("BUTTON_CANCEL_ID"));
+
+    constexpr int left = NEWT_ANCHOR_LEFT;
+    constexpr int top = NEWT_ANCHOR_TOP;
+    newtGrid buttons = dialog.grid(2, 1, {{0, 0, widgets.ok, top}, {1, 0, widgets.cancel, top, {.left = 3}}});
+    newtGrid outer = dialog.grid(1, 4,
+                                 {{0, 0, label, left},
+                                  {0, 1, boot_mode, left, {.top = 1}},
+                                  {0, 2, reboot_now, left},
+                                  {0, 3, buttons, top, {.top = 1}}});
+    dialog.add({label, boot_mode, reboot_now, widgets.ok, widgets.cancel});
+    dialog.open(outer, text("TITTLE_MOVAL_ID"), {15, 1});
+}
+
+bool set_mode(int mode, int flag, const char* failure) {
+    if (MOVALSetMode(mode, flag) == 0) return true;
+    show_message("TITTLE_MOVAL_ID", text("MOVALERR_SET_ID"));
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "%s", failure);
+    return false;
+}
+
+bool is_reboot_confirmed(Dialog& dialog) {
+    // The question takes the buttons over and frees them.
+    std::array<newtComponent, 2> buttons = {dialog.lend(dialog.button(text("BUTTON_OK_ID"))),
+                                            dialog.lend(dialog.button(text("BUTTON_CANCEL_ID")))};
+    newtComponent confirm = buttons[0];
+    const std::string title = text("MOVALWARN_REBOOT_ID");
+    const std::string question = text("MOVAL_REBOOTNOW_ID");
+    return SelectFromButtons(title.c_str(), question.c_str(), buttons.data(), 2) == confirm;
+}
+
+void reboot() {
+    ZEL_TRACE(TRACE_LEVEL_INFO, "system reboot...");
+    // A fixed command, and the one that administrators know; the panel stays open should it fail.
+    (void)!std::system("reboot");  // NOLINT(cert-env33-c,concurrency-mt-unsafe)
+}
+
+/// Sets the mode that the boxes ask for. True when the panel may close.
+bool apply(Dialog& dialog, const Widgets& widgets) {
+    if (widgets.reboot_now == kMarked) {
+        if (!is_reboot_confirmed(dialog)) return set_mode(MOVAL_MODE_ON, 1, "MOVALSetMode() failed.");
+        if (set_mode(MOVAL_MODE_ON_REBOOT, 1, "MOVALSetMode() failed.")) reboot();
+        return false;
+    }
+    if (widgets.boot_mode == kMarked) return set_mode(MOVAL_MODE_ON, 1, "MOVALSetMode() failed.");
+    return set_mode(MOVAL_MODE_OFF, 0, "MOVALSetMode failed.");
+}
+
+}  // namespace
+
+void MOVALPanel_IPMI() {
+    ZEL_TRACE(TRACE_LEVEL_TRACE, ">");
+    int install_status = 0;
+    int mode = 0;
+    if (!read_state(install_status, mode)) return;
+    const bool installed = install_status != kNotInstalled;
+    Widgets widgets;
+    Dialog dialog;
+    build(dialog, installed, mode, widgets);
+    dialog.run_until(
+        widgets.ok, widgets.cancel, [&] { return !installed || apply(dialog, widgets); },
+        OnHotKey::run_again);
+    ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
+}
+
+}  // namespace zel

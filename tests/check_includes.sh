@@ -1,0 +1,23 @@
+#!/usr/bin/env bash
+# SPDX-License-Identifier: GPL-3.0-or-later
+# The house's one rule that a compiler does not see: src/ and agent/ never include each other, the contract
+# includes neither, and no panel includes another folder's panel.
+set -u
+cd "$(dirname "${BASH_SOURCE[0]}")/.." || exit 2
+status=0
+forbid() { # folder pattern
+    if grep -rnE "^ *# *include *[<\"]$2" "$1"; then
+        echo "forbidden include in $1" >&2
+        status=1
+    fi
+}
+forbid src '.*(agent|store|compat|access|trace|bmc|service)/'
+forbid agent '.*src/'
+forbid include/zel '\.\.'
+for panels in monitor ipmi control; do
+    forbid src/$panels '\.\./(main|monitor|ipmi|control)/'
+done
+forbid src/common '\.\./'
+forbid agent/store '.*(compat|access|smbios|sensorshare|service|bmc)/'
+forbid agent/access '.*service/'
+exit $status

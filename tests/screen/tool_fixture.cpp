@@ -1,0 +1,149 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "tool_fixture.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+
+namespace zeltest {
+namespace {
+
+namespace fs = std::filesystem;
+
+// A later line of a script replaces these.
+constexpr const char* kOrdinaryServer = R"(reg SOFTWARE\QUD\ZELAgent CurrentVersion=sz:4.1
+reg SOFTWARE/QUD/ZELAgent/CPL=
+)";
+
+std::string contents(const fs::path& file) {
+    std::ostringstream text;
+    text << std::ifstream(file).rdbuf();
+    return text.str();
+}
+
+}  // namespace
+
+ToolTest::ToolTest() {
+    std::string name = (fs::temp_directory_path() / "zeltool-XXXXXX").string();
+    if (mkdtemp(name.data()) == nullptr) std::abort();
+    folder_ = name;
+    fs::create_directory(folder_ / "data");
+    for (const char* language : {"E_ctlpanel.rc", "J_ctlpanel.rc"})
+        fs::create_symlink(fs::path(TOOL_DATA) / language, folder_ / "data" / language);
+    options.command = {TOOL_PROGRAM};
+    options.preload = {SCRIPTED_AGENT_LIBRARY, QUICK_BUTTONS_LIBRARY};
+    options.environment = {{"ZelDir", folder_}, {"SCRIPTED_AGENT", folder_}};
+    options.redirect[2] = folder_ / "errors";
+}
+
+ToolTest::~ToolTest() {
+    std::error_code ignored;
+    fs::remove_all(folder_, ignored);
+}
+
+void ToolTest::catalogue(const char* name, std::string_view text) const {
+    fs::remove(folder_ / "data" / name);
+    std::ofstream(folder_ / "data" / name) << text;
+}
+
+VtApp& ToolTest::launch(std::string_view script) {
+    finish();
+    for (const char* file : {"calls", "trace", "errors"})
+        std::ofstream(folder_ / file, std::ios::trunc);
+    std::ofstream(folder_ / "script") << kOrdinaryServer << script << "\n";
+    calls_read_ = 0;
+    return tool_.emplace(options);
+}
+
+VtApp& ToolTest::open_menu(std::string_view script) {
+    launch(script);
+    if (const auto settled = tool_->settle(); !settled)
+        throw std::runtime_error(settled.message() + errors());
+    return *tool_;
+}
+
+VtApp& ToolTest::open_panel(int row, std::string_view script) {
+    open_menu(script);
+    for (int i = 0; i < row; ++i)
+        keys("Down");
+    calls();
+    keys("Enter");
+    return *tool_;
+}
+
+void ToolTest::press(std::string_view button) {
+    constexpr int kFocusedBackground = 3;
+    for (int i = 0; i < 40 && tool_->cell(button).background != kFocusedBackground; ++i)
+        keys("Tab");
+    keys("Enter");
+}
+
+std::string ToolTest::highlighted(int* columns) {
+    constexpr int kHighlight = 1;
+    std::string text;
+    int width = 0;
+    for (int place = 0; place < options.rows * options.columns; ++place) {
+        const Cell cell = tool_->cell({place / options.columns, place % options.columns});
+        if (cell.background != kHighlight || cell.text.empty()) continue;
+        text += cell.text;
+        width += cell.width;
+    }
+    if (columns != nullptr) *columns = width;
+    text.erase(text.find_last_not_of(' ') + 1);
+    return text;
+}
+
+Lines ToolTest::lines_of(const char* file) const {
+    Lines result;
+    std::ifstream stream(folder_ / file);
+    for (std::string line; std::getline(stream, line);) {
+        const std::string folder = folder_.string();
+        if (const auto at = line.find(folder); at != std::string::npos)
+            line.replace(at, folder.size(), "$ZelDir");
+        result.push_back(line);
+    }
+    return result;
+}
+
+Lines ToolTest::calls() {
+    Lines all = lines_of("calls");
+    all.erase(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(calls_read_));
+    calls_read_ += all.size();
+    return all;
+}
+
+Lines ToolTest::trace() const {
+    return lines_of("trace");
+}
+
+bool ToolTest::traced(std::string_view line) const {
+    const Lines all = trace();
+    return std::ranges::any_of(all, [&](const std::string& traced_line) {
+        return traced_line.starts_with(line.substr(0, 2)) && traced_line.ends_with(line.substr(1));
+    });
+}
+
+std::string ToolTest::errors() const {
+    return contents(folder_ / "errors");
+}
+
+std::string ToolTest::text(std::string_view identifier, const char* name) const {
+    const std::string all = contents(folder_ / "data" / name);
+    const std::string start = "\n[" + std::string(identifier) + "]=\"";
+    const auto at = all.find(start);
+    EXPECT_NE(at, std::string::npos) << identifier;
+    if (at == std::string::npos) return {};
+    const auto from = at + start.size();
+    return all.substr(from, all.find('"', from) - from);
+}
+
+void ToolTest::finish() {
+    if (!tool_) return;
+    if (!tool_->has_ended()) tool_->hang_up();
+    EXPECT_EQ(tool_->wait_exit(), 0) << errors();
+    tool_.reset();
+}
+
+}  // namespace zeltest

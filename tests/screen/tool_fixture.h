@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The tool on a terminal, on a server that the test describes line by line.
+#pragma once
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "vt_app.h"
+
+namespace zeltest {
+
+using Lines = std::vector<std::string>;
+
+class ToolTest : public testing::Test {
+  protected:
+    ToolTest();
+    ~ToolTest() override;
+    void TearDown() override { finish(); }
+
+    /// How the tool is started; a test may change it before launch(). Standard error goes to a file.
+    VtOptions options;
+
+    /// Puts a catalogue of the test's own in place of the built one.
+    void catalogue(const char* name, std::string_view text) const;
+
+    /// Starts the tool with the agent playing by `script` (see scripted_agent/script.h), on top of a server
+    /// with agent 4.1 and nothing special. An earlier tool of this test is finished first.
+    VtApp& launch(std::string_view script = "");
+    /// The same, waiting for the main menu.
+    VtApp& open_menu(std::string_view script = "");
+    /// The same, in the panel of that menu row, the calls before it taken.
+    VtApp& open_panel(int row, std::string_view script);
+
+    VtApp& tool() { return *tool_; }
+    void keys(std::string_view names) { tool_->keys(names); }
+    bool shows(std::string_view text) const { return tool_->shows(text); }
+    /// Presses Tab until the button has the focus, then presses it.
+    void press(std::string_view button);
+    /// The highlighted row of the list that has the focus: its text, and the columns it takes.
+    std::string highlighted(int* columns = nullptr);
+
+    Lines calls();        ///< the agent's calls since the last asking, the temporary folder shown as $ZelDir
+    Lines trace() const;  ///< all trace lines: LEVEL|MODULE|FUNCTION|TEXT
+    /// Whether a line of that level and text was traced: "LEVEL|TEXT".
+    bool traced(std::string_view line) const;
+    std::string errors() const;  ///< standard error
+    /// A text of the catalogue in use, English unless told.
+    std::string text(std::string_view identifier, const char* name = "E_ctlpanel.rc") const;
+
+    const std::filesystem::path& folder() const { return folder_; }
+
+    /// Takes the terminal away from a tool that still runs; fails unless every end was with status 0.
+    void finish();
+
+  private:
+    Lines lines_of(const char* file) const;
+
+    std::filesystem::path folder_;
+    std::size_t calls_read_ = 0;
+    std::optional<VtApp> tool_;
+};
+
+}  // namespace zeltest

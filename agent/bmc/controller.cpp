@@ -1,0 +1,124 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "controller.h"
+
+#include <algorithm>
+#include <array>
+
+#include "freeipmi_library.h"
+#include "zel/tracelog.h"
+
+namespace zel::bmc {
+namespace {
+
+constexpr const char* kModule = "controller";
+constexpr std::chrono::seconds kRememberUnreachable{2};
+constexpr std::size_t kLargestAnswer = 1024;
+
+/// When a lost datagram is sent again, in milliseconds. FreeIPMI waits once, once and then twice this long
+/// and only then looks at the clock: a little more than a quarter of the time-out ends right after it.
+unsigned retransmission(std::chrono::milliseconds timeout) {
+    return static_cast<unsigned>((timeout / 4 + timeout / 100).count());
+}
+
+bool open_lan(const FreeIpmi& ipmi, ipmi_ctx* context, const Settings& settings, const Password& password) {
+    const unsigned workarounds = settings.open_session_privilege
+                                     ? IPMI_WORKAROUND_FLAGS_OUTOFBAND_2_0_OPEN_SESSION_PRIVILEGE
+                                     : IPMI_WORKAROUND_FLAGS_DEFAULT;
+    const int result = ipmi.ipmi_ctx_open_outofband_2_0(
+        context, settings.host.c_str(), settings.user.empty() ? nullptr : settings.user.c_str(),
+        password.c_str(), nullptr, 0, settings.privilege, settings.cipher_suite,
+        static_cast<unsigned>(settings.timeout.count()), retransmission(settings.timeout), workarounds,
+        IPMI_FLAGS_DEFAULT);
+    return result == 0;
+}
+
+bool open_inband(const FreeIpmi& ipmi, ipmi_ctx* context, const Settings& settings) {
+    return ipmi.ipmi_ctx_open_inband(context, IPMI_DEVICE_OPENIPMI, 1, 0, 0, settings.device.c_str(),
+                                     IPMI_WORKAROUND_FLAGS_DEFAULT, IPMI_FLAGS_DEFAULT) == 0;
+}
+
+}  // namespace
+
+Controller::Controller() = default;
+Controller::~Controller() = default;
+
+void Controller::Close::operator()(ipmi_ctx* context) const {
+    freeipmi()->ipmi_ctx_close(context);
+    freeipmi()->ipmi_ctx_destroy(context);
+}
+
+std::optional<Reply> Controller::request(std::uint8_t lun, NetFn netfn, std::uint8_t command,
+                                         std::span<const std::uint8_t> data) {
+    const std::scoped_lock lock(mutex_);
+    if (!context_ && !open()) return std::nullopt;
+    const FreeIpmi& ipmi = *freeipmi();
+    std::vector<std::uint8_t> question{command};
+    question.insert(question.end(), data.begin(), data.end());
+    std::array<std::uint8_t, kLargestAnswer> answer{};
+    const int size = ipmi.ipmi_cmd_raw(context_.get(), lun, netfn, question.data(),
+                                       static_cast<unsigned>(question.size()), answer.data(), answer.size());
+    if (size < 2) {  // at the least the command again and the completion code
+        TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "Controller %s, request %02xh/%02xh: %s.",
+                 settings_.target().c_str(), unsigned{netfn}, unsigned{command},
+                 size < 0 ? ipmi.ipmi_ctx_errormsg(context_.get()) : "answer too short");
+        context_.reset();
+        return std::nullopt;
+    }
+    return Reply{answer[1], {answer.begin() + 2, answer.begin() + size}};
+}
+
+void Controller::end_session() {
+    const std::scoped_lock lock(mutex_);
+    context_.reset();
+}
+
+std::string Controller::target() {
+    const std::scoped_lock lock(mutex_);
+    return settings_.target();
+}
+
+/// Opens a session unless that failed just now with the same settings.
+bool Controller::open() {
+    auto settings = read_settings();
+    if (!settings) return false;
+    const bool lately = unreachable_since_ && Clock::now() - *unreachable_since_ < kRememberUnreachable;
+    if (lately && *settings == settings_) return false;
+    settings_ = *std::move(settings);
+    unreachable_since_.reset();
+    if (try_open()) return true;
+    context_.reset();
+    unreachable_since_ = Clock::now();
+    return false;
+}
+
+bool Controller::try_open() {
+    if (settings_.interface == Interface::none) {
+        TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "The configuration names no controller.");
+        return false;
+    }
+    const FreeIpmi* ipmi = freeipmi();
+    if (!ipmi) return false;
+    context_ = Context(ipmi->ipmi_ctx_create());
+    if (!context_) {
+        TraceLog(TRACE_LEVEL_RESOURCE, kModule, __func__, __LINE__, "No memory for a session.");
+        return false;
+    }
+    const bool lan = settings_.interface == Interface::lan;
+    Password password;
+    if (lan && !settings_.password_file.empty() && !password.read(settings_.password_file)) return false;
+    if (lan ? open_lan(*ipmi, context_.get(), settings_, password)
+            : open_inband(*ipmi, context_.get(), settings_)) {
+        return true;
+    }
+    TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "Controller %s: %s.", settings_.target().c_str(),
+             ipmi->ipmi_ctx_errormsg(context_.get()));
+    return false;
+}
+
+Controller& controller() {
+    // Never destroyed: threads may still ask while the process ends.
+    static Controller& instance = *new Controller;
+    return instance;
+}
+
+}  // namespace zel::bmc

@@ -1,0 +1,75 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Requests to the management controller, in-band or over the LAN.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "settings.h"
+
+struct ipmi_ctx;
+
+namespace zel::bmc {
+
+/// Network functions of requests, as IPMI numbers them.
+enum NetFn : std::uint8_t { kChassis = 0x00, kSensorEvent = 0x04, kApp = 0x06, kStorage = 0x0a };
+
+/// What the controller answered.
+struct Reply {
+    std::uint8_t completion = 0;  ///< Completion code; 0 is success.
+    std::vector<std::uint8_t> data;
+
+    [[nodiscard]] bool ok() const { return completion == 0; }
+};
+
+/// One controller, reached as agent.conf says. All members may be called from any thread; requests wait for
+/// each other.
+class Controller {
+  public:
+    Controller();
+    ~Controller();
+    Controller(const Controller&) = delete;
+    Controller& operator=(const Controller&) = delete;
+
+    /// Sends one request and waits for its answer. Opens a session when there is none; after a failure the
+    /// session is given up, so that the next request opens another one. A controller that could not be
+    /// reached is not tried again for two seconds, unless the settings changed: a program that asks several
+    /// things in a row waits once.
+    /// @param lun  Logical unit, 0 to 3.
+    /// @return Nothing, with the reason traced, when the controller gave no answer within the time-out.
+    std::optional<Reply> request(std::uint8_t lun, NetFn netfn, std::uint8_t command,
+                                 std::span<const std::uint8_t> data = {});
+
+    /// Ends the session, if there is one: controllers have few of them, and give an idle one up after a
+    /// while without telling.
+    void end_session();
+
+    /// The controller that the last request went to, as Settings::target(); empty before the first.
+    std::string target();
+
+  private:
+    struct Close {
+        void operator()(ipmi_ctx* context) const;
+    };
+    using Context = std::unique_ptr<ipmi_ctx, Close>;
+    using Clock = std::chrono::steady_clock;
+
+    bool open();
+    bool try_open();
+
+    std::mutex mutex_;
+    Settings settings_;  // of the last attempt to open
+    Context context_;
+    std::optional<Clock::time_point> unreachable_since_;
+};
+
+/// The process's way to the controller.
+Controller& controller();
+
+}  // namespace zel::bmc

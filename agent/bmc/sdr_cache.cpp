@@ -1,0 +1,140 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "sdr_cache.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <unistd.h>
+
+#include <cctype>
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+
+#include "store/file_io.h"
+#include "store/key_file.h"
+#include "store/paths.h"
+#include "zel/tracelog.h"
+
+namespace zel::bmc {
+namespace {
+
+constexpr const char* kModule = "sdr_cache";
+constexpr std::string_view kFormat = "zelsdr 1 ";
+constexpr std::string_view kSum = "sum ";
+constexpr std::size_t kLargestFile = std::size_t{1} << 20;
+constexpr std::chrono::seconds kLongestLock{10};
+
+/// One name per controller, whatever characters its address has.
+std::string cache_path(const std::string& target) {
+    std::string name = target;
+    for (char& c : name) {
+        if (!std::isalnum(static_cast<unsigned char>(c)) && c != '.') c = '_';
+    }
+    name.resize(std::min<std::size_t>(name.size(), 200));
+    return store::state_dir() + "/sdr/" + name;
+}
+
+/// FNV-1a: finds what a disk or an editor did, and is not meant against more.
+std::string checksum(std::string_view text) {
+    std::uint64_t sum = 0xcbf29ce484222325;
+    for (const char c : text)
+        sum = (sum ^ static_cast<unsigned char>(c)) * 0x100000001b3;
+    std::array<std::uint8_t, 8> bytes{};
+    for (std::size_t i = 0; i < bytes.size(); ++i)
+        bytes[i] = static_cast<std::uint8_t>(sum >> (56 - 8 * i));
+    return to_hex(bytes);
+}
+
+std::string serialise(const std::string& identity, const std::vector<Record>& records) {
+    std::string text = std::string(kFormat) + identity + '\n';
+    for (const Record& record : records)
+        text += to_hex(record) + '\n';
+    return text + std::string(kSum) + checksum(text) + '\n';
+}
+
+/// Takes the first line, without its end, off the text.
+std::string_view take_line(std::string_view& text) {
+    const std::size_t end = text.find('\n');
+    const std::string_view line = text.substr(0, end);
+    text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+    return line;
+}
+
+std::optional<Record> parse_hex(std::string_view line) {
+    if (line.size() % 2 != 0) return std::nullopt;
+    Record record;
+    for (; !line.empty(); line.remove_prefix(2)) {
+        std::uint8_t byte = 0;
+        const auto [end, error] = std::from_chars(line.data(), line.data() + 2, byte, 16);
+        if (error != std::errc{} || end != line.data() + 2) return std::nullopt;
+        record.push_back(byte);
+    }
+    return record;
+}
+
+/// The records of a file's text; nothing when it is of another state of the repository, or damaged.
+std::optional<std::vector<Record>> parse(std::string_view text, const std::string& identity) {
+    const std::size_t last_line = text.rfind(kSum);
+    if (last_line == std::string_view::npos) return std::nullopt;
+    const std::string_view counted = text.substr(0, last_line);
+    if (text.substr(last_line) != std::string(kSum) + checksum(counted) + '\n') return std::nullopt;
+
+    std::string_view rest = counted;
+    if (take_line(rest) != std::string(kFormat) + identity) return std::nullopt;
+    std::vector<Record> records;
+    while (!rest.empty()) {
+        auto record = parse_hex(take_line(rest));
+        if (!record) return std::nullopt;
+        records.push_back(*std::move(record));
+    }
+    return records;
+}
+
+std::optional<std::vector<Record>> load(const std::string& path, const std::string& identity) {
+    const auto file = store::open_file(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
+    if (!file) return std::nullopt;
+    std::string text(kLargestFile, '\0');
+    std::size_t size = 0;
+    while (size < text.size()) {
+        const ssize_t got = ::read(file.get(), text.data() + size, text.size() - size);
+        if (got < 0 && errno == EINTR) continue;
+        if (got <= 0) break;
+        size += static_cast<std::size_t>(got);
+    }
+    return parse(std::string_view(text).substr(0, size), identity);
+}
+
+void trace_no_cache(const std::string& path) {
+    TraceLog(TRACE_LEVEL_RESOURCE, kModule, __func__, __LINE__, "%s: %s; the records are not kept.",
+             path.c_str(), std::strerror(errno));
+}
+
+/// An open lock file, so that of several processes one reads the repository and the others wait for its file.
+store::UniqueFd lock(const std::string& path) {
+    if (store::make_private_dir(store::parent_folder(path))) {
+        auto file = store::open_file(path + ".lock", O_RDWR | O_CREAT | O_NOFOLLOW, 0600);
+        if (file && store::lock_file(file.get(), LOCK_EX, kLongestLock)) return file;
+    }
+    trace_no_cache(path);
+    return {};
+}
+
+}  // namespace
+
+std::optional<std::vector<Record>> sensor_records(Controller& controller) {
+    const auto identity = repository_identity(controller);
+    if (!identity) return std::nullopt;
+    const std::string path = cache_path(controller.target());
+    if (auto kept = load(path, *identity)) return kept;
+
+    const auto locked = lock(path);
+    if (auto kept = load(path, *identity)) return kept;  // by whoever held the lock
+    auto read = read_repository(controller);
+    if (!read) return std::nullopt;
+    if (locked && read->complete && !store::replace_file(path, serialise(*identity, read->records))) {
+        trace_no_cache(path);
+    }
+    return std::move(read->records);
+}
+
+}  // namespace zel::bmc

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Reading the controller's repository of sensor data records.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "controller.h"
+
+namespace zel::bmc {
+
+using Record = std::vector<std::uint8_t>;
+
+struct Repository {
+    std::vector<Record> records;  ///< Those that may be about temperature and voltage sensors.
+    bool complete = true;         ///< False when the controller refused a record; worth another try later.
+};
+
+/// Names the controller and the state of its repository: another text means that something may have changed.
+/// Two requests. Nothing, with the reason traced, when the controller cannot say.
+std::optional<std::string> repository_identity(Controller& controller);
+
+/// Reads the records, three requests for one that matters and one for any other. Records that are cut off or
+/// refused are traced and left out. Nothing when the controller stopped answering.
+std::optional<Repository> read_repository(Controller& controller);
+
+/// Bytes as hexadecimal digits.
+std::string to_hex(std::span<const std::uint8_t> bytes);
+
+}  // namespace zel::bmc

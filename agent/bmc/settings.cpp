@@ -1,0 +1,161 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "settings.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <span>
+
+#include "store/file_io.h"
+#include "store/key_file.h"
+#include "store/paths.h"
+#include "zel/tracelog.h"
+
+namespace zel::bmc {
+namespace {
+
+constexpr const char* kModule = "controller_settings";
+constexpr const char* kGroup = "controller";
+constexpr std::size_t kLongestUser = 16;
+
+template <class Value>
+struct Choice {
+    const char* word;
+    Value value;
+};
+constexpr std::array kInterfaces{Choice<Interface>{"none", Interface::none},
+                                 Choice<Interface>{"inband", Interface::inband},
+                                 Choice<Interface>{"lan", Interface::lan}};
+constexpr std::array kPrivileges{Choice<std::uint8_t>{"user", 2}, Choice<std::uint8_t>{"operator", 3},
+                                 Choice<std::uint8_t>{"admin", 4}};
+constexpr std::array kWorkarounds{Choice<bool>{"", false}, Choice<bool>{"opensesspriv", true}};
+
+/// Takes values over into settings and remembers whether all of them were valid.
+class Reader {
+  public:
+    explicit Reader(const store::KeyFile& file) : file_(file) {}
+
+    [[nodiscard]] bool valid() const { return valid_; }
+
+    void text(const char* key, std::string& out) {
+        if (auto value = file_.get(kGroup, key); value && !value->empty()) out = *std::move(value);
+    }
+
+    template <class Value, std::size_t count>
+    void choice(const char* key, const std::array<Choice<Value>, count>& choices, Value& out) {
+        const auto word = file_.get(kGroup, key);
+        if (!word) return;
+        for (const auto& known : choices) {
+            if (*word == known.word) {
+                out = known.value;
+                return;
+            }
+        }
+        refuse(key);
+    }
+
+    int number(const char* key, int least, int greatest, int fallback) {
+        if (!file_.get(kGroup, key)) return fallback;
+        const auto value = file_.get_int(kGroup, key);
+        if (value && *value >= least && *value <= greatest) return static_cast<int>(*value);
+        refuse(key);
+        return fallback;
+    }
+
+    void refuse(const char* key) {
+        TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "%s: %s of [%s] is not valid.",
+                 store::config_file().c_str(), key, kGroup);
+        valid_ = false;
+    }
+
+  private:
+    const store::KeyFile& file_;
+    bool valid_ = true;
+};
+
+bool refuse_password(const std::string& path, const char* why) {
+    TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "Password file %s: %s.", path.c_str(), why);
+    return false;
+}
+
+/// As many bytes as fit, or as the file has.
+ssize_t read_bytes(int fd, std::span<char> out) {
+    ssize_t got = 0;
+    do {
+        got = ::read(fd, out.data(), out.size());
+    } while (got < 0 && errno == EINTR);
+    return got;
+}
+
+}  // namespace
+
+std::string Settings::target() const {
+    switch (interface) {
+        case Interface::inband:
+            return "inband " + device;
+        case Interface::lan:
+            return "lan " + host;
+        case Interface::none:
+            break;
+    }
+    return "none";
+}
+
+std::optional<Settings> read_settings() {
+    store::KeyFile file;
+    const auto status = store::read_key_file(store::config_file(), file);
+    if (status != store::Status::ok && status != store::Status::not_found) {
+        TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "%s cannot be read.",
+                 store::config_file().c_str());
+        return std::nullopt;
+    }
+    Settings settings;
+    Reader reader(file);
+    reader.choice("interface", kInterfaces, settings.interface);
+    reader.text("device", settings.device);
+    reader.text("host", settings.host);
+    reader.text("user", settings.user);
+    reader.text("password_file", settings.password_file);
+    reader.choice("privilege", kPrivileges, settings.privilege);
+    reader.choice("workaround", kWorkarounds, settings.open_session_privilege);
+    settings.cipher_suite = static_cast<std::uint8_t>(reader.number("cipher_suite", 0, 17, 3));
+    settings.timeout = std::chrono::seconds(reader.number("timeout", 1, 30, 5));
+    if (settings.interface == Interface::lan) {
+        if (settings.host.empty()) reader.refuse("host");
+        if (settings.user.size() > kLongestUser) reader.refuse("user");
+    }
+    return reader.valid() ? std::optional(settings) : std::nullopt;
+}
+
+Password::~Password() {
+    ::explicit_bzero(text_.data(), text_.size());
+}
+
+bool Password::read(const std::string& path) {
+    // Neither a link that somebody else could turn nor a pipe that would make us wait.
+    const auto file = store::open_file(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
+    struct stat info {};
+    if (!file || ::fstat(file.get(), &info) != 0) return refuse_password(path, std::strerror(errno));
+    if (!S_ISREG(info.st_mode)) return refuse_password(path, "not a regular file");
+    if ((info.st_mode & (S_IRWXG | S_IRWXO)) != 0) return refuse_password(path, "open to group or others");
+    if (info.st_uid != 0 && info.st_uid != ::geteuid()) return refuse_password(path, "owned by another user");
+
+    // Room for the longest password and a line's end, CR included.
+    std::array<char, max_size + 2> bytes{};
+    const ssize_t size = read_bytes(file.get(), bytes);
+    const auto* const end = bytes.data() + std::max<ssize_t>(size, 0);
+    const auto* line_end = std::find(bytes.data(), const_cast<char*>(end), '\n');
+    if (line_end > bytes.data() && line_end[-1] == '\r') --line_end;
+    const auto length = static_cast<std::size_t>(line_end - bytes.data());
+    const bool fits =
+        size >= 0 && length <= max_size && std::count(bytes.data(), bytes.data() + length, '\0') == 0;
+    if (fits) std::copy_n(bytes.data(), length, text_.data());
+    ::explicit_bzero(bytes.data(), bytes.size());
+    return fits || refuse_password(path, "not a first line of at most 20 bytes");
+}
+
+}  // namespace zel::bmc

@@ -1,0 +1,65 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// How the management controller is reached, as agent.conf says:
+//
+//   [controller]
+//   interface=inband            none, inband or lan
+//   device=/dev/ipmi0           inband: the kernel's device
+//   host=address[:port]         lan: the controller; UDP port 623 unless another is given
+//   user=                       lan: at most 16 bytes
+//   password_file=              lan: a regular file that only its owner (root or this user) can read
+//   privilege=admin             lan: user, operator or admin
+//   cipher_suite=3              lan: 0 to 17
+//   timeout=5                   lan: longest wait for an answer, 1 to 30 seconds
+//   workaround=                 lan: opensesspriv, for controllers that refuse the privilege otherwise
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <optional>
+#include <string>
+
+namespace zel::bmc {
+
+enum class Interface { none, inband, lan };
+
+struct Settings {
+    Interface interface = Interface::inband;
+    std::string device = "/dev/ipmi0";
+    std::string host;
+    std::string user;
+    std::string password_file;
+    std::uint8_t privilege = 4;  ///< As IPMI numbers them: user 2, operator 3, admin 4.
+    std::uint8_t cipher_suite = 3;
+    std::chrono::milliseconds timeout{5000};
+    bool open_session_privilege = false;  ///< The workaround `opensesspriv`.
+
+    bool operator==(const Settings&) const = default;
+
+    /// Names the controller in traces and in the names of its files: "lan 10.0.0.7:623", "inband /dev/ipmi0".
+    [[nodiscard]] std::string target() const;
+};
+
+/// The settings as they stand now. Nothing, with the reason traced, when the file or a value is not valid.
+std::optional<Settings> read_settings();
+
+/// A password in memory, wiped at the end of its life.
+class Password {
+  public:
+    static constexpr std::size_t max_size = 20;
+
+    Password() = default;
+    ~Password();
+    Password(const Password&) = delete;
+    Password& operator=(const Password&) = delete;
+
+    /// Reads the first line of a file. False, with the reason (never the content) traced, when others than
+    /// its owner can read it, the owner is neither root nor this user, or the line is longer than 20 bytes.
+    bool read(const std::string& path);
+    /// Zero-terminated; empty before `read` succeeded.
+    [[nodiscard]] const char* c_str() const { return text_.data(); }
+
+  private:
+    std::array<char, max_size + 1> text_{};
+};
+
+}  // namespace zel::bmc

@@ -7,8 +7,8 @@ project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 # What docs/ARCHITECTURE.md gives the reason for.
 build_packages=(cmake ninja-build g++ pkg-config libnewt-dev libslang2-dev libglib2.0-dev libmount-dev
-    libsystemd-dev)
-test_packages=(libgtest-dev libgmock-dev libvterm-dev)
+    libsystemd-dev libfreeipmi-dev)
+test_packages=(libgtest-dev libgmock-dev libvterm-dev openipmi libopenipmi-dev)
 bench_packages=(libbenchmark-dev libvterm-dev whiptail)
 lint_packages=(clang-format clang-tidy)
 

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// A durable write of the thresholds of 1,024 devices beside dd writing and syncing as many bytes.
+#include <zel/access_monitor.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+
+#include "agent_service.h"
+#include "statistics.h"
+
+int main() {
+    const bench::AgentService agent;
+    const auto names = std::make_unique<StorageNames>();
+    const auto values = std::make_unique<StorageValues>();
+    for (int i = 0; i < STORAGE_DEVICES_MAX; ++i) {
+        std::snprintf((*names)[i], STORAGE_NAME_SIZE, "disk%04d", i);
+        for (StorageThresholdItem& item : (*values)[i])
+            item = {.fatal = 100, .warning = 50, .state = 1};
+    }
+    bench::Samples ours;
+    bench::Samples theirs;
+    const std::string file = (agent.folder() / "state" / "storage.conf").string();
+    for (int i = 0; i < 21; ++i) {
+        (*values)[0][0].fatal = 200 + i;  // an unchanged file would not be written
+        ours.push_back(bench::milliseconds(
+            [&] { WriteThreshold(60, STORAGE_DEVICES_MAX, names->data(), values->data()); }));
+        const std::string dd = "dd if=" + file + " of=" + file + ".dd bs=1M conv=fsync 2>/dev/null";
+        theirs.push_back(bench::milliseconds([&] { (void)!std::system(dd.c_str()); }));
+    }
+    bench::print_ratio("durable write of 1,024 devices", ours, "dd conv=fsync", theirs, "ms", 2.0);
+}

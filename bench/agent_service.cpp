@@ -1,0 +1,62 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "agent_service.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <fstream>
+#include <stdexcept>
+
+namespace bench {
+
+namespace fs = std::filesystem;
+
+AgentService::AgentService() {
+    std::string name = (fs::temp_directory_path() / "zelbench-XXXXXX").string();
+    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("mkdtemp");
+    folder_ = name;
+    for (const char* part : {"data", "lib"})
+        fs::create_directory_symlink(fs::path(BUILD_DIR) / part, folder_ / part);
+    setenv("ZelDir", folder_.c_str(), 1);
+
+    posix_spawn_file_actions_t files;
+    posix_spawn_file_actions_init(&files);
+    posix_spawn_file_actions_addopen(&files, 2, "/dev/null", O_WRONLY, 0);
+    const char* arguments[] = {SERVICE_PROGRAM, "--foreground", nullptr};
+    if (posix_spawn(&service_, SERVICE_PROGRAM, &files, nullptr, const_cast<char**>(arguments), environ) != 0)
+        throw std::runtime_error(SERVICE_PROGRAM);
+    posix_spawn_file_actions_destroy(&files);
+    while (!fs::exists(folder_ / "state" / "zelntserver.sock"))
+        usleep(1000);
+}
+
+AgentService::~AgentService() {
+    kill(service_, SIGTERM);
+    waitpid(service_, nullptr, 0);
+    std::error_code ignored;
+    fs::remove_all(folder_, ignored);
+}
+
+void AgentService::write_file(const char* name, const std::string& content) const {
+    std::ofstream(folder_ / name) << content;
+}
+
+zeltest::VtOptions AgentService::tool() const {
+    zeltest::VtOptions options;
+    options.command = {TOOL_PROGRAM};
+    options.environment = {{"ZelDir", folder_.string()}};
+    return options;
+}
+
+double resident_kb(pid_t process) {
+    std::ifstream status("/proc/" + std::to_string(process) + "/status");
+    for (std::string line; std::getline(status, line);)
+        if (line.starts_with("VmRSS:")) return std::atof(line.c_str() + 6);
+    return 0;
+}
+
+}  // namespace bench

@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "statistics.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace bench {
+
+namespace {
+
+double percentile(Samples samples, double part) {
+    if (samples.empty()) return 0;
+    std::sort(samples.begin(), samples.end());
+    return samples[static_cast<std::size_t>(part * static_cast<double>(samples.size() - 1))];
+}
+
+std::string spread(const Samples& samples, const char* unit) {
+    char text[96];
+    std::snprintf(text, sizeof text, "%.2f %s (%.2f..%.2f)", median(samples), unit, percentile(samples, 0.1),
+                  percentile(samples, 0.9));
+    return text;
+}
+
+}  // namespace
+
+double median(Samples samples) {
+    return percentile(std::move(samples), 0.5);
+}
+
+void print_ratio(const std::string& what, const Samples& ours, const std::string& peer, const Samples& theirs,
+                 const char* unit, double allowed) {
+    const double ratio = median(ours) / median(theirs);
+    std::printf("%-44s %-28s %s %-28s %.2f times (at most %.1f)%s\n", what.c_str(),
+                spread(ours, unit).c_str(), peer.c_str(), spread(theirs, unit).c_str(), ratio, allowed,
+                ratio <= allowed ? "" : "  TOO MUCH");
+}
+
+void print_value(const std::string& what, const Samples& samples, const char* unit) {
+    std::printf("%-44s %s\n", what.c_str(), spread(samples, unit).c_str());
+}
+
+}  // namespace bench

@@ -1,0 +1,31 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Medians, and ratios of two things measured side by side.
+#pragma once
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+namespace bench {
+
+using Samples = std::vector<double>;
+
+double median(Samples samples);
+
+/// Milliseconds that `run` takes.
+template <class Run>
+double milliseconds(Run&& run) {
+    const auto start = std::chrono::steady_clock::now();
+    run();
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+}
+
+/// One line: what was measured, both medians with their spread (10th to 90th percentile), and their ratio
+/// beside the ratio allowed.
+void print_ratio(const std::string& what, const Samples& ours, const std::string& peer, const Samples& theirs,
+                 const char* unit, double allowed);
+
+/// One line about one thing.
+void print_value(const std::string& what, const Samples& samples, const char* unit);
+
+}  // namespace bench

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <system_error>
 
-#include "monitor_config.h"
+#include "agent_config.h"
 #include "zel/access_monitor.h"
 #include "zel/tracelog.h"
 
@@ -48,7 +48,7 @@ bool fits(const std::string& name) {
 }  // namespace
 
 std::optional<std::vector<std::string>> list_disks() {
-    const std::string folder = monitor_path("sys_block", "/sys/block");
+    const std::string folder = configured("monitor", "sys_block", "/sys/block");
     std::error_code error;
     std::vector<std::string> names;
     for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {

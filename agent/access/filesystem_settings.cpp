@@ -65,8 +65,8 @@ FsSettings read_one(ThresholdReader& reader, const std::string& group, const FsS
         settings.percent.at(i) = reader.number(group, percent_key(i), {0, 100}, defaults.percent.at(i));
         settings.space.at(i) = reader.number(group, space_key(i), {}, defaults.space.at(i));
     }
-    if ((judge(settings, size) & FS_TEST_ORDER) != 0) {
-        reader.tell(group, "the thresholds are not in order, all taken as by default");
+    if (judge(settings, std::nullopt) != 0) {  // whatever the size: it may have changed
+        reader.tell(group, "the thresholds in force are not in order, all taken as by default");
         settings.percent = defaults.percent;
         settings.space = defaults.space;
     }

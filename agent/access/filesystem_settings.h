@@ -63,7 +63,7 @@ FsSettings filesystem_defaults(const FsSize& size);
 int judge(const FsSettings& settings, const FsSize& size);
 
 /// Reads the file. A damaged value reads as its default, and so do all thresholds of a file system when those
-/// that it is watched by are out of order. Nothing is saved in a missing file or one that does not parse;
+/// that it is watched by are not valid. Nothing is saved in a missing file or one that does not parse;
 /// `settings` is untouched when the file cannot be read (`failed`).
 /// @param size_of  Asked for each file system of the file.
 store::Status read_filesystems(FilesystemSettings& settings, const FsSizeOf& size_of);

@@ -4,13 +4,10 @@
 
 #include "lan_settings.h"
 #include "service_client.h"
-#include "store/registry.h"
 #include "zel/access_monitor.h"
-#include "zel/tracelog.h"
 
 namespace {
 namespace access = zel::access;
-namespace registry = zel::store::registry;
 }  // namespace
 
 extern "C" int GetLanDataFromRegistry(LanSettingsRecord* r) try {
@@ -25,22 +22,19 @@ extern "C" int GetLanDataFromRegistry(LanSettingsRecord* r) try {
 extern "C" int TestInputLanParameter(const LanSettingsRecord* r) {
     int faults = 0;
     for (const access::LanValue& value : access::kLanValues) {
-        if (!r || r->*value.field < value.least || r->*value.field > value.greatest) faults |= value.bit;
+        if (!r || !value.allowed(static_cast<std::uint64_t>(r->*value.field))) faults |= value.bit;
     }
     return faults;
 }
 
 extern "C" int PutLanThreshold(const LanSettingsRecord* r) try {
     if (TestInputLanParameter(r) != 0) return 0;
-    std::vector<registry::Entry> entries;
+    std::vector<zel::store::registry::Entry> entries;
     entries.reserve(access::kLanValues.size());
     for (const access::LanValue& value : access::kLanValues) {
         entries.push_back({value.name, static_cast<std::uint32_t>(r->*value.field)});
     }
-    if (registry::set(access::kLanKey, entries) != zel::store::Status::ok) {
-        TraceLog(TRACE_LEVEL_ERROR, "lan", __func__, __LINE__, "%s cannot be written.", access::kLanKey);
-        return 0;
-    }
+    if (!access::write_values(access::kLanKey, entries)) return 0;
     access::notify("reset lan");  // a missing service reads the settings when it starts
     return 1;
 } catch (...) {

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "registry_values.h"
 #include "zel/access_monitor.h"
 
 namespace zel::access {
@@ -19,17 +20,16 @@ inline constexpr const char* kLanKey = "SOFTWARE/QUD/ZELAgent/LAN";
 struct LanValue {
     const char* name;
     std::int32_t LanSettingsRecord::*field;
-    std::int32_t least;
-    std::int32_t greatest;
-    std::int32_t fallback;
+    Allowed allowed;
+    std::uint32_t fallback;
     int bit;
 };
 
 inline constexpr std::array kLanValues{
-    LanValue{"Interval", &LanSettingsRecord::interval, 1, 3600, 60, LAN_TEST_INTERVAL},
-    LanValue{"Hardware", &LanSettingsRecord::hardware, 0, 100, 10, LAN_TEST_HARDWARE},
-    LanValue{"Retry", &LanSettingsRecord::retry, 10, 50, 20, LAN_TEST_RETRY},
-    LanValue{"Abort", &LanSettingsRecord::abort_, 10, 50, 20, LAN_TEST_ABORT},
+    LanValue{"Interval", &LanSettingsRecord::interval, within<1, 3600>, 60, LAN_TEST_INTERVAL},
+    LanValue{"Hardware", &LanSettingsRecord::hardware, within<0, 100>, 10, LAN_TEST_HARDWARE},
+    LanValue{"Retry", &LanSettingsRecord::retry, within<10, 50>, 20, LAN_TEST_RETRY},
+    LanValue{"Abort", &LanSettingsRecord::abort_, within<10, 50>, 20, LAN_TEST_ABORT},
 };
 
 /// The settings, values that make no sense (told in the trace log) and missing ones as by default. Nothing,

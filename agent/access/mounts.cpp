@@ -16,7 +16,7 @@
 #include <string_view>
 #include <tuple>
 
-#include "monitor_config.h"
+#include "agent_config.h"
 #include "zel/tracelog.h"
 
 namespace zel::access {
@@ -65,7 +65,7 @@ void drop_hidden(std::vector<Mount>& mounts) {
 }  // namespace
 
 std::optional<std::vector<Mount>> read_mounts() {
-    const std::string file = monitor_path("mountinfo", "/proc/self/mountinfo");
+    const std::string file = configured("monitor", "mountinfo", "/proc/self/mountinfo");
     const std::unique_ptr<libmnt_table, Free> table(mnt_new_table_from_file(file.c_str()));
     const std::unique_ptr<libmnt_iter, Free> position(mnt_new_iter(MNT_ITER_FORWARD));
     if (!table || !position) {

@@ -23,8 +23,9 @@ struct Mount {
     bool whole = false;  ///< Mounted from its own root, not a folder of it.
 };
 
-/// All that is mounted and can be seen, in the order of mounting; swap and longer paths left out. Nothing,
-/// told in the trace log, when the system's list cannot be read.
+/// All that is mounted (agent.conf, [monitor] mountinfo: where else the kernel tells it) and can be seen, in
+/// the order of mounting; swap and longer paths left out. Nothing, told in the trace log, when the system's
+/// list cannot be read.
 std::optional<std::vector<Mount>> read_mounts();
 
 /// Of `mounts` those to be watched: the local ones, and others only when they are `saved`. Each file system

@@ -22,20 +22,23 @@ namespace {
 
 namespace store = zel::store;
 
-/// Reads agent.conf; a missing one is empty. False (and traced) when it cannot be read or does not parse.
-bool read_config(store::KeyFile& config) {
+/// Reads agent.conf; a missing one is empty, and so is one that does not parse (which is traced): a slip of
+/// an editor must not keep an administrator from the tool.
+store::Status read_config(store::KeyFile& config) {
     const store::Status status = store::read_key_file(store::config_file(), config);
-    if (status == store::Status::ok || status == store::Status::not_found) return true;
-    TraceLog(TRACE_LEVEL_ERROR, "startup", __func__, __LINE__, "%s %s.", store::config_file().c_str(),
-             status == store::Status::corrupt ? "does not parse" : "cannot be read");
-    return false;
+    if (status == store::Status::not_found) return store::Status::ok;
+    if (status != store::Status::ok) {
+        TraceLog(TRACE_LEVEL_ERROR, "startup", __func__, __LINE__, "%s %s.", store::config_file().c_str(),
+                 status == store::Status::corrupt ? "does not parse" : "cannot be read");
+    }
+    return status;
 }
 
 /// A record that holds the model number; false when the configuration gives none that makes sense.
 bool fill_hardware_id(HwIdRecord& record) {
     record = {};
     store::KeyFile config;
-    if (!read_config(config)) return false;
+    if (read_config(config) != store::Status::ok) return false;
     const auto text = config.get("hardware", "model");
     const auto keys = config.keys("hardware");
     if (!text && std::find(keys.begin(), keys.end(), "model") == keys.end()) return true;
@@ -52,7 +55,7 @@ bool fill_hardware_id(HwIdRecord& record) {
 
 extern "C" int call_zel_is_ft(void) try {
     store::KeyFile config;
-    if (!read_config(config)) return -1;
+    if (read_config(config) == store::Status::failed) return -1;
     const auto text = config.get("hardware", "fault_tolerant");
     if (text && *text != "true" && *text != "false") {
         TraceLog(TRACE_LEVEL_ERROR, "startup", __func__, __LINE__,

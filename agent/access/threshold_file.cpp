@@ -30,11 +30,15 @@ std::optional<char> escaped_byte(std::string_view text) {
     return static_cast<char>(value);
 }
 
+bool is_utf8(std::string_view text) {
+    return g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr) != FALSE;
+}
+
 }  // namespace
 
 std::string escape_name(std::string_view name) {
     constexpr std::string_view kDigits = "0123456789ABCDEF";
-    const bool utf8 = g_utf8_validate(name.data(), static_cast<gssize>(name.size()), nullptr) != FALSE;
+    const bool utf8 = is_utf8(name);
     std::string text;
     text.reserve(name.size());
     for (const char character : name) {
@@ -62,7 +66,7 @@ std::string unescape_name(std::string_view text) {
 std::map<std::string, std::string> groups_by_name(const store::KeyFile& file, const Naming& naming) {
     std::map<std::string, std::string> groups;
     for (const std::string& group : file.groups()) {
-        if (!group.starts_with(naming.prefix)) continue;
+        if (!group.starts_with(naming.prefix) || !is_utf8(group)) continue;  // others could not be written
         std::string name = unescape_name(std::string_view(group).substr(naming.prefix.size()));
         if (name.empty() || name.size() > naming.longest || !name.starts_with(naming.name_start)) continue;
         groups.try_emplace(std::move(name), group);

@@ -46,7 +46,8 @@ struct Naming {
     std::size_t longest;
 };
 
-/// The groups of the watched things, by name. Of two groups for one name the first counts.
+/// The groups of the watched things, by name. Of two groups for one name the first counts; a group whose own
+/// name is damaged stands for nothing.
 std::map<std::string, std::string> groups_by_name(const store::KeyFile& file, const Naming& naming);
 
 /// The name's group, under the spelling that the file already has.

@@ -19,6 +19,7 @@
 #include <string>
 #include <string_view>
 
+#include "bmc/settings.h"
 #include "event_watch.h"
 #include "log.h"
 #include "resources.h"
@@ -81,19 +82,39 @@ bool stands_in_registry(std::string_view key, const char* name) {
     });
 }
 
-/// On the first start, tells the programs which agent this is.
-void write_version() {
-    constexpr const char* kKey = "SOFTWARE/QUD/ZELAgent";
-    constexpr const char* kName = "CurrentVersion";
+/// Writes a value that is missing.
+void write_missing(const char* key, const char* name, store::registry::Value value) {
+    if (stands_in_registry(key, name)) return;
+    const std::array values{store::registry::Entry{name, std::move(value)}};
+    if (store::registry::set(key, values) != store::Status::ok) {
+        log(store::registry::path() + ": " + std::strerror(errno));
+    }
+}
+
+/// The tabs of the sensors, where there is a management controller to read them from.
+std::uint32_t sensor_tabs() {
+    constexpr std::uint32_t kVoltage = 0x80;
+    constexpr std::uint32_t kTemperature = 0x40;
+    const auto settings = bmc::read_settings();
+    if (!settings) {
+        log(store::config_file() + ": [controller] makes no sense; going on without a controller");
+        return 0;
+    }
+    const bool reachable =
+        settings->interface == bmc::Interface::lan ||
+        (settings->interface == bmc::Interface::inband && ::access(settings->device.c_str(), F_OK) == 0);
+    return reachable ? kVoltage | kTemperature : 0;
+}
+
+/// On the first start, tells the programs which agent this is and what it has.
+void write_first_values() {
     if (store::registry::check() != store::Status::ok) {
         log(store::registry::path() + ": cannot be read or does not parse; going on with the defaults");
         return;
     }
-    if (stands_in_registry(kKey, kName)) return;
-    const std::array values{store::registry::Entry{kName, std::string("4.1")}};
-    if (store::registry::set(kKey, values) != store::Status::ok) {
-        log(store::registry::path() + ": " + std::strerror(errno));
-    }
+    write_missing("SOFTWARE/QUD/ZELAgent", "CurrentVersion", std::string("4.1"));
+    if (const std::uint32_t tabs = sensor_tabs(); tabs != 0)
+        write_missing("SOFTWARE/QUD/ZELAgent/CPL", "CplTabView", tabs);
 }
 
 std::string answer(std::string_view request, Resources& resources) {
@@ -121,7 +142,7 @@ int run() {
     if (!lock) return 1;
     const store::UniqueFd signals = redirect_signals();
     if (!signals) return 1;
-    write_version();
+    write_first_values();
     Resources resources;
     resources.reset_all();
     Server server([&](std::string_view request) { return answer(request, resources); });

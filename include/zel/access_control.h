@@ -12,7 +12,7 @@
 extern "C" {
 #endif
 
-// ---- Rack, SNMP and registry numbers: 1 is failure ----
+// ---- Rack name, SNMP, registry numbers: 1 is failure but for the numbers ----
 
 #define RACK_NAME_SIZE 256            ///< Bytes of a rack mount name, terminating zero included.
 #define COMMUNITY_REGISTRY_SIZE 32    ///< Bytes of the stored community name, terminating zero included.
@@ -39,7 +39,7 @@ static_assert(offsetof(CommunityNode, next) == 104, "CommunityNode.next");
 /// One number that GetZelaRegNum looks up.
 typedef struct RegNumItem {
     uint32_t word;     ///< 0.
-    uint32_t value;    ///< Receives the number; keeps what the caller put there when there is none.
+    uint32_t value;    ///< Receives the number; 0 when there is none.
     const char* key;   ///< Key path below HKEY_LOCAL_MACHINE; the caller's.
     const char* name;  ///< Name of the value; the caller's.
 } RegNumItem;
@@ -94,7 +94,7 @@ ZEL_API int FreeCommnityStruct(CommunityNode** head);
 
 /// Reads numbers from the registry in one call.
 /// @param items  `count` items with key and name set.
-/// @return 0 when every item was found, 1 when at least one was not (the others are filled all the same).
+/// @return 1 when every item was found, 0 when at least one was not (the others are filled all the same).
 ZEL_API int GetZelaRegNum(RegNumItem* items, int count);
 
 // ---- Chassis identification ----

@@ -26,8 +26,4 @@ inline void write_registry(const std::string& text) {
     write_text(store::state_dir() + "/registry.conf", text);
 }
 
-inline void write_config(const std::string& hardware) {
-    write_text(store::config_file(), "[hardware]\n" + hardware + '\n');
-}
-
 }  // namespace zel::test

@@ -99,6 +99,19 @@ TEST_F(GeneralTest, EveryFailedReadShowsAMessageAndNoPanel) {
     }
 }
 
+TEST_F(GeneralTest, MemoryThatRunsShortIsTold) {
+    // The head of the list of communities, then the node of a stored one that the configuration lacks.
+    options.preload.emplace_back(SHORT_MEMORY_LIBRARY);
+    for (const char* memory : {"112:1", "112:2"}) {
+        SCOPED_TRACE(memory);
+        options.environment["SHORT_MEMORY"] = memory;
+        open("conf.communities=a\ncommunity=other");
+        EXPECT_EQ(message(), "Error: Calling malloc failed.");
+        EXPECT_TRUE(traced("2|<malloc failed."));
+        EXPECT_FALSE(is_open());
+    }
+}
+
 TEST_F(GeneralTest, ThePermitBoxDependsOnTheEnableBox) {
     struct Case {
         const char* flags;

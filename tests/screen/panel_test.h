@@ -9,6 +9,54 @@ class PanelTest : public ToolTest {
   protected:
     PanelTest(int row, const char* title) : row_(row), title_(text(title)) {}
 
+    /// A button pressed after keys typed into the panel.
+    struct Press {
+        std::string script;
+        std::string keys;
+        std::string calls;          ///< what it asked of the agent
+        std::string messages = "";  ///< in short, as for told()
+        bool closes = true;
+        std::string trace = "";
+        std::string button = "OK";
+    };
+    void expect(const std::string& settings, std::initializer_list<Press> presses) {
+        for (const auto& each : presses) {
+            SCOPED_TRACE(each.script + ", " + each.keys + ", " + each.button);
+            open(settings + each.script);
+            keys(each.keys);
+            calls();
+            press(each.button);
+            EXPECT_EQ(messages(), told(each.messages));
+            EXPECT_EQ(joined_calls(), each.calls);
+            EXPECT_EQ(is_open(), !each.closes) << tool().picture();
+            EXPECT_TRUE(each.trace.empty() || traced(each.trace));
+        }
+    }
+
+    void expect_leaving_writes_nothing(const std::string& settings, const std::string& typed,
+                                       std::initializer_list<const char*> leaving) {
+        for (const char* key : leaving) {
+            SCOPED_TRACE(key);
+            open(settings);
+            calls();
+            keys(typed + " F12");
+            EXPECT_TRUE(is_open());
+            leave_by(key);
+            EXPECT_FALSE(is_open()) << tool().picture();
+            EXPECT_EQ(joined_calls(), "");
+        }
+    }
+    /// A key, or the button Cancel.
+    void leave_by(std::string_view key) { key == "Cancel" ? press(key) : keys(key); }
+
+    /// The picture without the lines at the top and bottom and the empty ones beside them.
+    std::string picture() {
+        std::string all;
+        for (int row = 1; row < options.rows - 1; ++row)
+            if (!tool().row(row).empty()) all += "\n" + tool().row(row);
+        return all;
+    }
+
     void open(std::string_view script) { open_panel(row_, script); }
     bool is_open() const { return shows("┤ " + title_ + " ├"); }
 

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <limits>
 
 #include "newt_doubles.h"
@@ -26,34 +25,32 @@ TEST(ConvertThreshold, ConvertsWithin32Bits) {
         int result;
     };
     constexpr std::uint64_t k4G = std::uint64_t{1} << 32U;
-    for (const auto& [size, threshold, flag, result] : {
-             Case{37, 90, 0, 370},
-             Case{37, 0, 0, 3700},
-             Case{37, 100, 0, 0},
-             Case{37, 101, 0, -37},
-             Case{0, 50, 0, 0},
-             Case{k4G + 5, 90, 0, 50},
-             Case{k4G / 2, 0, 0, 0},
-             Case{k4G / 2, 1, 0, kLowest},
-             Case{1, kLowest, 0, kLowest + 100},
-             Case{37, 370, 1, 90},
-             Case{37, 371, 1, 89},
-             Case{37, 0, 1, 100},
-             Case{37, 3700, 1, 0},
-             Case{37, -1, 1, 100},
-             Case{37, -37, 1, 101},
-             Case{1, 101, 1, -1},
-             Case{0, 0, 1, 100},
-             Case{0, 5, 1, 100},
-             Case{k4G, 10, 1, 99},
-             Case{k4G, kHighest, 1, 99},
-             Case{std::uint64_t{1} << 63U, 0, 1, 0},
-             Case{37, 90, 2, 0},
-             Case{37, 90, -1, 0},
-         }) {
+    const Case cases[] = {{37, 90, 0, 370},
+                          {37, 0, 0, 3700},
+                          {37, 100, 0, 0},
+                          {37, 101, 0, -37},
+                          {0, 50, 0, 0},
+                          {k4G + 5, 90, 0, 50},
+                          {k4G / 2, 0, 0, 0},
+                          {k4G / 2, 1, 0, kLowest},
+                          {1, kLowest, 0, kLowest + 100},
+                          {37, 370, 1, 90},
+                          {37, 371, 1, 89},
+                          {37, 0, 1, 100},
+                          {37, 3700, 1, 0},
+                          {37, -1, 1, 100},
+                          {37, -37, 1, 101},
+                          {1, 101, 1, -1},
+                          {0, 0, 1, 100},
+                          {0, 5, 1, 100},
+                          {k4G, 10, 1, 99},
+                          {k4G, kHighest, 1, 99},
+                          {std::uint64_t{1} << 63U, 0, 1, 0},
+                          {37, 90, 2, 0},
+                          {37, 90, -1, 0}};
+    for (const auto& [size, threshold, flag, result] : cases)
         EXPECT_EQ(ConvertThreshold(size, threshold, flag), result)
             << size << ", " << threshold << ", " << flag;
-    }
 }
 
 TEST(TestCurrentFSValue, JudgesTheHighestBeforeTheLowest) {
@@ -81,15 +78,16 @@ class Thresholds : public testing::Test {
             each = screen.make("radio", "");
     }
     void enter(const Texts& texts) {
-        reset();
+        record.fatalReportPercent = 4;
+        record.fatalResetPercent = 3;
+        record.warningReportPercent = 2;
+        record.warningResetPercent = 1;
+        record.fatalReportSpace = 11;
+        record.fatalResetSpace = 12;
+        record.warningReportSpace = 13;
+        record.warningResetSpace = 14;
         for (std::size_t i = 0; i < texts.size(); ++i)
             entry[kEntries[i]]->text = texts[i];
-    }
-    Texts shown() const {
-        Texts texts{};
-        for (std::size_t i = 0; i < texts.size(); ++i)
-            texts[i] = entry[kEntries[i]]->text.c_str();
-        return texts;
     }
     Four percents() const {
         return {record.fatalReportPercent, record.fatalResetPercent, record.warningReportPercent,
@@ -103,18 +101,6 @@ class Thresholds : public testing::Test {
     test::NewtDoubles screen;
     FsThresholdRecord record{};
     FsSizeNode size{};
-
-  private:
-    void reset() {
-        record.fatalReportPercent = 4;
-        record.fatalResetPercent = 3;
-        record.warningReportPercent = 2;
-        record.warningResetPercent = 1;
-        record.fatalReportSpace = 11;
-        record.fatalResetSpace = 12;
-        record.warningReportSpace = 13;
-        record.warningResetSpace = 14;
-    }
 };
 
 constexpr Four kPercents = {4, 3, 2, 1};
@@ -192,22 +178,10 @@ TEST_F(Thresholds, KeepingRefillsEmptyEntriesOfTheChosenForm) {
         EXPECT_EQ(record.mode, mode);
         EXPECT_EQ(ppp, screen.radio);
         for (std::size_t i = 0; i < expected.size(); ++i)
-            EXPECT_EQ(shown()[i], expected[i]);
+            EXPECT_EQ(entry[kEntries[i]]->text, expected[i]);
         EXPECT_EQ(percents(), expected_percents);
         EXPECT_EQ(spaces(), expected_spaces);
     }
-}
-
-TEST(FreeMemofFSsize, EmptiesAnyList) {
-    FsSizeNode* head = nullptr;
-    EXPECT_EQ(FreeMemofFSsize(&head), 1);
-    for (int i = 0; i < 3; ++i) {
-        auto* node = static_cast<FsSizeNode*>(std::calloc(1, sizeof(FsSizeNode)));
-        node->next = head;
-        head = node;
-    }
-    EXPECT_EQ(FreeMemofFSsize(&head), 1);
-    EXPECT_EQ(head, nullptr);
 }
 
 }  // namespace

@@ -55,8 +55,7 @@ std::string_view entry_text(const char* line) {
 
 void copy_bounded(std::string_view source, char (&destination)[kTextBufferSize]) {
     const std::string_view kept = cut_bytes(source, kTextBufferSize - 1);
-    std::memcpy(destination, kept.data(), kept.size());
-    destination[kept.size()] = '\0';
+    destination[kept.copy(destination, kept.size())] = '\0';
 }
 
 }  // namespace

@@ -29,8 +29,7 @@ CommunityNode* allocate_node() {
 
 void set_name(CommunityNode& node, std::string_view name) {
     const std::string_view kept = cut_bytes(name, sizeof node.name - 1);
-    std::memcpy(node.name, kept.data(), kept.size());
-    node.name[kept.size()] = '\0';
+    node.name[kept.copy(node.name, kept.size())] = '\0';
 }
 
 }  // namespace

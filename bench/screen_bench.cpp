@@ -29,7 +29,7 @@ void measure_once(const VtOptions& options, Measured& into) {
         std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count());
     into.resident_kb.push_back(bench::resident_kb(app.pid()));
     for (int i = 0; i < kKeys; ++i)
-        into.key_ms.push_back(bench::milliseconds([&] { (void)app.keys({i % 8 < 4 ? "Down" : "Up"}); }));
+        into.key_ms.push_back(bench::milliseconds([&] { app.keys(i % 8 < 4 ? "Down" : "Up"); }));
 }
 
 VtOptions whiptail() {
@@ -48,8 +48,8 @@ double open_panel_ms(const VtOptions& options, int row) {
     VtApp app(options);
     (void)app.settle();
     for (int i = 0; i < row; ++i)
-        (void)app.keys({"Down"});
-    return bench::milliseconds([&] { (void)app.keys({"Enter"}); });
+        app.keys("Down");
+    return bench::milliseconds([&] { app.keys("Enter"); });
 }
 
 Samples panel_samples(const VtOptions& options, int row) {

@@ -29,14 +29,16 @@ need_packages() {
     as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
 }
 
-# Configures a preset once and brings its build up to date, quietly unless something is to be done.
+# build PRESET [TARGET ...]: configures a preset once and brings its build (or some targets of it) up to date,
+# quietly unless something is to be done.
 build() {
     local preset=$1 log
+    shift
     cd "$project"
     log=$(mktemp)
     if ! { [ -f "build/$preset/build.ninja" ] || cmake --preset "$preset"; } >"$log" 2>&1; then
         cat "$log" >&2 && rm -f "$log" && return 1
     fi
     rm -f "$log"
-    ninja -C "build/$preset" -n 2>/dev/null | grep -q 'no work to do' || cmake --build --preset "$preset" >&2
+    ninja -C "build/$preset" -n "$@" 2>/dev/null | grep -q 'no work to do' || ninja -C "build/$preset" "$@" >&2
 }

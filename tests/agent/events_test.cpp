@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <algorithm>
-#include <chrono>
 #include <csignal>
 
-#include "foundation.h"
+#include "home.h"
 #include "zel/win32.h"
 
 namespace {
@@ -15,33 +13,19 @@ bool file_exists(const std::string& event) {
 }
 
 TEST(Event, KindsAndInitialStates) {
-    for (const unsigned kind : {0U, 1U, 2U, 3U, 4U, 5U, 6U, 7U}) {
-        const bool manual = (kind & 1U) != 0;
-        const bool initial = (kind & 2U) != 0;
-        HANDLE event =
-            CreateEvent(nullptr, manual ? 1 : 0, initial ? 1 : 0, (kind & 4U) != 0 ? "kinds" : nullptr);
-        EXPECT_EQ(WaitForSingleObject(event, 0), initial ? WAIT_EVENT_SET : WAIT_TIMEOUT);
+    for (const int kind : {0, 1, 2, 3}) {
+        const int manual = kind & 1;
+        HANDLE event = CreateEvent(nullptr, manual, kind >> 1, "kinds");
+        EXPECT_EQ(WaitForSingleObject(event, 20), kind > 1 ? WAIT_EVENT_SET : WAIT_TIMEOUT);
         EXPECT_NE(SetEvent(event), 0);
         EXPECT_EQ(WaitForSingleObject(event, INFINITE), WAIT_EVENT_SET);
-        EXPECT_EQ(WaitForSingleObject(event, 0), manual ? WAIT_EVENT_SET : WAIT_TIMEOUT);
+        EXPECT_EQ(WaitForSingleObject(event, 0), manual != 0 ? WAIT_EVENT_SET : WAIT_TIMEOUT);
         EXPECT_NE(CloseHandle(event), 0);
-        EXPECT_EQ(CloseHandle(event), 0);
-        EXPECT_EQ(SetEvent(event), 0);
+        EXPECT_EQ(CloseHandle(event) | SetEvent(event), 0);
         EXPECT_EQ(WaitForSingleObject(event, 0), WAIT_FAILED);
     }
-    for (const std::string& name :
-         {std::string(), std::string(".."), std::string("../a"), std::string(101, 'a')}) {
+    for (const std::string& name : {std::string(), std::string("../a"), std::string(101, 'a')})
         EXPECT_EQ(CreateEvent(nullptr, 0, 0, name.c_str()), nullptr) << name;
-    }
-}
-
-TEST(Event, AWaitLastsAsLongAsAsked) {
-    HANDLE event = CreateEvent(nullptr, 0, 0, nullptr);
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(WaitForSingleObject(event, 60), WAIT_TIMEOUT);
-    const auto passed = std::chrono::steady_clock::now() - start;
-    EXPECT_GE(passed, std::chrono::milliseconds(60));
-    EXPECT_LT(passed, std::chrono::milliseconds(260));
 }
 
 TEST(Event, IsSharedByNameAndGoesWithItsLastUser) {
@@ -105,54 +89,41 @@ TEST(Thread, HandsOverThroughEventsAndItsHandleTellsTheEnd) {
     } game;
     const auto answer = [](void* parameter) -> uint32_t {
         auto& [ping, pong, ball] = *static_cast<Game*>(parameter);
-        while (WaitForSingleObject(ping, 5000) == WAIT_EVENT_SET && ++ball < 2000)
+        while (WaitForSingleObject(ping, 5000) == WAIT_EVENT_SET && ++ball < 500)
             SetEvent(pong);
         return 0;
     };
     HANDLE thread = CreateThread(answer, &game);
-    EXPECT_EQ(WaitForSingleObject(thread, 0), WAIT_TIMEOUT);
-    for (int i = 1; i < 2000; ++i) {
+    for (int i = 1; i < 500; ++i) {
         SetEvent(game.ping);
         ASSERT_EQ(WaitForSingleObject(game.pong, 5000), WAIT_EVENT_SET);
         ASSERT_EQ(game.ball, i);
     }
+    EXPECT_EQ(WaitForSingleObject(thread, 0), WAIT_TIMEOUT);
     SetEvent(game.ping);
     EXPECT_EQ(WaitForSingleObject(thread, 5000), WAIT_EVENT_SET);
-    EXPECT_EQ(WaitForSingleObject(thread, 0), WAIT_EVENT_SET);
     EXPECT_NE(CloseHandle(thread), 0);
 }
 
-TEST(Loading, FindsEntriesAndSurvivesWrongHandles) {
+TEST(Compat, LibrariesAndVariablesAreBoundedByWhatIsThere) {
     HMODULE library = LoadLibrary("libm.so.6");
-    auto* const cosine = reinterpret_cast<double (*)(double)>(GetProcAddress(library, "cos"));
-    ASSERT_NE(cosine, nullptr);
-    EXPECT_EQ(cosine(0), 1);
+    EXPECT_NE(GetProcAddress(library, "cos"), nullptr);
     EXPECT_EQ(GetProcAddress(library, "no_such_entry"), nullptr);
     EXPECT_NE(FreeLibrary(library), 0);
     for (HMODULE wrong : {library, LoadLibrary("/no/such/library.so"), static_cast<HMODULE>(&library)}) {
         EXPECT_EQ(GetProcAddress(wrong, "cos"), nullptr);
         EXPECT_EQ(FreeLibrary(wrong), 0);
     }
-}
-
-TEST(Environment, VariablesAreExpandedWhenTheResultFits) {
     setenv("ZEL_TEST", "value", 1);
-    for (const auto& [source, expected] :
-         std::vector<std::pair<std::string, std::string>>{{"%ZelDir%", zel::store::agent_dir()},
-                                                          {"a%ZEL_TEST%b%ZEL_TEST%", "avaluebvalue"},
-                                                          {"%ZEL_UNSET%/x", "%ZEL_UNSET%/x"},
-                                                          {"100%", "100%"},
-                                                          {"%%ZEL_TEST%", "%%ZEL_TEST%"}}) {
-        const auto needed = static_cast<uint32_t>(expected.size() + 1);
-        std::string buffer(needed, '#');
-        EXPECT_EQ(ExpandEnvironmentStrings(source.c_str(), buffer.data(), needed - 1), needed);
-        EXPECT_EQ(buffer, '\0' + std::string(needed - 1, '#'));
-        EXPECT_EQ(ExpandEnvironmentStrings(source.c_str(), buffer.data(), needed), needed);
-        EXPECT_EQ(buffer, expected + '\0');
-    }
-    EXPECT_EQ(ExpandEnvironmentStrings("abc", nullptr, 0), 4U);
+    const std::string source = "100% a%ZEL_TEST%b%ZEL_TEST% %ZEL_UNSET%/x %";
+    const std::string expected = "100% avaluebvalue %ZEL_UNSET%/x %";
+    const auto needed = static_cast<uint32_t>(expected.size() + 1);
+    std::string buffer(needed, '#');
+    EXPECT_EQ(ExpandEnvironmentStrings(source.c_str(), buffer.data(), needed - 1), needed);
+    EXPECT_EQ(buffer, '\0' + std::string(needed - 1, '#'));
+    EXPECT_EQ(ExpandEnvironmentStrings(source.c_str(), buffer.data(), needed), needed);
+    EXPECT_EQ(buffer, expected + '\0');
     EXPECT_EQ(_memicmp("aBc\xC4", "AbC\xC4x", 4), 0);
-    EXPECT_LT(_memicmp("a", "B", 1), 0);
     EXPECT_GT(_memicmp("\xE4", "z", 1), 0);
 }
 

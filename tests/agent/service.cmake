@@ -8,4 +8,4 @@ target_compile_definitions(agent_service_tests PRIVATE
 target_link_libraries(agent_service_tests PRIVATE zelaccess zelserviceclient zelsmbiostables zelcompat
                       zelstore GTest::gtest_main ${CMAKE_DL_LIBS})
 add_dependencies(agent_service_tests dissensor zelsmbios ZELntserver)
-gtest_discover_tests(agent_service_tests DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120)
+gtest_discover_tests(agent_service_tests DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 120 LABELS threads)

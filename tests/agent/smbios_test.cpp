@@ -6,7 +6,7 @@
 
 #include <numeric>
 
-#include "service_home.h"
+#include "home.h"
 #include "smbios/tables.h"
 #include "zel/sensorshare.h"
 
@@ -49,60 +49,43 @@ std::string make_entry_3(std::size_t length, std::size_t own_length = 24) {
                     5);
 }
 
-class Smbios : public AgentHome {
-  protected:
-    void SetUp() override {
-        AgentHome::SetUp();
-        write_text(store::config_file(), "[hardware]\nsmbios_tables=" + store::state_dir() + '\n');
-        // None in the agent's directory: the one that the dynamic loader knows by its name.
-        ASSERT_NE(::dlopen(SMBIOS_LIBRARY, RTLD_NOW), nullptr) << ::dlerror();
-        ASSERT_EQ(load_libzelsmbios(&library_), 1);
-    }
-    void TearDown() override { destroy_libzelsmbios(&library_); }
+/// Makes these the machine's tables.
+void install(const std::string& entry, const std::string& table) {
+    write_text(store::config_file(), "[hardware]\nsmbios_tables=" + store::state_dir() + '\n');
+    write_text(state("smbios_entry_point"), entry);
+    write_text(state("DMI"), table);
+}
 
-    static void write_tables(const std::string& entry, const std::string& table) {
-        write_text(store::state_dir() + "/smbios_entry_point", entry);
-        write_text(store::state_dir() + "/DMI", table);
-    }
-
-    /// The codes of all chassis, such as "00 FE "; "none" without tables.
-    std::string codes() {
-        if (library_.initialise() != 0) return "none";
+TEST(Smbios, ChassisTypesAreTold) {
+    // None in the agent's directory: the one that the dynamic loader knows by its name.
+    ASSERT_NE(::dlopen(SMBIOS_LIBRARY, RTLD_NOW), nullptr) << ::dlerror();
+    SmbiosTable library{};
+    ASSERT_EQ(load_libzelsmbios(&library), 1);
+    install("", "");
+    EXPECT_NE(library.initialise(), 0);
+    const std::string table = make_table("\x1D\x9C\x03");
+    for (const std::string& entry : {make_entry_2(table.size(), 5), make_entry_3(table.size())}) {
+        install(entry, table);
+        ASSERT_EQ(library.initialise(), 0);
         SmbiosCountRequest count{3, 0, 99};
+        EXPECT_EQ(library.request(GET_STRUCTURE_NUMBER, &count), 0);
+        EXPECT_EQ(std::uint16_t{count.number}, 3);
         SmbiosStructRequest request{};
         request.type = 3;
-        std::string result;
-        EXPECT_EQ(library_.request(GET_STRUCTURE_NUMBER, &count), 0);
-        while (library_.request(GET_STRUCTURE_TYPE_AND_OFFSET, &request) == 0) {
-            result += std::string(request.code, 2) + ' ';
-            request.number = static_cast<std::uint16_t>(request.number + 1);
-        }
-        EXPECT_EQ(std::uint16_t{request.number}, count.number);
+        std::string codes;
+        for (; library.request(GET_STRUCTURE_TYPE_AND_OFFSET, &request) == 0;
+             request.number = static_cast<std::uint16_t>(request.number + 1))
+            codes += std::string(request.code, 2) + ' ';
+        EXPECT_EQ(codes, "00 FE 00 ");
         request = {};  // the BIOS structure is there, but only a chassis has a code
-        EXPECT_EQ(library_.request(GET_STRUCTURE_TYPE_AND_OFFSET, &request), -1);
-        EXPECT_EQ(library_.request(GET_STRUCTURE_NUMBER, nullptr), -1);
-        EXPECT_EQ(library_.request(0, &count), -1);
-        library_.close();
-        EXPECT_EQ(library_.request(GET_STRUCTURE_NUMBER, &count), -1);
-        return result;
+        EXPECT_EQ(library.request(GET_STRUCTURE_TYPE_AND_OFFSET, &request), -1);
+        EXPECT_EQ(library.request(0, &count), -1);
+        library.close();
+        EXPECT_EQ(library.request(GET_STRUCTURE_NUMBER, &count), -1);
     }
-
-    SmbiosTable library_{};
-};
-
-TEST_F(Smbios, ChassisTypesAreTold) {
-    EXPECT_EQ(codes(), "none");
-    using Case = std::pair<std::string, std::string>;
-    for (const auto& [chassis, expected] : {Case{"", ""}, Case{"\x11", "00 "}, Case{"\x1C", "FE "},
-                                            Case{"\x9C", "FE "}, Case{"\x1D\x1C\x03", "00 FE 00 "}}) {
-        const std::string table = make_table(chassis);
-        write_tables(make_entry_2(table.size(), chassis.size() + 2), table);
-        EXPECT_EQ(codes(), expected);
-        write_tables(make_entry_3(table.size()), table);
-        EXPECT_EQ(codes(), expected);
-    }
-    write_tables(make_entry_3(0xFFFFFFFF), make_table("\x1C") + std::string(1U << 20U, '\0'));
-    EXPECT_EQ(codes(), "none");  // larger than any firmware's
+    install(make_entry_3(0xFFFFFFFF), table + std::string(1U << 20U, '\0'));
+    EXPECT_NE(library.initialise(), 0);  // larger than any firmware's
+    destroy_libzelsmbios(&library);
 }
 
 /// How many chassis are read; -1 when the tables are refused.
@@ -112,7 +95,7 @@ int chassis(const std::string& entry, const std::string& table) {
     return tables ? static_cast<int>(tables->count(smbios::kChassis)) : -1;
 }
 
-TEST(SmbiosTables, DamageIsNeverReadOver) {
+TEST(Smbios, DamageIsNeverReadOver) {
     const std::string table = make_table("\x11\x1C");
     for (const std::string& entry : {make_entry_2(table.size(), 4), make_entry_3(table.size())}) {
         for (std::size_t size = 0; size <= table.size(); ++size) {
@@ -125,12 +108,10 @@ TEST(SmbiosTables, DamageIsNeverReadOver) {
             EXPECT_EQ(chassis(wrong, table), -1) << "byte " << at;
             EXPECT_EQ(chassis(entry.substr(0, at), table), -1) << "size " << at;
         }
-        for (std::size_t at = 0; at < table.size(); ++at) {
-            for (int value = 0; value < 256; ++value) {
-                std::string damaged = table;
-                damaged[at] = static_cast<char>(value);
-                EXPECT_LE(chassis(entry, damaged), 3);
-            }
+        for (std::size_t i = 0; i < table.size() * 256; ++i) {
+            std::string damaged = table;
+            damaged[i / 256] = static_cast<char>(i % 256);
+            EXPECT_LE(chassis(entry, damaged), 3);
         }
         for (const int length : {0, 3, 23, 255}) {
             std::string lying = table;
@@ -146,32 +127,28 @@ TEST(SmbiosTables, DamageIsNeverReadOver) {
         EXPECT_EQ(chassis(make_entry_3(table.size(), own_length), table), -1) << own_length;
 }
 
-TEST_F(Smbios, SharedSensorStateIsKeptOnBladesOnly) {
+TEST(Smbios, SharedSensorStateIsKeptOnBladesOnly) {
     void* const library = ::dlopen(SENSORSHARE_LIBRARY, RTLD_NOW);
-    ASSERT_NE(library, nullptr) << ::dlerror();
     const auto status = reinterpret_cast<GetSharedSensorStatusFn>(::dlsym(library, "GetSharedSensorStatus"));
     const auto enable = reinterpret_cast<EnableSharedSensorFn>(::dlsym(library, "EnableSharedSensor"));
     const auto disable = reinterpret_cast<DisableSharedSensorFn>(::dlsym(library, "DisableSharedSensor"));
     ASSERT_TRUE(status && enable && disable);
-    const std::string rack = make_table("\x11\x1D");
-    const std::string blade = make_table("\x1D\x1C");
-
-    EXPECT_EQ(status(), -3);  // no tables
-    write_tables(make_entry_3(rack.size()), rack);
+    const std::string rack = make_table("\x11\x1D"), blade = make_table("\x1D\x1C");
+    install("", "");
+    EXPECT_EQ(status(), -3);
+    install(make_entry_3(rack.size()), rack);
     EXPECT_EQ(enable(-1), -3);
-    write_tables(make_entry_3(blade.size()), blade);
+    install(make_entry_3(blade.size()), blade);
     EXPECT_EQ(status(), 0);
     EXPECT_EQ(enable(-1), 1);
-    const std::string lock = store::state_dir() + "/registry.conf.lock";
-    fs::remove(lock);
-    fs::create_directory(lock);  // no writer gets by
+    fs::remove(state("registry.conf.lock"));
+    fs::create_directory(state("registry.conf.lock"));  // no writer gets by
     EXPECT_EQ(disable(-1), 1);
     EXPECT_EQ(status(), 1);
-    fs::remove(lock);
+    fs::remove(state("registry.conf.lock"));
     EXPECT_EQ(disable(-1), 0);
-    write_registry("no key file");
+    write_text(state("registry.conf"), "no key file");
     EXPECT_EQ(enable(-1), -2);
-    EXPECT_TRUE(state_files("corrupt").empty());
     ::dlclose(library);
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// One panel of the tool: whether it is open, what its entries hold and what messages it shows.
+// One panel of the tool: what it shows, and what its buttons bring about: messages, calls, the panel's end.
 #pragma once
 #include "tool_fixture.h"
 
@@ -9,6 +9,14 @@ class PanelTest : public ToolTest {
   protected:
     PanelTest(int row, const char* title) : row_(row), title_(text(title)) {}
 
+    /// Opens the panel; opening() are the calls of that.
+    void open(const std::string& script) {
+        open_panel(row_, script);
+        opening_ = joined_calls();
+    }
+    const std::string& opening() const { return opening_; }
+    bool is_open() const { return shows("┤ " + title_ + " ├"); }
+
     /// A button pressed after keys typed into the panel.
     struct Press {
         std::string script;
@@ -17,99 +25,137 @@ class PanelTest : public ToolTest {
         std::string messages = "";  ///< in short, as for told()
         bool closes = true;
         std::string trace = "";
-        std::string button = "OK";
+        std::string button = "OK";  ///< "": the keys press it
     };
     void expect(const std::string& settings, std::initializer_list<Press> presses) {
         for (const auto& each : presses) {
             SCOPED_TRACE(each.script + ", " + each.keys + ", " + each.button);
             open(settings + each.script);
             keys(each.keys);
-            calls();
-            press(each.button);
-            EXPECT_EQ(messages(), told(each.messages));
-            EXPECT_EQ(joined_calls(), each.calls);
+            EXPECT_EQ(result_of(each.button), joined(told(each.messages), each.calls));
             EXPECT_EQ(is_open(), !each.closes) << tool().picture();
-            EXPECT_TRUE(each.trace.empty() || traced(each.trace));
+            EXPECT_TRUE(each.trace.empty() || traced(each.trace)) << each.trace;
         }
     }
 
-    void expect_leaving_writes_nothing(const std::string& settings, const std::string& typed,
-                                       std::initializer_list<const char*> leaving) {
-        for (const char* key : leaving) {
-            SCOPED_TRACE(key);
-            open(settings);
-            calls();
-            keys(typed + " F12");
-            EXPECT_TRUE(is_open());
-            leave_by(key);
-            EXPECT_FALSE(is_open()) << tool().picture();
-            EXPECT_EQ(joined_calls(), "");
+    /// A server on which the panel gives a message instead of opening.
+    struct Refusal {
+        std::string script;
+        std::string message;
+        std::string trace;
+    };
+    void expect_no_panel(std::initializer_list<Refusal> refusals) {
+        for (const auto& [script, message, line] : refusals) {
+            SCOPED_TRACE(script + ", " + message);
+            open(script);
+            EXPECT_EQ(messages(), told(message));
+            EXPECT_TRUE(traced(line)) << line;
+            EXPECT_FALSE(is_open());
         }
     }
-    /// A key, or the button Cancel.
-    void leave_by(std::string_view key) { key == "Cancel" ? press(key) : keys(key); }
 
-    /// The picture without the lines at the top and bottom and the empty ones beside them.
-    std::string picture() {
-        std::string all;
-        for (int row = 1; row < options.rows - 1; ++row)
-            if (!tool().row(row).empty()) all += "\n" + tool().row(row);
-        return all;
+    /// The messages, each answered, then the calls since the last asking.
+    std::string result_of(const std::string& button) {
+        if (!button.empty()) press(button);
+        const std::string all = messages();
+        return joined(all, joined_calls());
     }
+    std::string ok() { return result_of("OK"); }
 
-    void open(std::string_view script) { open_panel(row_, script); }
-    bool is_open() const { return shows("┤ " + title_ + " ├"); }
-
-    /// The agent's calls since the last asking, in one line.
     std::string joined_calls() {
         std::string all;
         for (const auto& call : calls())
-            all += (all.empty() ? "" : " ") + call;
+            all = joined(all, call);
         return all;
     }
 
-    /// Answers message after message. Their texts, one a line, behind the title where it is not the panel's.
+    /// The picture without its first and last line and the rows that only frame it.
+    std::string picture() {
+        std::string all;
+        for (int row = 1; row < options.rows - 1; ++row) {
+            std::string inside = tool().row(row);
+            for (std::size_t at = 0; (at = inside.find("│")) != std::string::npos;)
+                inside.erase(at, std::string_view("│").size());
+            if (inside.find_first_not_of(' ') != std::string::npos) all += "\n" + tool().row(row);
+        }
+        return all;
+    }
+
+    /// Answers message after message. Their texts, behind the title where it is not the panel's.
     std::string messages() {
         std::string all;
         for (auto ok = tool().find("│  ok  │"); ok; ok = tool().find("│  ok  │")) {
             const std::string title = between(ok->row - 5, ok->column + 3, "┤", "├");
-            all +=
-                (title == title_ ? "" : title + ": ") + between(ok->row - 3, ok->column + 3, "│", "│") + "\n";
+            const std::string told = between(ok->row - 3, ok->column + 3, "│", "│");
+            all = joined(all, title == title_ ? told : title + ": " + told);
             keys("Enter");
         }
         return all;
     }
 
-    /// What messages() gives for "IDENTIFIER ARGUMENT ARGUMENT;Another text".
+    /// What messages() gives for "IDENTIFIER ARGUMENT ARGUMENT;Title: IDENTIFIER;Another text".
     std::string told(std::string_view list) const {
         std::string all;
         for (std::size_t end = 0; !list.empty(); list.remove_prefix(std::min(end + 1, list.size()))) {
             end = std::min(list.find(';'), list.size());
-            all += told_one(list.substr(0, end)) + "\n";
+            all = joined(all, told_one(list.substr(0, end)));
         }
         return all;
     }
 
+    /// The mark of a check box or radio button, by its label's identifier; "x" behind that of a disabled one.
+    std::string box(const std::string& label) {
+        const Cell mark = tool().cell(text(label), -3);
+        return mark.text + (mark.foreground == kDisabledForeground ? "x" : "");
+    }
     /// The number that an entry shows from that cell on, after blanks; "x" behind a disabled one.
     std::string number_at(Position at) {
-        constexpr int kDisabledForeground = 8;
         while (tool().cell(at).text == " ")
             ++at.column;
-        std::string number;
         const bool disabled = tool().cell(at).foreground == kDisabledForeground;
+        std::string number;
         for (; std::string_view("-0123456789").find(tool().cell(at).text) != std::string_view::npos;
              ++at.column)
             number += tool().cell(at).text;
-        return number + (disabled ? "x " : " ");
+        return number + (disabled ? "x" : "");
     }
     /// The same for the entry behind a label.
-    std::string number_behind(const std::string& label) {
-        Position at = tool().find(label).value();
-        at.column += static_cast<int>(label.size());
+    std::string entry(const std::string& label) {
+        Position at = tool().find(text(label)).value();
+        at.column += static_cast<int>(text(label).size());
         return number_at(at);
+    }
+    /// The four entries of report and reset thresholds, fatal before warning.
+    std::string thresholds(const char* fatal, const char* warning) {
+        std::string all;
+        for (const char* label : {fatal, warning})
+            for (const char* heading : {"CPU_REPORT_ID", "CPU_RESET_ID"})
+                all += number_at({tool().find(text(label)).value().row,
+                                  tool().find(text(heading)).value().column}) +
+                       " ";
+        return all;
+    }
+
+    struct Step {
+        std::string keys;
+        std::string shown;
+    };
+    template <class Shown>
+    void expect_steps(Shown shown, std::initializer_list<Step> steps) {
+        for (const auto& [typed, expected] : steps) {
+            SCOPED_TRACE(typed);
+            keys(typed);
+            EXPECT_EQ(shown(), expected);
+        }
     }
 
   private:
+    static constexpr int kDisabledForeground = 8;
+
+    static std::string joined(const std::string& left, const std::string& right) {
+        return left + (left.empty() || right.empty() ? "" : " ") + right;
+    }
+
     std::string between(int row, int column, std::string_view left, std::string_view right) {
         while (column > 0 && tool().cell({row, column - 1}).text != left)
             --column;
@@ -122,10 +168,11 @@ class PanelTest : public ToolTest {
 
     std::string told_one(std::string_view message) const {
         const auto blank = std::min(message.find(' '), message.size());
+        if (message.substr(0, blank).ends_with(':'))
+            return std::string(message.substr(0, blank + 1)) + told_one(message.substr(blank + 1));
         if (message.find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ_") < blank) return std::string(message);
         std::string all = text(message.substr(0, blank));
-        message.remove_prefix(blank);
-        while (!message.empty()) {
+        for (message.remove_prefix(blank); !message.empty();) {
             message.remove_prefix(1);
             const auto end = std::min(message.find(' '), message.size());
             all.replace(all.find('%'), 2, message.substr(0, end));
@@ -136,6 +183,7 @@ class PanelTest : public ToolTest {
 
     int row_;
     std::string title_;
+    std::string opening_;
 };
 
 }  // namespace zeltest

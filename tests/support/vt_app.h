@@ -80,6 +80,7 @@ class VtApp {
     void send(std::string_view name);
 
     bool has_ended();
+    [[nodiscard]] pid_t pid() const { return pid_; }  ///< for the benchmarks
 
     /// Waits for the end: the exit status, minus the signal's number for a killed program, none after 10 s.
     std::optional<int> wait_exit();

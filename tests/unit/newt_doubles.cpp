@@ -3,8 +3,6 @@
 
 #include <algorithm>
 
-struct grid_s {};
-
 namespace zel::test {
 
 NewtDoubles* doubles = nullptr;
@@ -58,10 +56,10 @@ NewtTable table() {
     t.newtTextboxSetText = [](newtComponent box, const char* text) { box->text = text; };
     t.newtCreateGrid = [](int columns, int rows) {
         note("grid " + std::to_string(columns) + "x" + std::to_string(rows));
-        return new grid_s;
+        return &doubles->grids.emplace_back();
     };
     t.newtGridSetField = set_field;
-    t.newtGridFree = [](newtGrid grid, int) { delete grid; };
+    t.newtGridFree = [](newtGrid, int) {};
     t.newtFormAddComponent = [](newtComponent, newtComponent component) { note("add " + component->text); };
     t.newtFormAddHotKey = [](newtComponent, int key) { note("hotkey " + std::to_string(key)); };
     t.newtGridWrappedWindow = [](newtGrid, char* title) { note("window " + std::string(title)); };

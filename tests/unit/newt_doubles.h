@@ -11,6 +11,8 @@
 
 #include "../../src/common/newtlib.h"
 
+struct grid_s {};
+
 struct newtComponent_struct {
     std::string kind;
     std::string text;
@@ -38,6 +40,7 @@ class NewtDoubles {
     /// How the next runs of a form end: each names the component by kind and text, or gives null.
     std::deque<std::function<newtComponent()>> answers;
     std::deque<std::unique_ptr<newtComponent_struct>> components;
+    std::deque<grid_s> grids;
     newtComponent radio = nullptr;  ///< The selected radio button.
 };
 

@@ -10,21 +10,22 @@
 #include "statistics.h"
 
 int main() {
-    const bench::AgentService agent;
-    const auto names = std::make_unique<StorageNames>();
-    const auto values = std::make_unique<StorageValues>();
+    bench::AgentService agent;
+    agent.stop_service();  // the write alone, without the time in which the service takes it up
+    const auto names = std::make_unique<char[][STORAGE_NAME_SIZE]>(STORAGE_DEVICES_MAX);
+    const auto values = std::make_unique<StorageThresholdItem[][STORAGE_ERROR_KINDS]>(STORAGE_DEVICES_MAX);
     for (int i = 0; i < STORAGE_DEVICES_MAX; ++i) {
-        std::snprintf((*names)[i], STORAGE_NAME_SIZE, "disk%04d", i);
-        for (StorageThresholdItem& item : (*values)[i])
+        std::snprintf(names[i], STORAGE_NAME_SIZE, "disk%04d", i);
+        for (StorageThresholdItem& item : values[i])
             item = {.fatal = 100, .warning = 50, .state = 1};
     }
     bench::Samples ours;
     bench::Samples theirs;
     const std::string file = (agent.folder() / "state" / "storage.conf").string();
     for (int i = 0; i < 21; ++i) {
-        (*values)[0][0].fatal = 200 + i;  // an unchanged file would not be written
-        ours.push_back(bench::milliseconds(
-            [&] { WriteThreshold(60, STORAGE_DEVICES_MAX, names->data(), values->data()); }));
+        values[0][0].fatal = 200 + i;  // an unchanged file would not be written
+        ours.push_back(
+            bench::milliseconds([&] { WriteThreshold(60, STORAGE_DEVICES_MAX, names.get(), values.get()); }));
         const std::string dd = "dd if=" + file + " of=" + file + ".dd bs=1M conv=fsync 2>/dev/null";
         theirs.push_back(bench::milliseconds([&] { (void)!std::system(dd.c_str()); }));
     }

@@ -34,9 +34,15 @@ AgentService::AgentService() {
         usleep(1000);
 }
 
-AgentService::~AgentService() {
+void AgentService::stop_service() {
+    if (service_ <= 0) return;
     kill(service_, SIGTERM);
     waitpid(service_, nullptr, 0);
+    service_ = -1;
+}
+
+AgentService::~AgentService() {
+    stop_service();
     std::error_code ignored;
     fs::remove_all(folder_, ignored);
 }

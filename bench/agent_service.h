@@ -20,6 +20,7 @@ class AgentService {
     AgentService& operator=(const AgentService&) = delete;
 
     [[nodiscard]] const std::filesystem::path& folder() const { return folder_; }
+    void stop_service();
     void write_file(const char* name, const std::string& content) const;
 
     /// How the tool is started on this directory.

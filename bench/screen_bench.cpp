@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Start, memory and key presses of the tool on our agent's libraries, beside whiptail with as many rows.
 #include <cstdio>
+#include <fstream>
 #include <string>
 
 #include "agent_service.h"
@@ -119,7 +120,7 @@ void measure_file_systems() {
 
 }  // namespace
 
-int main() {
+int main(int argc, char**) {
     {
         const bench::AgentService agent;
         Measured ours;
@@ -133,6 +134,7 @@ int main() {
         bench::print_ratio("resident memory", ours.resident_kb, "whiptail", theirs.resident_kb, "kB", 2.0);
         bench::print_ratio("key press to settled screen", ours.key_ms, "whiptail", theirs.key_ms, "ms", 1.2);
     }
+    if (argc > 1) return 0;
     measure_storage();
     measure_file_systems();
 }

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "mounts.h"
 
-#include <libmount/libmount.h>
 #include <sys/statfs.h>
 #include <sys/sysmacros.h>
 
@@ -17,14 +16,15 @@
 #include <tuple>
 
 #include "agent_config.h"
+#include "mount_library.h"
 #include "zel/tracelog.h"
 
 namespace zel::access {
 namespace {
 
 struct Free {
-    void operator()(libmnt_table* table) const { mnt_unref_table(table); }
-    void operator()(libmnt_iter* iterator) const { mnt_free_iter(iterator); }
+    void operator()(libmnt_table* table) const { mount_library()->mnt_unref_table(table); }
+    void operator()(libmnt_iter* iterator) const { mount_library()->mnt_free_iter(iterator); }
 };
 
 template <std::size_t Size>
@@ -34,20 +34,21 @@ bool contains(const std::array<std::string_view, Size>& types, const char* type)
 
 /// Only what has a device of its own is asked for its capacity, and the few kinds that keep their devices to
 /// themselves: whatever else is unknown may be a network file system.
-bool is_local(libmnt_fs* entry) {
+bool is_local(const MountLibrary& library, libmnt_fs* entry) {
     constexpr std::array<std::string_view, 4> kOwnDevices{"btrfs", "zfs", "bcachefs", "ubifs"};
     constexpr std::array<std::string_view, 6> kImages{"squashfs", "iso9660", "udf",
                                                       "erofs",    "cramfs",  "romfs"};
-    const char* type = mnt_fs_get_fstype(entry);
-    if (mnt_fs_is_pseudofs(entry) || mnt_fs_is_netfs(entry) || contains(kImages, type)) return false;
-    return major(mnt_fs_get_devno(entry)) != 0 || contains(kOwnDevices, type);
+    const char* type = library.mnt_fs_get_fstype(entry);
+    if (library.mnt_fs_is_pseudofs(entry) || library.mnt_fs_is_netfs(entry) || contains(kImages, type))
+        return false;
+    return major(library.mnt_fs_get_devno(entry)) != 0 || contains(kOwnDevices, type);
 }
 
-Mount to_mount(libmnt_fs* entry, const char* path) {
-    const char* folder = mnt_fs_get_root(entry);
+Mount to_mount(const MountLibrary& library, libmnt_fs* entry, const char* path) {
+    const char* folder = library.mnt_fs_get_root(entry);
     return {.path = path,
-            .device = mnt_fs_get_devno(entry),
-            .local = is_local(entry),
+            .device = library.mnt_fs_get_devno(entry),
+            .local = is_local(library, entry),
             .whole = folder && std::string_view(folder) == "/"};
 }
 
@@ -66,8 +67,10 @@ void drop_hidden(std::vector<Mount>& mounts) {
 
 std::optional<std::vector<Mount>> read_mounts() {
     const std::string file = configured("monitor", "mountinfo", "/proc/self/mountinfo");
-    const std::unique_ptr<libmnt_table, Free> table(mnt_new_table_from_file(file.c_str()));
-    const std::unique_ptr<libmnt_iter, Free> position(mnt_new_iter(MNT_ITER_FORWARD));
+    const MountLibrary* library = mount_library();
+    if (!library) return std::nullopt;
+    const std::unique_ptr<libmnt_table, Free> table(library->mnt_new_table_from_file(file.c_str()));
+    const std::unique_ptr<libmnt_iter, Free> position(library->mnt_new_iter(MNT_ITER_FORWARD));
     if (!table || !position) {
         TraceLog(TRACE_LEVEL_RESOURCE, "mounts", __func__, __LINE__, "%s cannot be read: %s.", file.c_str(),
                  std::strerror(errno));
@@ -75,10 +78,10 @@ std::optional<std::vector<Mount>> read_mounts() {
     }
     std::vector<Mount> mounts;
     libmnt_fs* entry = nullptr;
-    while (mnt_table_next_fs(table.get(), position.get(), &entry) == 0) {
-        const char* path = mnt_fs_get_target(entry);
-        if (!path || *path != '/' || mnt_fs_is_swaparea(entry)) continue;
-        if (std::strlen(path) <= kLongestMountPath) mounts.push_back(to_mount(entry, path));
+    while (library->mnt_table_next_fs(table.get(), position.get(), &entry) == 0) {
+        const char* path = library->mnt_fs_get_target(entry);
+        if (!path || *path != '/' || library->mnt_fs_is_swaparea(entry)) continue;
+        if (std::strlen(path) <= kLongestMountPath) mounts.push_back(to_mount(*library, entry, path));
     }
     drop_hidden(mounts);
     return mounts;

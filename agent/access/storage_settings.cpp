@@ -2,6 +2,8 @@
 #include "storage_settings.h"
 
 #include <algorithm>
+#include <limits>
+#include <optional>
 
 #include "store/paths.h"
 
@@ -26,39 +28,58 @@ bool is_valid(const StorageThresholdItem& item) {
            (item.state == STORAGE_STATE_ON || item.state == STORAGE_STATE_OFF);
 }
 
-StorageThresholdItem read_item(ThresholdReader& reader, const std::string& group,
-                               const StorageErrorKind& kind) {
-    constexpr std::array<std::string_view, 2> kWords{"true", "false"};
-    const std::string name = kind.name;
-    StorageThresholdItem item{.fatal = reader.number(group, name + ".fatal", {}, kind.fatal),
-                              .warning = reader.number(group, name + ".warning", {}, kind.warning),
-                              .state = reader.word(group, name + ".enabled", kWords, 0) == 0
-                                           ? STORAGE_STATE_ON
-                                           : STORAGE_STATE_OFF};
-    if (!is_valid(item)) {
-        reader.tell(group, name + ".fatal is not above " + name + ".warning, both taken as by default");
-        item.fatal = kind.fatal;
-        item.warning = kind.warning;
-    }
-    return item;
+std::optional<int> parse_threshold(std::string_view text) {
+    const auto number = store::parse_int(text);
+    if (!number || *number < 0 || *number > std::numeric_limits<int>::max()) return std::nullopt;
+    return static_cast<int>(*number);
 }
 
-StorageItems read_items(ThresholdReader& reader, const std::string& group) {
+/// "on fatal 100 warning 50". One line for an item: with one for each number, a thousand devices took four
+/// times as long to write.
+std::optional<StorageThresholdItem> parse_item(std::string_view text) {
+    std::array<std::string_view, 5> words;
+    for (std::string_view& word : words) {
+        const std::size_t end = std::min(text.find(' '), text.size());
+        word = text.substr(0, end);
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    const auto fatal = parse_threshold(words[2]);
+    const auto warning = parse_threshold(words[4]);
+    const bool known = (words[0] == "on" || words[0] == "off") && words[1] == "fatal" &&
+                       words[3] == "warning" && text.empty();
+    if (!known || !fatal || !warning) return std::nullopt;
+    return StorageThresholdItem{.fatal = *fatal,
+                                .warning = *warning,
+                                .state = words[0] == "on" ? STORAGE_STATE_ON : STORAGE_STATE_OFF};
+}
+
+std::string format_item(const StorageThresholdItem& item) {
+    return std::string(item.state == STORAGE_STATE_ON ? "on" : "off") + " fatal " +
+           std::to_string(item.fatal) + " warning " + std::to_string(item.warning);
+}
+
+StorageThresholdItem read_item(const KeyFile& file, ThresholdReader& reader, const std::string& group,
+                               const StorageErrorKind& kind) {
+    const auto text = file.get(group, kind.name);
+    const auto item = text ? parse_item(*text) : std::nullopt;
+    if (item && is_valid(*item)) return *item;
+    reader.tell(group,
+                std::string(kind.name) + " is not \"on fatal <n> warning <less>\", taken as by default");
+    return default_item(kind);
+}
+
+StorageItems read_items(const KeyFile& file, ThresholdReader& reader, const std::string& group) {
     StorageItems items{};
-    std::ranges::transform(kStorageKinds, items.begin(),
-                           [&](const StorageErrorKind& kind) { return read_item(reader, group, kind); });
+    std::ranges::transform(kStorageKinds, items.begin(), [&](const StorageErrorKind& kind) {
+        return read_item(file, reader, group, kind);
+    });
     return items;
 }
 
 bool put_items(KeyFile& file, const std::string& group, const StorageItems& items) {
     bool fits = true;
-    for (std::size_t i = 0; i < kStorageKinds.size(); ++i) {
-        const std::string name = kStorageKinds.at(i).name;
-        const StorageThresholdItem& item = items.at(i);
-        fits = fits && file.set_int(group, name + ".fatal", item.fatal) &&
-               file.set_int(group, name + ".warning", item.warning) &&
-               file.set(group, name + ".enabled", item.state == STORAGE_STATE_ON ? "true" : "false");
-    }
+    for (std::size_t i = 0; i < kStorageKinds.size(); ++i)
+        fits = fits && file.set(group, kStorageKinds.at(i).name, format_item(items.at(i)));
     return fits;
 }
 
@@ -81,7 +102,7 @@ store::Status read_storage(StorageSettings& settings) {
     ThresholdReader reader(file, path());
     settings = {.interval = reader.interval(), .devices = {}};
     for (const auto& [name, group] : groups_by_name(file, kNaming)) {
-        settings.devices[name] = read_items(reader, group);
+        settings.devices[name] = read_items(file, reader, group);
     }
     return status;
 }

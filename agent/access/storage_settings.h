@@ -4,10 +4,8 @@
 //   [general]
 //   interval=60
 //   [device sda]
-//   recoverable.fatal=100
-//   recoverable.warning=50
-//   recoverable.enabled=true
-//   ...                       the same for nonrecoverable, media and hardware
+//   recoverable=on fatal 100 warning 50
+//   ...                                   the same for nonrecoverable, media and hardware
 //   present=true
 #pragma once
 

@@ -7,13 +7,13 @@
 
 namespace zel::bmc {
 
-#define ZEL_FREEIPMI_ENTRY_POINTS(X)                                                         \
-    X(ipmi_ctx_create)                                                                       \
-    X(ipmi_ctx_destroy)                                                                      \
-    X(ipmi_ctx_close) X(ipmi_ctx_open_inband) X(ipmi_ctx_open_outofband_2_0) X(ipmi_cmd_raw) \
-        X(ipmi_ctx_errormsg)
+#define ZEL_FREEIPMI_ENTRY_POINTS(X) \
+    X(ipmi_ctx_create)               \
+    X(ipmi_ctx_destroy)              \
+    X(ipmi_ctx_close)                \
+    X(ipmi_ctx_open_inband) X(ipmi_ctx_open_outofband_2_0) X(ipmi_cmd_raw) X(ipmi_ctx_errormsg)
 
-#define ZEL_TABLE_MEMBER(name) decltype(&::name) name = nullptr;  // unevaluated: nothing is linked
+#define ZEL_TABLE_MEMBER(name) decltype(&::name) name = nullptr;  // NOLINT(bugprone-macro-parentheses)
 struct FreeIpmi {
     ZEL_FREEIPMI_ENTRY_POINTS(ZEL_TABLE_MEMBER)
 };

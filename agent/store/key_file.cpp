@@ -52,6 +52,7 @@ bool is_value(const std::string& value) {
 
 struct KeyFile::Impl {
     std::unique_ptr<GKeyFile, Free> file{g_key_file_new()};
+    std::string group;  // the last one that values were set in, known to be a good name
 };
 
 KeyFile::KeyFile() : impl_(std::make_unique<Impl>()) {}
@@ -109,7 +110,9 @@ std::optional<std::int64_t> KeyFile::get_int(const std::string& group, const std
 }
 
 bool KeyFile::set(const std::string& group, const std::string& key, const std::string& value) {
-    if (!is_name(group) || !is_key(key) || !is_value(value)) return false;
+    if (group != impl_->group && !is_name(group)) return false;
+    if (!is_key(key) || !is_value(value)) return false;
+    impl_->group = group;
     g_key_file_set_string(impl_->file.get(), group.c_str(), key.c_str(), value.c_str());
     return true;
 }

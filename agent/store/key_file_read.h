@@ -32,7 +32,7 @@ FileStamp stamp_of(const struct stat& info);
 /// The stamp of what stands at `path`; nothing but zeros when that cannot be told.
 FileStamp stamp_of(const std::string& path);
 
-/// As `read_key_file(path, out)`; `stamp` receives the state that was read.
-Status read_key_file(const std::string& path, KeyFile& out, FileStamp& stamp);
+/// As `read_key_file(path, out)`; `stamp` receives the state that was read, `text` what the file holds.
+Status read_key_file(const std::string& path, KeyFile& out, FileStamp& stamp, std::string& text);
 
 }  // namespace zel::store

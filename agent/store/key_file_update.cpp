@@ -150,14 +150,10 @@ bool keep_aside(const std::string& path) {
     return true;
 }
 
-/// True for a text that readers will accept.
+/// True for a text that readers will accept: what KeyFile::set lets through parses, but may grow too large.
 bool is_readable_text(const std::string& text) {
-    if (text.size() > max_key_file_size) {
-        errno = EFBIG;
-        return false;
-    }
-    if (KeyFile().parse(text)) return true;
-    errno = EINVAL;
+    if (text.size() <= max_key_file_size) return true;
+    errno = EFBIG;
     return false;
 }
 
@@ -176,9 +172,10 @@ FileStamp stamp_of(const std::string& path) {
     return stat(path.c_str(), &info) == 0 ? stamp_of(info) : FileStamp{};
 }
 
-Status read_key_file(const std::string& path, KeyFile& out, FileStamp& stamp) {
+Status read_key_file(const std::string& path, KeyFile& out, FileStamp& stamp, std::string& text) {
     out = KeyFile();
     stamp = {};
+    text.clear();
     // Non-blocking, so that a pipe in the file's place cannot stop us.
     const UniqueFd file = open_file(path, O_RDONLY | O_NONBLOCK);
     if (!file) return errno == ENOENT ? Status::not_found : Status::failed;
@@ -189,7 +186,6 @@ Status read_key_file(const std::string& path, KeyFile& out, FileStamp& stamp) {
         return Status::failed;
     }
     stamp = stamp_of(info);
-    std::string text;
     if (!read_all(file.get(), static_cast<std::size_t>(info.st_size), text)) return Status::failed;
     if (text.size() <= max_key_file_size && out.parse(text)) return Status::ok;
     tell_corrupt(path, stamp);
@@ -198,7 +194,8 @@ Status read_key_file(const std::string& path, KeyFile& out, FileStamp& stamp) {
 
 Status read_key_file(const std::string& path, KeyFile& out) {
     FileStamp stamp;
-    return read_key_file(path, out, stamp);
+    std::string text;
+    return read_key_file(path, out, stamp, text);
 }
 
 Status update_key_file(const std::string& path, const std::function<bool(KeyFile&)>& change) {
@@ -208,9 +205,11 @@ Status update_key_file(const std::string& path, const std::function<bool(KeyFile
     remove_stale_temporaries(path);
 
     KeyFile file;
-    const Status found = read_key_file(path, file);
+    FileStamp stamp;
+    std::string before;
+    const Status found = read_key_file(path, file, stamp, before);
     if (found == Status::failed) return Status::failed;
-    const std::string before = file.serialise();
+    if (found == Status::corrupt) before.clear();
     if (!change(file)) return Status::ok;
     const std::string after = file.serialise();
     if (after == before) return Status::ok;

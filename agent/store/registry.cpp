@@ -123,7 +123,8 @@ std::shared_ptr<const Snapshot> current() {
     const auto fresh = std::make_shared<Snapshot>();
     KeyFile file;
     FileStamp stamp;
-    fresh->status = read_key_file(path(), file, stamp);
+    std::string text;
+    fresh->status = read_key_file(path(), file, stamp, text);
     if (fresh->status == Status::ok) fresh->keys = index(file);
     cached = fresh;
     cached_stamp = stamp;

@@ -11,8 +11,9 @@ extern "C" {
 #endif
 
 // Results of GetSharedSensorStatus; a negative one means at start-up that sensors cannot be shared here.
+#define SHARED_SENSOR_UNAVAILABLE (-3)   ///< This server is no blade whose sensors could be shared.
 #define SHARED_SENSOR_SYSTEM_ERROR (-2)  ///< A system call of the library failed.
-#define SHARED_SENSOR_UNCERTAIN (-1)  ///< Not shared on this server, or a change failed and was not undone.
+#define SHARED_SENSOR_UNCERTAIN (-1)     ///< A change failed and could not be undone; before one: as enabled.
 #define SHARED_SENSOR_DISABLED 0
 #define SHARED_SENSOR_ENABLED 1
 
@@ -28,17 +29,17 @@ typedef int (*DisableSharedSensorFn)(int arg);  ///< Type of DisableSharedSensor
 #ifndef ZEL_SENSORSHARE_TYPES_ONLY
 
 /// Tells the present state.
-/// @return One of SHARED_SENSOR_: enabled, disabled, uncertain, system error.
+/// @return One of SHARED_SENSOR_: enabled, disabled, uncertain, system error, unavailable.
 ZEL_API int GetSharedSensorStatus(void);
 
 /// Has the chassis share its sensors; when that fails, the former state is restored.
 /// @param arg  SHARED_SENSOR_ALL.
-/// @return 0 when done, negative on failure. Callers go by GetSharedSensorStatus afterwards.
+/// @return The state afterwards, as GetSharedSensorStatus gives it; callers ask that call themselves.
 ZEL_API int EnableSharedSensor(int arg);
 
 /// Has the chassis keep its sensors to itself; when that fails, the former state is restored.
 /// @param arg  SHARED_SENSOR_ALL.
-/// @return 0 when done, negative on failure. Callers go by GetSharedSensorStatus afterwards.
+/// @return The state afterwards, as GetSharedSensorStatus gives it; callers ask that call themselves.
 ZEL_API int DisableSharedSensor(int arg);
 
 #endif

@@ -29,7 +29,8 @@ namespace zel {
     X(SLtt_tgetstr) X(SLang_Exit_Error_Hook)
 // clang-format on
 
-#define ZEL_TABLE_MEMBER(name) decltype(&::name) name = nullptr;  // unevaluated: nothing is linked
+// The name is declared, so it cannot stand in parentheses; unevaluated, so nothing is linked.
+#define ZEL_TABLE_MEMBER(name) decltype(&::name) name = nullptr;  // NOLINT(bugprone-macro-parentheses)
 
 /// newt's entry points; all null until `initnewtlib` succeeds.
 struct NewtTable {

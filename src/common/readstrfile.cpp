@@ -53,7 +53,8 @@ std::string_view entry_text(const char* line) {
     return {begin, static_cast<std::size_t>(end - begin)};
 }
 
-void copy_bounded(std::string_view source, char (&destination)[kTextBufferSize]) {
+/// Fills a buffer of `kTextBufferSize` bytes.
+void copy_bounded(std::string_view source, char* destination) {
     const std::string_view kept = cut_bytes(source, kTextBufferSize - 1);
     destination[kept.copy(destination, kept.size())] = '\0';
 }
@@ -123,11 +124,11 @@ char* CPGetText(const char* identifier, char* destination, const char* buffer) {
     ZEL_TRACE(TRACE_LEVEL_TRACE, "Buf=%p", static_cast<const void*>(buffer));
     if (CPFindDestStr(buffer, identifier) == -1) {
         msgWindow("Error", " ok ", "Read rc file failed!");
-        std::strcpy(destination, kMissingText);
+        copy_bounded(kMissingText, destination);
         ZEL_TRACE(TRACE_LEVEL_ERROR, "<return %s.", destination);
         return destination;
     }
-    std::strcpy(destination, deststr[0] != '\0' ? deststr : kMissingText);
+    copy_bounded(deststr[0] != '\0' ? deststr : kMissingText, destination);
     ZEL_TRACE(TRACE_LEVEL_TRACE, "<return %s.", destination);
     return destination;
 }

@@ -68,6 +68,10 @@ void ChkBoxCallFunc(newtComponent, void*) {
     ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
 }
 
+void trace_write_failure() {
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "TempSetIpmiThreshold() failed.");
+}
+
 const SensorPanelKind kKind = {
     .sensor_label = "TEMP_SENSOR_ID",
     .threshold_labels = {"TEMP_HFATAL_ID", "TEMP_HWARNING_ID", "TEMP_LWARNING_ID", "TEMP_LFATAL_ID"},
@@ -85,7 +89,7 @@ const SensorPanelKind kKind = {
     .falls = comparisionok,
     .judge = judge,
     .write = [](std::int32_t count) { return TempSetIpmiThreshold(TempThreshData.get(), count); },
-    .trace_write_failure = [] { ZEL_TRACE(TRACE_LEVEL_ERROR, "TempSetIpmiThreshold() failed."); },
+    .trace_write_failure = trace_write_failure,
     .on_list = ListFunc,
     .on_checkbox = ChkBoxCallFunc,
 };

@@ -67,6 +67,10 @@ void CheckBoxCallFunc(newtComponent, void*) {
     ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
 }
 
+void trace_write_failure() {
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "VoltpSetIpmiThreshold failed.");
+}
+
 const SensorPanelKind kKind = {
     .sensor_label = "VOL_SENSOR_ID",
     .threshold_labels = {"VOL_HFATAL_ID", "VOL_HWARNING_ID", "VOL_LWARNING_ID", "VOL_LFATAL_ID"},
@@ -84,7 +88,7 @@ const SensorPanelKind kKind = {
     .falls = _comparisionok,
     .judge = judge,
     .write = [](std::int32_t count) { return VoltpSetIpmiThreshold(VOLThreshData.get(), count); },
-    .trace_write_failure = [] { ZEL_TRACE(TRACE_LEVEL_ERROR, "VoltpSetIpmiThreshold failed."); },
+    .trace_write_failure = trace_write_failure,
     .on_list = ListFunc,
     .on_checkbox = CheckBoxCallFunc,
 };

@@ -54,7 +54,7 @@ void read_settings() {
     const int result = ReadThresholdFromFile(&interval, &count, HD, value);
     ZEL_TRACE(TRACE_LEVEL_INFO, "ReadThresholdFromFile() return %d.", result);
     count = std::clamp(count, 0, STORAGE_DEVICES_MAX);
-    if (result == 0) std::strcpy(HD[0], kNoDevice);
+    if (result == 0) std::memcpy(HD[0], kNoDevice, sizeof kNoDevice);
 }
 
 struct Widgets {

@@ -13,7 +13,7 @@ namespace zel::test {
 
 class ServiceProcess {
   public:
-    explicit ServiceProcess(const char* option = "--foreground", const char* more = nullptr) {
+    ServiceProcess() {
         int ends[2];
         EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
         output_ = store::UniqueFd(ends[0]);
@@ -21,11 +21,9 @@ class ServiceProcess {
         id_ = start_process([&] {
             for (const int stream : {1, 2})
                 dup2(input.get(), stream);
-            return execl(SERVICE_PROGRAM, SERVICE_PROGRAM, option, more, nullptr);
+            return execl(SERVICE_PROGRAM, SERVICE_PROGRAM, "--foreground", nullptr);
         });
     }
-    ServiceProcess(const ServiceProcess&) = delete;
-    ServiceProcess& operator=(const ServiceProcess&) = delete;
     ~ServiceProcess() { EXPECT_TRUE(id_ < 0 || finish(SIGTERM) == 0); }
 
     /// Reads what the process writes until `text` is part of it. False when it ends before that.

@@ -1,14 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// libzelsmbios and dissensor.dll on firmware tables made here, whole and damaged.
-#include "zel/smbios.h"
-
-#include <dlfcn.h>
-
+// Firmware tables made here, whole and damaged.
 #include <numeric>
 
 #include "home.h"
 #include "smbios/tables.h"
-#include "zel/sensorshare.h"
 
 namespace zel::test {
 namespace {
@@ -22,8 +17,7 @@ std::string make_table(const std::string& chassis) {
         table += "\3\x09\2\0\1"s + type + "\0\0\0C\0\0"s;
     return table + "\177\4\3\0\0\0"s;
 }
-constexpr std::size_t kFirstChassis = 13;
-constexpr std::size_t kChassisSize = 12;
+constexpr std::size_t kFirstChassis = 13, kChassisSize = 12;
 
 std::string little_endian(std::size_t value, int bytes) {
     std::string text;
@@ -43,49 +37,8 @@ std::string make_entry_2(std::size_t length, std::size_t count) {
     return with_sum("_SM_\0\37\2\10\0\1\0\0\0\0\0\0"s + inner, 4);
 }
 
-std::string make_entry_3(std::size_t length, std::size_t own_length = 24) {
-    return with_sum("_SM3_\0"s + static_cast<char>(own_length) + "\3\2\0\1\0"s + little_endian(length, 4) +
-                        std::string(8, '\0'),
-                    5);
-}
-
-/// Makes these the machine's tables.
-void install(const std::string& entry, const std::string& table) {
-    write_text(store::config_file(), "[hardware]\nsmbios_tables=" + store::state_dir() + '\n');
-    write_text(state("smbios_entry_point"), entry);
-    write_text(state("DMI"), table);
-}
-
-TEST(Smbios, ChassisTypesAreTold) {
-    // None in the agent's directory: the one that the dynamic loader knows by its name.
-    ASSERT_NE(::dlopen(SMBIOS_LIBRARY, RTLD_NOW), nullptr) << ::dlerror();
-    SmbiosTable library{};
-    ASSERT_EQ(load_libzelsmbios(&library), 1);
-    install("", "");
-    EXPECT_NE(library.initialise(), 0);
-    const std::string table = make_table("\x1D\x9C\x03");
-    for (const std::string& entry : {make_entry_2(table.size(), 5), make_entry_3(table.size())}) {
-        install(entry, table);
-        ASSERT_EQ(library.initialise(), 0);
-        SmbiosCountRequest count{3, 0, 99};
-        EXPECT_EQ(library.request(GET_STRUCTURE_NUMBER, &count), 0);
-        EXPECT_EQ(std::uint16_t{count.number}, 3);
-        SmbiosStructRequest request{};
-        request.type = 3;
-        std::string codes;
-        for (; library.request(GET_STRUCTURE_TYPE_AND_OFFSET, &request) == 0;
-             request.number = static_cast<std::uint16_t>(request.number + 1))
-            codes += std::string(request.code, 2) + ' ';
-        EXPECT_EQ(codes, "00 FE 00 ");
-        request = {};  // the BIOS structure is there, but only a chassis has a code
-        EXPECT_EQ(library.request(GET_STRUCTURE_TYPE_AND_OFFSET, &request), -1);
-        EXPECT_EQ(library.request(0, &count), -1);
-        library.close();
-        EXPECT_EQ(library.request(GET_STRUCTURE_NUMBER, &count), -1);
-    }
-    install(make_entry_3(0xFFFFFFFF), table + std::string(1U << 20U, '\0'));
-    EXPECT_NE(library.initialise(), 0);  // larger than any firmware's
-    destroy_libzelsmbios(&library);
+std::string make_entry_3(std::size_t length) {
+    return with_sum("_SM3_\0\30\3\2\0\1\0"s + little_endian(length, 4) + std::string(8, '\0'), 5);
 }
 
 /// How many chassis are read; -1 when the tables are refused.
@@ -123,33 +76,6 @@ TEST(Smbios, DamageIsNeverReadOver) {
     EXPECT_EQ(chassis(make_entry_2(0xFFFF, 0xFFFF), table), 2);
     EXPECT_EQ(chassis(make_entry_2(table.size(), 2), table), 1);
     EXPECT_EQ(chassis(make_entry_3(kFirstChassis + 1), table), 0);
-    for (const std::size_t own_length : {0, 23, 25, 255})
-        EXPECT_EQ(chassis(make_entry_3(table.size(), own_length), table), -1) << own_length;
-}
-
-TEST(Smbios, SharedSensorStateIsKeptOnBladesOnly) {
-    void* const library = ::dlopen(SENSORSHARE_LIBRARY, RTLD_NOW);
-    const auto status = reinterpret_cast<GetSharedSensorStatusFn>(::dlsym(library, "GetSharedSensorStatus"));
-    const auto enable = reinterpret_cast<EnableSharedSensorFn>(::dlsym(library, "EnableSharedSensor"));
-    const auto disable = reinterpret_cast<DisableSharedSensorFn>(::dlsym(library, "DisableSharedSensor"));
-    ASSERT_TRUE(status && enable && disable);
-    const std::string rack = make_table("\x11\x1D"), blade = make_table("\x1D\x1C");
-    install("", "");
-    EXPECT_EQ(status(), -3);
-    install(make_entry_3(rack.size()), rack);
-    EXPECT_EQ(enable(-1), -3);
-    install(make_entry_3(blade.size()), blade);
-    EXPECT_EQ(status(), 0);
-    EXPECT_EQ(enable(-1), 1);
-    fs::remove(state("registry.conf.lock"));
-    fs::create_directory(state("registry.conf.lock"));  // no writer gets by
-    EXPECT_EQ(disable(-1), 1);
-    EXPECT_EQ(status(), 1);
-    fs::remove(state("registry.conf.lock"));
-    EXPECT_EQ(disable(-1), 0);
-    write_text(state("registry.conf"), "no key file");
-    EXPECT_EQ(enable(-1), -2);
-    ::dlclose(library);
 }
 
 }  // namespace

@@ -1,11 +1,17 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The six calls of the sensor panels against a controller that behaves.
+// The six calls of the sensor panels against a simulated controller: one that behaves, and where something
+// is wrong with it, the way to it, or files.
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <memory>
+#include <span>
 #include <thread>
 
 #include "bmc/controller.h"
 #include "running_simulator.h"
 #include "store/registry.h"
+#include "zel/tracelog.h"
 
 namespace {
 
@@ -13,30 +19,38 @@ using namespace zel;
 using namespace zel::test;
 using simulator::Access;
 using simulator::Sensor;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
 namespace registry = zel::store::registry;
 
-constexpr std::int64_t kNone = SENSOR_NO_THRESHOLD;
-
-template <class Row>
-std::array<std::int64_t, 4> thresholds(const Row& row) {
-    return {row.lHighFatal, row.lHighWarning, row.lLowWarning, row.lLowFatal};
+/// A row's thresholds from the highest to the lowest, whether they can be set, the monitoring flag, and the
+/// limits.
+std::string text_of(const auto& row) {
+    std::ostringstream text;
+    for (const std::int64_t value : {row.lHighFatal, row.lHighWarning, row.lLowWarning, row.lLowFatal})
+        text << (value == SENSOR_NO_THRESHOLD ? "-" : std::to_string(value)) << ' ';
+    text << (row.bSettable ? "set " : "")
+         << (row.dwMonitorFlag == SENSOR_NO_MONITORING ? "none"
+             : row.dwMonitorFlag                       ? "on"
+                                                       : "off");
+    text << ' ' << row.lHighMax << ' ' << row.lHighMin << ' ' << row.lLowMax << ' ' << row.lLowMin;
+    return text.str();
 }
-using Four = std::array<std::int64_t, 4>;
 
 /// Sensors on three LUNs, thresholds of their own, every eighth without any.
 std::vector<Sensor> many(int temperatures, int voltages) {
-    std::vector<Sensor> sensors(static_cast<std::size_t>(temperatures + voltages));
+    std::vector<Sensor> sensors;
     for (int n = 0; n < temperatures + voltages; ++n) {
-        Sensor& sensor = sensors[static_cast<std::size_t>(n)];
-        if (n >= temperatures)
-            sensor = {.type = 2,
-                      .unit = 4,
-                      .format = 0,
-                      .factor = 63,
-                      .exponent = -3,
-                      .max_code = 255,
-                      .min_code = 0};
-        sensor.name = (n < temperatures ? "Zone " : "Rail ") + std::to_string(n);
+        const Sensor volts{.name = "Rail ",
+                           .type = 2,
+                           .unit = 4,
+                           .format = 0,
+                           .factor = 63,
+                           .exponent = -3,
+                           .max_code = 255,
+                           .min_code = 0};
+        Sensor& sensor = sensors.emplace_back(n < temperatures ? Sensor{.name = "Zone "} : volts);
+        sensor.name += std::to_string(n);
         sensor.lun = static_cast<std::uint8_t>(n / 250);
         sensor.number = static_cast<std::uint8_t>(n % 250 + 1);
         sensor.codes = {10 + n % 9, 5, 0, 70 + n % 20, 91 + n % 30, 125};
@@ -48,12 +62,10 @@ std::vector<Sensor> many(int temperatures, int voltages) {
 /// One sensor each of what the panels treat differently, and settable ones on LUN 0 and 2 that share a
 /// number.
 std::vector<Sensor> kinds() {
+    constexpr auto upper = simulator::kUpperThresholds;
     return {{.name = "none", .number = 1, .access = Access::none},
             {.name = "all", .number = 2},
-            {.name = "upper",
-             .number = 3,
-             .thresholds = simulator::kUpperThresholds,
-             .live_thresholds = simulator::kUpperThresholds},
+            {.name = "upper", .number = 3, .thresholds = upper, .live_thresholds = upper},
             {.name = "read only", .number = 4, .access = Access::readable},
             {.name = "not live", .number = 5, .live_thresholds = 0x3f & ~(1U << simulator::kLc)},
             {.name = "half settable", .number = 6, .thresholds = simulator::kFourThresholds},
@@ -66,44 +78,19 @@ TEST(Sensors, ThresholdsLimitsAndFlagsAreThoseOfTheController) {
     const RunningSimulator simulator(kinds());
     Temperatures panel;
     ASSERT_TRUE(panel.open());
-    ASSERT_EQ(panel.count, 9);
     EXPECT_STREQ(panel.locations[8].name, "none");  // what has no thresholds comes last
-    struct Case {
-        const char* name;
-        Four values;
-        int settable;
-        std::uint32_t monitor;
-    };
-    for (const Case& c : {Case{"none", {kNone, kNone, kNone, kNone}, 0, SENSOR_NO_MONITORING},
-                          Case{"all", {80, 70, 5, 0}, 1, 1}, Case{"upper", {80, 70, kNone, kNone}, 1, 1},
-                          Case{"read only", {80, 70, 5, 0}, 0, 1}, Case{"not live", {80, 70, 5, kNone}, 1, 1},
-                          Case{"half settable", {80, 70, 5, 0}, 1, 1}, Case{"LUN 2", {50, 40, 15, 10}, 1, 1},
-                          Case{"zeros", {0, 0, 0, 0}, 1, 0}, Case{"odd", {80, 70, 5, 0}, 1, 1}}) {
-        const TempThreshRecord& row = *panel.row(c.name);
-        EXPECT_EQ(thresholds(row), c.values) << c.name;
-        EXPECT_EQ(row.bSettable, c.settable) << c.name;
-        EXPECT_EQ(row.dwMonitorFlag, c.monitor) << c.name;
-        const Four limits{row.lHighMax, row.lHighMin, row.lLowMax, row.lLowMin};
-        const bool odd = std::string("odd") == c.name;  // its thresholds lie outside the sensor's own range
-        EXPECT_EQ(limits, (odd ? Four{80, 20, 60, 0} : Four{127, -128, 127, -128})) << c.name;
-    }
-}
-
-TEST(Sensors, VoltagesAreMillivolts) {
-    const RunningSimulator simulator(simulator::small_server());
-    Voltages panel;
-    ASSERT_TRUE(panel.open());
-    ASSERT_EQ(panel.count, 7);
-    EXPECT_EQ(thresholds(*panel.row("+12V")), (Four{13266, 12663, 11457, 10854}));
-    EXPECT_EQ(thresholds(*panel.row("VBAT")), (Four{kNone, kNone, 2907, 2754}));
-    EXPECT_EQ(panel.row("+12V")->lHighMax, 17085);
-    EXPECT_EQ(panel.row("Vcore CPU2")->bSettable, 0);
-
-    panel.row("+12V")->lHighWarning = 12700;  // 12663 and 12730 are what the sensor can represent
-    panel.row("+12V")->bChangeThreshFlag = 1;
-    ASSERT_TRUE(panel.write());
-    ASSERT_TRUE(panel.open());
-    EXPECT_EQ(panel.row("+12V")->lHighWarning, 12730);
+    const std::string limits = " 127 -128 127 -128";
+    for (const auto& [name, text] : std::initializer_list<std::pair<const char*, std::string>>{
+             {"none", "- - - - none" + limits},
+             {"all", "80 70 5 0 set on" + limits},
+             {"upper", "80 70 - - set on" + limits},
+             {"read only", "80 70 5 0 on" + limits},
+             {"not live", "80 70 5 - set on" + limits},
+             {"half settable", "80 70 5 0 set on" + limits},
+             {"LUN 2", "50 40 15 10 set on" + limits},
+             {"zeros", "0 0 0 0 set off" + limits},
+             {"odd", "80 70 5 0 set on 80 20 60 0"}})  // its thresholds lie outside the sensor's own range
+        EXPECT_EQ(text_of(*panel.row(name)), text) << name;
 }
 
 TEST(Sensors, SixHundredSensorsOnThreeLunsKeepTheirOwnValues) {
@@ -111,25 +98,29 @@ TEST(Sensors, SixHundredSensorsOnThreeLunsKeepTheirOwnValues) {
     Temperatures temperatures;
     Voltages voltages;
     ASSERT_TRUE(temperatures.open() && voltages.open());
-    ASSERT_EQ(temperatures.count, TEMP_SENSORS_MAX);
-    ASSERT_EQ(voltages.count, VOLT_SENSORS_MAX);
+    ASSERT_EQ(std::pair(temperatures.count, voltages.count), std::pair(TEMP_SENSORS_MAX, VOLT_SENSORS_MAX));
     const auto check = [](const auto& panel, std::size_t rows, int step) {
         for (std::size_t i = 0; i < rows; ++i) {
             const int n = std::stoi(panel.locations[i].name + 5);
             ASSERT_NE(n % 8, 7);  // those without thresholds are the ones left out
-            ASSERT_EQ(thresholds(panel.data[i]),
-                      (Four{step * (91 + n % 30), step * (70 + n % 20), step * (10 + n % 9), step * 5}))
-                << n;
+            std::ostringstream text;
+            text << step * (91 + n % 30) << ' ' << step * (70 + n % 20) << ' ' << step * (10 + n % 9) << ' '
+                 << step * 5 << " set on";
+            ASSERT_TRUE(text_of(panel.data[i]).starts_with(text.str())) << n;
         }
     };
     check(temperatures, TEMP_SENSORS_MAX, 1);
     check(voltages, 120, 63);
-    // The highest of 512 rows is written where it belongs.
-    temperatures.data[TEMP_SENSORS_MAX - 1].lLowFatal = 4;
-    temperatures.data[TEMP_SENSORS_MAX - 1].bChangeThreshFlag = 1;
+    // The highest of 512 rows is written where it belongs; a value goes to the next that the sensor has.
+    TempThreshRecord& last = temperatures.data[TEMP_SENSORS_MAX - 1];
+    last.lLowFatal = 4;
+    voltages.data[0].lHighFatal = 7000;
+    last.bChangeThreshFlag = voltages.data[0].bChangeThreshFlag = 1;
     simulator.requests();
-    ASSERT_TRUE(temperatures.write());
-    EXPECT_EQ(simulator.requests().size(), 2U);
+    ASSERT_TRUE(temperatures.write() && voltages.write());
+    EXPECT_EQ(simulator.requests().size(), 4U);
+    ASSERT_TRUE(voltages.open());
+    EXPECT_EQ(voltages.data[0].lHighFatal, 6993);
 }
 
 TEST(Sensors, OneWriteAndOneReadPerChangedSensor) {
@@ -137,60 +128,188 @@ TEST(Sensors, OneWriteAndOneReadPerChangedSensor) {
     Temperatures panel;
     ASSERT_TRUE(panel.open());
     simulator.requests();
-
     ASSERT_TRUE(panel.write());
-    EXPECT_TRUE(simulator.requests().empty());
-    EXPECT_FALSE(registry::key_exists("SOFTWARE/QUD/ZELAgent/Sensors"));
+    EXPECT_EQ(simulator.requests(), Strings());
 
     panel.row("LUN 2")->lHighFatal = 55;
     panel.row("LUN 2")->lLowFatal = -7;
-    panel.row("LUN 2")->bChangeThreshFlag = 1;
     panel.row("upper")->lHighWarning = 71;
-    panel.row("upper")->bChangeThreshFlag = 1;
-    panel.row("upper")->dwMonitorFlag = 0;
+    panel.row("LUN 2")->bChangeThreshFlag = panel.row("upper")->bChangeThreshFlag = 1;
+    panel.row("upper")->dwMonitorFlag = panel.row("read only")->dwMonitorFlag = 0;
     panel.row("half settable")->lHighFatal = 99;  // not flagged: nobody changed it
-    panel.row("read only")->dwMonitorFlag = 0;
     ASSERT_TRUE(panel.write());
-    auto requests = simulator.requests();
+    Strings requests = simulator.requests();
     std::ranges::sort(requests);
-    EXPECT_EQ(requests,
-              (std::vector<std::string>{"04/26.0 03 08 00 00 00 47 00 00", "04/26.2 02 12 00 f9 00 00 37 00",
-                                        "04/27.0 03", "04/27.2 02"}));
-
-    const std::string keys = "SOFTWARE/QUD/ZELAgent/Sensors/";
-    EXPECT_EQ(registry::get_dword(keys + "2.2", "LowFatal"), 0xfffffff9U);
-    EXPECT_EQ(registry::get_dword(keys + "2.2", "Monitor"), 1U);
-    EXPECT_EQ(registry::get_dword(keys + "0.4", "Monitor"), 0U);
-    EXPECT_FALSE(registry::key_exists(keys + "0.2"));
+    EXPECT_EQ(requests, (Strings{"04/26.0 03 08 00 00 00 47 00 00", "04/26.2 02 12 00 f9 00 00 37 00",
+                                 "04/27.0 03", "04/27.2 02"}));
+    EXPECT_EQ(registry::get_dword("SOFTWARE/QUD/ZELAgent/Sensors/2.2", "LowFatal"), 0xfffffff9U);
+    EXPECT_FALSE(registry::key_exists("SOFTWARE/QUD/ZELAgent/Sensors/0.2"));
 
     ASSERT_TRUE(panel.open());
-    EXPECT_EQ(thresholds(*panel.row("LUN 2")), (Four{55, 40, 15, -7}));
-    EXPECT_EQ(thresholds(*panel.row("all")), (Four{80, 70, 5, 0}));  // the same number on LUN 0
-    EXPECT_EQ(panel.row("upper")->dwMonitorFlag + panel.row("read only")->dwMonitorFlag, 0U);
-    EXPECT_EQ(panel.row("half settable")->dwMonitorFlag, 1U);
+    for (const auto& [name, text] : {std::pair("LUN 2", "55 40 15 -7 set on "),
+                                     {"all", "80 70 5 0 set on "},
+                                     {"upper", "80 71 - - set off "},
+                                     {"read only", "80 70 5 0 off "},
+                                     {"half settable", "80 70 5 0 set on "}})
+        EXPECT_TRUE(text_of(*panel.row(name)).starts_with(text)) << name;
 }
 
 TEST(Sensors, ThreadsShareOneController) {
-    RunningSimulator simulator(many(40, 40));
+    const RunningSimulator simulator(many(40, 40));
     ASSERT_TRUE(Temperatures{}.find());  // GLib's first use, whose locking a sanitizer cannot see
-    const auto panels = [](auto panel) {
+    const auto use = [](auto panel) {
         for (int round = 0; round < 3; ++round) {
             ASSERT_TRUE(panel.open());
-            ASSERT_EQ(panel.count, 40);
             panel.data[3].lHighFatal += panel.data[3].lHighFatal / 20;
             panel.data[3].bChangeThreshFlag = 1;
             ASSERT_TRUE(panel.write());
+            bmc::controller().end_session();
         }
     };
-    std::thread first([&] { panels(Temperatures{}); });
-    std::thread second([&] { panels(Voltages{}); });
-    for (int round = 0; round < 50; ++round) {
-        const auto reply = bmc::controller().request(0, bmc::kChassis, 0x04, std::array<std::uint8_t, 1>{5});
-        EXPECT_TRUE(reply && reply->ok());
-        if (round % 8 == 0) bmc::controller().end_session();
+    std::thread other([&] { use(Voltages{}); });
+    use(Temperatures{});
+    other.join();
+}
+
+std::vector<Sensor> zones(int count) {
+    std::vector<Sensor> sensors(static_cast<std::size_t>(count));
+    for (std::size_t n = 1; n <= sensors.size(); ++n)
+        sensors[n - 1] = {.name = "Zone " + std::to_string(n), .number = static_cast<std::uint8_t>(n)};
+    return sensors;
+}
+
+std::string cache_file() {
+    const auto is_lock = [](const auto& entry) { return entry.path().extension() == ".lock"; };
+    return std::find_if_not(fs::directory_iterator(state("sdr")), fs::directory_iterator(), is_lock)->path();
+}
+
+TEST(SensorFaults, WhatCannotBeWrittenIsRefusedAndTheRestIsWritten) {
+    RunningSimulator simulator(zones(8));
+    simulator.rules("answer 04 26 02 d5\nanswer 04 26 03 00\n");  // one refuses, one only says it took them
+    Temperatures panel;
+    ASSERT_TRUE(panel.open());
+    for (auto& row : std::span(panel.data).first(8)) {
+        row.lHighWarning = 75;
+        row.bChangeThreshFlag = 1;
     }
-    first.join();
-    second.join();
+    panel.row("Zone 4")->lHighFatal = 200;                 // no code
+    panel.row("Zone 5")->lHighWarning = 80;                // as the fatal one: out of order
+    panel.row("Zone 6")->lLowFatal = SENSOR_NO_THRESHOLD;  // there is one
+    panel.row("Zone 7")->word0 = 0x1234;                   // not a row that was read
+    simulator.requests();
+    EXPECT_FALSE(panel.write());
+    const std::string set = " 08 00 00 00 4b 00 00";
+    EXPECT_EQ(simulator.requests(),
+              (Strings{"04/26.0 01" + set, "04/27.0 01", "04/26.0 02" + set, "04/26.0 03" + set, "04/27.0 03",
+                       "04/26.0 08" + set, "04/27.0 08"}));
+    simulator.rules("answer 04 27 07 cb\n");  // refuses to be read
+    ASSERT_TRUE(panel.open());
+    for (const int n : {1, 2, 3, 4, 5, 6, 8})
+        EXPECT_EQ(panel.row("Zone " + std::to_string(n))->lHighWarning, n == 1 || n == 8 ? 75 : 70) << n;
+    EXPECT_TRUE(text_of(*panel.row("Zone 7")).starts_with("- - - - off"));
+}
+
+TEST(SensorFaults, ASlowControllerIsWaitedForAndOneThatStopsIsNot) {
+    const RunningSimulator simulator(zones(20));
+    write_config(simulator.section(), "timeout=1\n");
+    simulator.rules("delay 5000\n");
+    Temperatures panel;
+    ASSERT_TRUE(panel.open());
+    const auto fails_in_time = [](const auto& call) {
+        const auto start = steady_clock::now();
+        return !call() && steady_clock::now() - start < milliseconds(1900);
+    };
+    simulator.rules("stop 04 27 0c\n");
+    panel.data[0].lHighFatal = -1;
+    EXPECT_TRUE(fails_in_time([&] { return panel.read(); }));
+    EXPECT_EQ(panel.data[0].lHighFatal, -1);  // nothing half-read
+    simulator.rules("");
+    ASSERT_TRUE(panel.open());
+    // Stopped while writing: one wait, the flags are kept all the same.
+    simulator.rules("stop 04 26 02\n");
+    for (const char* name : {"Zone 2", "Zone 3"}) {
+        panel.row(name)->lHighWarning = 74;
+        panel.row(name)->bChangeThreshFlag = 1;
+    }
+    panel.row("Zone 5")->dwMonitorFlag = 0;
+    EXPECT_TRUE(fails_in_time([&] { return panel.write(); }));
+    simulator.rules("");
+    ASSERT_TRUE(panel.open());
+    EXPECT_EQ(panel.row("Zone 5")->dwMonitorFlag, 0U);
+    EXPECT_EQ(panel.row("Zone 3")->lHighWarning, 70);
+}
+
+TEST(SensorFaults, WithoutAControllerTheCallsFailInTime) {
+    ASSERT_EQ(TraceLogInit(0, "controller_tests", 0, 5, 0), 0);
+    const RunningSimulator simulator(zones(1));
+    const std::string password = simulator.section().substr(0, simulator.section().find("password_file"));
+    const auto with_password = [&](const std::string& text, mode_t mode) {
+        write_text(home("password"), text);
+        chmod(home("password").c_str(), mode);
+        return password + "workaround=opensesspriv\npassword_file=" + home("password") + "\ntimeout=1\n";
+    };
+    Temperatures panel;
+    const auto fails = [&](const std::string& config, milliseconds longest = milliseconds(1900)) {
+        write_config(config);
+        const auto start = steady_clock::now();
+        EXPECT_FALSE(panel.find()) << config;
+        EXPECT_LT(steady_clock::now() - start, longest) << config;
+    };
+    fails(with_password("s3cret-s3same", 0600));
+    fails(with_password("secret", 0640));  // that the group can read
+    fails(simulator.section() + "cipher_suite=99\n");
+    for (const int longest : {1900, 200})  // the second time it is remembered
+        fails("[controller]\ninterface=lan\nhost=127.0.0.1:9\nuser=admin\ntimeout=1\n",
+              milliseconds(longest));
+    EXPECT_EQ(read_text(state("log/controller_tests.log")).find("s3cret-s3same"), std::string::npos);
+    write_config(with_password("secret\r\nmore", 0600));  // what changed is tried at once
+    EXPECT_TRUE(panel.open());
+}
+
+TEST(SensorFaults, AnOldOrDamagedRecordCacheIsReadAnew) {
+    const auto records_read = [](RunningSimulator& simulator, int expected) {
+        simulator.requests();
+        Temperatures panel;
+        EXPECT_TRUE(panel.open());
+        EXPECT_EQ(panel.count, expected);
+        const auto is_read = [](const std::string& line) { return line.starts_with("0a/23"); };
+        return std::ranges::count_if(simulator.requests(), is_read);
+    };
+    auto simulator = std::make_unique<RunningSimulator>(zones(4));
+    EXPECT_GT(records_read(*simulator, 4), 4);
+    EXPECT_EQ(records_read(*simulator, 4), 0);
+    const std::string good = read_text(cache_file());
+    std::string flipped = good;
+    flipped[good.size() / 2] ^= 1;
+    for (const std::string& bad : {std::string(), flipped, good.substr(0, good.size() / 2), good + good,
+                                   good.substr(good.size() / 2), std::string(3000, '\xff')}) {
+        write_text(cache_file(), bad);
+        EXPECT_GT(records_read(*simulator, 4), 4);
+        EXPECT_EQ(read_text(cache_file()), good);
+    }
+    const int port = simulator->port();
+    simulator.reset();
+    simulator = std::make_unique<RunningSimulator>(zones(6), Records(), port);
+    EXPECT_GT(records_read(*simulator, 6), 6);
+}
+
+TEST(SensorFaults, HostileRecordsInTheRepositoryHideNoOtherSensor) {
+    auto short_one = simulator::record_of(zones(2)[1]), long_name = simulator::record_of(zones(3)[2]);
+    const auto twice = long_name;
+    short_one.resize(20);
+    short_one[4] = 15;
+    long_name[47] = 0xdf;
+    const RunningSimulator simulator(zones(3), {twice, short_one, long_name, twice});
+    Temperatures panel;
+    for (const auto& [rules, count] : {std::pair("length 02 ff\n", 2), {"length 02 00\n", 2}, {"", 3}}) {
+        simulator.rules(rules);
+        ASSERT_TRUE(panel.open());
+        EXPECT_EQ(panel.count, count) << rules;
+        fs::remove_all(state("sdr"));
+    }
+    EXPECT_EQ(panel.row("Zone 3")->lHighFatal, 80);
+    simulator.rules("answer 0a 22 00 c1\n");
+    EXPECT_FALSE(panel.find());
 }
 
 }  // namespace

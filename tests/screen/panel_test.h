@@ -18,7 +18,7 @@ class PanelTest : public ToolTest {
     bool is_open() const { return shows("┤ " + title_ + " ├"); }
 
     /// A button pressed after keys typed into the panel.
-    struct Press {
+    struct Try {
         std::string script;
         std::string keys;
         std::string calls;          ///< what it asked of the agent
@@ -27,8 +27,8 @@ class PanelTest : public ToolTest {
         std::string trace = "";
         std::string button = "OK";  ///< "": the keys press it
     };
-    void expect(const std::string& settings, std::initializer_list<Press> presses) {
-        for (const auto& each : presses) {
+    void expect(const std::string& settings, std::initializer_list<Try> tries) {
+        for (const auto& each : tries) {
             SCOPED_TRACE(each.script + ", " + each.keys + ", " + each.button);
             open(settings + each.script);
             keys(each.keys);

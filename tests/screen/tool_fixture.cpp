@@ -17,13 +17,13 @@ constexpr const char* kOrdinaryServer = R"(reg SOFTWARE\QUD\ZELAgent CurrentVers
 reg SOFTWARE/QUD/ZELAgent/CPL=
 )";
 
-std::string contents(const fs::path& file) {
+}  // namespace
+
+std::string ToolTest::contents(const std::filesystem::path& file) {
     std::ostringstream text;
     text << std::ifstream(file).rdbuf();
     return text.str();
 }
-
-}  // namespace
 
 ToolTest::ToolTest() {
     std::string name = (fs::temp_directory_path() / "zeltool-XXXXXX").string();
@@ -66,8 +66,7 @@ VtApp& ToolTest::open_menu(std::string_view script) {
 
 VtApp& ToolTest::open_panel(int row, std::string_view script) {
     open_menu(script);
-    for (int i = 0; i < row; ++i)
-        keys("Down");
+    keys("Down*" + std::to_string(row));
     calls();
     keys("Enter");
     return *tool_;
@@ -80,17 +79,13 @@ void ToolTest::press(std::string_view button) {
     keys("Enter");
 }
 
-std::string ToolTest::highlighted(int* columns) {
+std::string ToolTest::highlighted() {
     constexpr int kHighlight = 1;
     std::string text;
-    int width = 0;
-    for (int place = 0; place < options.rows * options.columns; ++place) {
-        const Cell cell = tool_->cell({place / options.columns, place % options.columns});
-        if (cell.background != kHighlight || cell.text.empty()) continue;
-        text += cell.text;
-        width += cell.width;
-    }
-    if (columns != nullptr) *columns = width;
+    for (int place = 0; place < options.rows * options.columns; ++place)
+        if (const Cell cell = tool_->cell({place / options.columns, place % options.columns});
+            cell.background == kHighlight)
+            text += cell.text;
     text.erase(text.find_last_not_of(' ') + 1);
     return text;
 }
@@ -98,12 +93,9 @@ std::string ToolTest::highlighted(int* columns) {
 Lines ToolTest::lines_of(const char* file) const {
     Lines result;
     std::ifstream stream(folder_ / file);
-    for (std::string line; std::getline(stream, line);) {
-        const std::string folder = folder_.string();
-        if (const auto at = line.find(folder); at != std::string::npos)
-            line.replace(at, folder.size(), "$ZelDir");
-        result.push_back(line);
-    }
+    for (std::string line; std::getline(stream, line); result.push_back(line))
+        if (const auto at = line.find(folder_.string()); at != std::string::npos)
+            line.replace(at, folder_.string().size(), "$ZelDir");
     return result;
 }
 
@@ -114,19 +106,10 @@ Lines ToolTest::calls() {
     return all;
 }
 
-Lines ToolTest::trace() const {
-    return lines_of("trace");
-}
-
 bool ToolTest::traced(std::string_view line) const {
-    const Lines all = trace();
-    return std::ranges::any_of(all, [&](const std::string& traced_line) {
+    return std::ranges::any_of(trace(), [&](const std::string& traced_line) {
         return traced_line.starts_with(line.substr(0, 2)) && traced_line.ends_with(line.substr(1));
     });
-}
-
-std::string ToolTest::errors() const {
-    return contents(folder_ / "errors");
 }
 
 std::string ToolTest::text(std::string_view identifier, const char* name) const {

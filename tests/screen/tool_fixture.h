@@ -12,6 +12,10 @@
 namespace zeltest {
 
 using Lines = std::vector<std::string>;
+// Rows of tables.
+using Two = std::array<std::string, 2>;
+using Three = std::array<std::string, 3>;
+using Four = std::array<std::string, 4>;
 
 class ToolTest : public testing::Test {
   protected:
@@ -38,17 +42,18 @@ class ToolTest : public testing::Test {
     bool shows(std::string_view text) const { return tool_->shows(text); }
     /// Presses Tab until the button has the focus, then presses it.
     void press(std::string_view button);
-    /// The highlighted row of the list that has the focus: its text, and the columns it takes.
-    std::string highlighted(int* columns = nullptr);
+    /// The highlighted row of the list that has the focus.
+    std::string highlighted();
 
-    Lines calls();        ///< the agent's calls since the last asking, the temporary folder shown as $ZelDir
-    Lines trace() const;  ///< all trace lines: LEVEL|MODULE|FUNCTION|TEXT
+    Lines calls();  ///< the agent's calls since the last asking, the temporary folder shown as $ZelDir
+    Lines trace() const { return lines_of("trace"); }  ///< all trace lines: LEVEL|MODULE|FUNCTION|TEXT
     /// Whether a line of that level and text was traced: "LEVEL|TEXT".
     bool traced(std::string_view line) const;
-    std::string errors() const;  ///< standard error
+    std::string errors() const { return contents(folder_ / "errors"); }  ///< standard error
     /// A text of the catalogue in use, English unless told.
     std::string text(std::string_view identifier, const char* name = "E_ctlpanel.rc") const;
 
+    static std::string contents(const std::filesystem::path& file);
     const std::filesystem::path& folder() const { return folder_; }
 
     /// Takes the terminal away from a tool that still runs; fails unless every end was with status 0.

@@ -3,7 +3,7 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <spawn.h>
+#include <pty.h>
 #include <sys/ioctl.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
@@ -44,8 +44,7 @@ bool readable(int fd) {
 std::string key_bytes(std::string_view name) {
     static const std::map<std::string_view, const char*> known = {
         {"Tab", "\t"},       {"S-Tab", "\033[Z"},   {"Up", "\033[A"},      {"Down", "\033[B"},
-        {"Right", "\033[C"}, {"Left", "\033[D"},    {"Home", "\033[1~"},   {"End", "\033[4~"},
-        {"PgUp", "\033[5~"}, {"PgDn", "\033[6~"},   {"Enter", "\r"},       {"Space", " "},
+        {"Home", "\033[1~"}, {"End", "\033[4~"},    {"Enter", "\r"},       {"Space", " "},
         {"Esc", "\033"},     {"Backspace", "\177"}, {"Delete", "\033[3~"}, {"F12", "\033[24~"}};
     if (const auto found = known.find(name); found != known.end()) return found->second;
     if (name.size() == 6 && name.starts_with("Ctrl-")) return {static_cast<char>(name[5] & 0x1f)};
@@ -101,18 +100,15 @@ void UniqueFd::reset(int fd) {
 VtApp::VtApp(const VtOptions& options)
     : rows_(options.rows),
       columns_(options.columns),
-      master_(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)),
       name_(options.command.at(0)),
       terminal_(vterm_new(rows_, columns_)),
       screen_(vterm_obtain_screen(terminal_.get())) {
-    require(master_.get() >= 0 && grantpt(master_.get()) == 0 && unlockpt(master_.get()) == 0,
-            "pseudo-terminal");
-    std::array<char, 128> terminal{};
-    require(ptsname_r(master_.get(), terminal.data(), terminal.size()) == 0, "ptsname");
-    slave_.reset(open(terminal.data(), O_RDWR | O_NOCTTY | O_CLOEXEC));
-    require(slave_.get() >= 0 && tcgetattr(slave_.get(), &modes_) == 0, terminal.data());
-    require(fcntl(master_.get(), F_SETFL, O_NONBLOCK) == 0, "fcntl");
-
+    int ends[2];
+    require(openpty(&ends[0], &ends[1], nullptr, nullptr, nullptr) == 0, "pseudo-terminal");
+    master_.reset(ends[0]);
+    slave_.reset(ends[1]);
+    require(tcgetattr(slave_.get(), &modes_) == 0 && fcntl(master_.get(), F_SETFL, O_NONBLOCK) == 0,
+            "terminal");
     vterm_set_utf8(terminal_.get(), 1);
     vterm_screen_enable_altscreen(screen_, 1);
     static const VTermScreenCallbacks callbacks = [] {
@@ -128,33 +124,27 @@ VtApp::VtApp(const VtOptions& options)
     vterm_screen_set_callbacks(screen_, &callbacks, this);
     vterm_screen_reset(screen_, 1);
     resize(rows_, columns_);
-    start(options, terminal.data());
+    start(options);
 }
 
-void VtApp::start(const VtOptions& options, const std::string& terminal) {
-    posix_spawn_file_actions_t files;
-    posix_spawn_file_actions_init(&files);
-    // Opened by the leader of a new session, the terminal becomes the controlling one.
-    const int mode = O_RDWR | (options.controlling ? 0 : O_NOCTTY);
-    for (int fd = 0; fd < 3; ++fd) {
-        const std::string& file = options.redirect.at(static_cast<std::size_t>(fd));
-        if (file.empty()) {
-            posix_spawn_file_actions_addopen(&files, fd, terminal.c_str(), mode, 0);
-        } else {
-            const int how = fd == 0 ? O_RDONLY : O_WRONLY | O_CREAT | O_APPEND;
-            posix_spawn_file_actions_addopen(&files, fd, file.c_str(), how, 0600);
-        }
-    }
-    posix_spawnattr_t attributes;
-    posix_spawnattr_init(&attributes);
-    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSID);
+void VtApp::start(const VtOptions& options) {
     auto command = options.command;
     auto environment = environment_of(options);
-    const int error = posix_spawn(&pid_, command.at(0).c_str(), &files, &attributes, pointers(command).data(),
-                                  pointers(environment).data());
-    posix_spawnattr_destroy(&attributes);
-    posix_spawn_file_actions_destroy(&files);
-    if (error != 0) throw std::system_error(error, std::generic_category(), name_);
+    const auto arguments = pointers(command);
+    const auto variables = pointers(environment);
+    pid_ = fork();
+    require(pid_ >= 0, "fork");
+    if (pid_ > 0) return;
+    setsid();
+    if (options.controlling) ioctl(slave_.get(), TIOCSCTTY, 0);
+    for (int fd = 0; fd < 3; ++fd) {
+        const std::string& file = options.redirect.at(static_cast<std::size_t>(fd));
+        const int how = (fd == 0 ? O_RDONLY : O_WRONLY | O_CREAT | O_APPEND) | O_CLOEXEC;
+        dup2(file.empty() ? slave_.get() : open(file.c_str(), how, 0600), fd);
+    }
+    hang_up();  // of the child's own two ends
+    execve(arguments[0], arguments.data(), variables.data());
+    _exit(127);
 }
 
 VtApp::~VtApp() {
@@ -185,9 +175,12 @@ testing::AssertionResult VtApp::settle() {
 void VtApp::keys(std::string_view names) {
     std::istringstream each{std::string(names)};
     for (std::string name; each >> name;) {
-        send(name);
-        if (const auto settled = settle(); !settled)
-            throw std::runtime_error("after the key " + name + ": " + settled.message());
+        const auto star = name.size() > 2 ? name.find('*') : std::string::npos;
+        for (int left = star < name.size() ? std::stoi(name.substr(star + 1)) : 1; left > 0; --left) {
+            send(name.substr(0, star));
+            if (const auto settled = settle(); !settled)
+                throw std::runtime_error("after the key " + name + ": " + settled.message());
+        }
     }
 }
 
@@ -211,7 +204,7 @@ std::optional<int> VtApp::wait_exit() {
 Cell VtApp::cell(Position at) const {
     VTermScreenCell raw{};
     vterm_screen_get_cell(screen_, VTermPos{at.row, at.column}, &raw);
-    Cell result{"", raw.width, palette_number(raw.fg, VTERM_COLOR_IS_DEFAULT_FG(&raw.fg)),
+    Cell result{"", palette_number(raw.fg, VTERM_COLOR_IS_DEFAULT_FG(&raw.fg)),
                 palette_number(raw.bg, VTERM_COLOR_IS_DEFAULT_BG(&raw.bg))};
     if (raw.chars[0] == UINT32_MAX) return result;
     if (raw.chars[0] == 0) result.text = " ";

@@ -47,7 +47,6 @@ struct VtOptions {
 /// One character cell. Colours are palette numbers, -1 = the terminal's default.
 struct Cell {
     std::string text;  ///< UTF-8; "" = the right half of a wide character
-    int width = 1;
     int foreground = -1;
     int background = -1;
 };
@@ -59,7 +58,7 @@ struct Position {
 
 class VtApp {
   public:
-    /// Starts the program; a program that cannot be started is reported by settle() and wait_exit().
+    /// Starts the program; one that cannot be started ends with status 127.
     explicit VtApp(const VtOptions& options);
     VtApp(const VtApp&) = delete;
     VtApp& operator=(const VtApp&) = delete;
@@ -72,8 +71,8 @@ class VtApp {
     testing::AssertionResult settle();
 
     /// Sends keys and settles after each; throws, with the picture, where settle() fails. Keys are separated
-    /// by blanks: names (Tab S-Tab Up Down Left Right Home End PgUp PgDn Enter Space Esc Backspace Delete
-    /// F12, Ctrl-A to Ctrl-Z) or else texts, sent as they stand.
+    /// by blanks: names (Tab S-Tab Up Down Home End Enter Space Esc Backspace Delete F12, Ctrl-A to
+    /// Ctrl-Z) or else texts, sent as they stand; Tab*3 is Tab three times.
     void keys(std::string_view names);
 
     /// Sends one key, as for keys(), without waiting.
@@ -102,7 +101,7 @@ class VtApp {
   private:
     bool idle() const;
     void drain();
-    void start(const VtOptions& options, const std::string& terminal);
+    void start(const VtOptions& options);
 
     struct FreeVterm {
         void operator()(VTerm* terminal) const { vterm_free(terminal); }

@@ -36,11 +36,6 @@ std::string without_zeros(const Number* numbers, std::size_t count) {
     return "{" + text + "}";
 }
 
-std::string shown_record(const ShutdownRecord& record) {
-    const auto words = fields_of(record);
-    return without_zeros(words.data(), words.size());
-}
-
 }  // namespace
 
 int GetCurrentRackId(char* name256) {
@@ -114,13 +109,13 @@ int ZELChassisIdentify_V15(uint8_t* interval) {
 }
 
 int GetAllofShutDown(ShutdownRecord* record) {
-    const std::string before = shown_record(*record);
     scripted::fill("shutdown", fields_of(*record));
-    return call("GetAllofShutDown", 1, before);
+    return call("GetAllofShutDown", 1);
 }
 
 int SetAllofShutDown(ShutdownRecord* record) {
-    return call("SetAllofShutDown", 0, shown_record(*record));
+    const auto words = fields_of(*record);
+    return call("SetAllofShutDown", 0, without_zeros(words.data(), words.size()));
 }
 
 int GetTimeoutAct(int* when, int* after, uint64_t code) {

@@ -2,14 +2,13 @@
 // Sensors: "temp.0=NAME,MONITOR,SETTABLE,HF,HW,LW,LF,HMAX,HMIN,LMAX,LMIN" is temperature sensor 0, "volt.0="
 // voltage sensor 0: monitoring, settable, thresholds from high fatal to low fatal, their limits; "-" is none.
 // What a line leaves out is S<number>,1,1,90,80,10,5,100,0,100,0. As many sensors are reported as there are
-// lines, or as "temp.count=" and "volt.count=" say. "out_of_memory=BYTES" fails an array of that size.
+// lines, or as "temp.count=" and "volt.count=" say.
 #include <zel/access_ipmi.h>
 
 #include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <cstring>
-#include <new>
 
 #include "script.h"
 
@@ -17,8 +16,8 @@ namespace {
 
 using scripted::call;
 
-std::string line_name(const char* kind, int sensor) {
-    return std::string(kind) + "." + std::to_string(sensor);
+std::string line_name(const std::string& kind, int sensor) {
+    return kind + "." + std::to_string(sensor);
 }
 
 int count_of(const char* kind) {
@@ -47,18 +46,13 @@ std::string shown_threshold(int64_t value) {
     return value == SENSOR_NO_THRESHOLD ? "-" : std::to_string(value);
 }
 
-/// What the library leaves in a location, to be found there again.
-uint8_t stamp(int sensor) {
-    return static_cast<uint8_t>(sensor ^ 0x5a);
-}
-
 template <class Location>
 int locate(const char* kind, const char* name, int* count, Location* table, int room) {
     *count = count_of(kind);
     for (int i = 0; i < std::min(*count, room); ++i) {
         const std::string shown = description(kind, i)[0];
         std::memcpy(table[i].name, shown.data(), std::min(shown.size(), sizeof table[i].name));
-        table[i].lib[0] = stamp(i);
+        table[i].lib[0] = static_cast<uint8_t>(i);  // to be found there again
     }
     return call(name, 1);
 }
@@ -69,7 +63,8 @@ int64_t read(const char* kind, const char* name, const Location* table, Record* 
                                &Record::lLowFatal,  &Record::lHighMax,     &Record::lHighMin,
                                &Record::lLowMax,    &Record::lLowMin};
     for (int i = 0; i < std::min(count, room); ++i) {
-        if (table[i].lib[0] != stamp(i)) scripted::note("calls", line_name(kind, i) + " was changed");
+        if (table[i].lib[0] != static_cast<uint8_t>(i))
+            scripted::note("calls", line_name(kind, i) + " was changed");
         const auto parts = description(kind, i);
         data[i].dwMonitorFlag = static_cast<uint32_t>(number(parts[1]));
         data[i].bSettable = static_cast<uint8_t>(number(parts[2]));
@@ -119,10 +114,4 @@ int VoltGetIpmiThreshold(VoltSensorLocation* table, VoltThreshRecord* data, int 
 
 int64_t VoltpSetIpmiThreshold(VoltThreshRecord* data, int senNum) {
     return write("VoltpSetIpmiThreshold", data, senNum, VOLT_SENSORS_MAX);
-}
-
-void* operator new[](std::size_t bytes, const std::nothrow_t& /*unused*/) noexcept {
-    const auto refused = scripted::parts("out_of_memory");
-    if (!refused.empty() && std::strtoull(refused[0].c_str(), nullptr, 0) == bytes) return nullptr;
-    return ::operator new[](bytes);
 }

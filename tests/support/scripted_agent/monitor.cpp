@@ -72,18 +72,17 @@ std::string changed_devices(int count, const char (*names)[30], const StorageThr
 
 // ---- file systems
 
-using Field = int32_t FsThresholdRecord::*;
-constexpr std::array<Field, 9> kFields = {
-    &FsThresholdRecord::mode,
-    &FsThresholdRecord::fatalReportPercent,
-    &FsThresholdRecord::fatalResetPercent,
-    &FsThresholdRecord::warningReportPercent,
-    &FsThresholdRecord::warningResetPercent,
-    &FsThresholdRecord::fatalReportSpace,
-    &FsThresholdRecord::fatalResetSpace,
-    &FsThresholdRecord::warningReportSpace,
-    &FsThresholdRecord::warningResetSpace,
-};
+using Record = FsThresholdRecord;
+using Field = int32_t Record::*;
+constexpr std::array<Field, 9> kFields = {&Record::mode,
+                                          &Record::fatalReportPercent,
+                                          &Record::fatalResetPercent,
+                                          &Record::warningReportPercent,
+                                          &Record::warningResetPercent,
+                                          &Record::fatalReportSpace,
+                                          &Record::fatalResetSpace,
+                                          &Record::warningReportSpace,
+                                          &Record::warningResetSpace};
 using Values = std::array<int32_t, kFields.size()>;
 
 Values scripted_values(int row) {
@@ -144,10 +143,8 @@ int File_ReadThresholdFromFile(FsThresholdRecord* head, int* cycle) {
     const int count = number("fs.count", reads++, 1);
     if (result != 1) return result;
     *cycle = number("fs.cycle", 0, 10);
-    fill_record(*head, 0);
-    for (int row = 1; row < count; ++row) {
-        head = head->next = static_cast<FsThresholdRecord*>(std::malloc(sizeof *head));
-        *head = {};
+    for (int row = 0; row == 0 || row < count; ++row) {
+        if (row > 0) head = head->next = static_cast<Record*>(std::calloc(1, sizeof(Record)));
         fill_record(*head, row);
     }
     return result;

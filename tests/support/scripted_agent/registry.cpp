@@ -2,6 +2,7 @@
 // Registry. A key exists when the script has a line for it: a value, or "reg KEY=" for a key without values.
 #include <zel/win32.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "script.h"
@@ -18,8 +19,7 @@ std::vector<std::string>& open_keys() {
 }
 
 std::string path_of(HKEY key) {
-    const auto number = reinterpret_cast<std::uintptr_t>(key);
-    return number >= 1 && number <= open_keys().size() ? open_keys()[number - 1] : "?";
+    return open_keys().at(reinterpret_cast<std::uintptr_t>(key) - 1);
 }
 
 HKEY new_handle(const char* path) {
@@ -31,10 +31,6 @@ bool key_exists(const std::string& path) {
     const auto at = scripted::lines().lower_bound("reg " + path);
     const std::string exact = "reg " + path;
     return at != scripted::lines().end() && (at->first == exact || at->first.starts_with(exact + " "));
-}
-
-std::string root_of(HKEY root) {
-    return root == HKEY_LOCAL_MACHINE ? "HKLM" : "?";
 }
 
 // The value's bytes as the registry hands them out, and its type; empty for a malformed line.
@@ -53,7 +49,7 @@ std::string bytes_of(const std::string& scripted_value, uint32_t& type) {
 int32_t RegOpenKeyEx(HKEY root, const char* path, uint32_t /*options*/, uint32_t access, HKEY* out) {
     const bool exists = root == HKEY_LOCAL_MACHINE && key_exists(path);
     const auto result =
-        call("RegOpenKeyEx", exists ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND, root_of(root), path, hex(access));
+        call("RegOpenKeyEx", exists ? ERROR_SUCCESS : ERROR_FILE_NOT_FOUND, "HKLM", path, hex(access));
     if (result == ERROR_SUCCESS) *out = new_handle(path);
     return result;
 }
@@ -77,22 +73,19 @@ int32_t RegQueryValueEx(HKEY key, const char* name, uint32_t* /*reserved*/, uint
 int32_t RegCreateKeyEx(HKEY root, const char* path, uint32_t /*reserved*/, const char* /*cls*/,
                        uint32_t /*options*/, uint32_t access, void* /*security*/, HKEY* out,
                        uint32_t* disposition) {
-    const auto result = call("RegCreateKeyEx", ERROR_SUCCESS, root_of(root), path, hex(access));
+    const auto result =
+        call("RegCreateKeyEx", ERROR_SUCCESS, root == HKEY_LOCAL_MACHINE ? "HKLM" : "?", path, hex(access));
     if (result != ERROR_SUCCESS) return result;
-    if (disposition != nullptr)
-        *disposition = key_exists(path) ? REG_OPENED_EXISTING_KEY : REG_CREATED_NEW_KEY;
+    if (disposition != nullptr) *disposition = REG_OPENED_EXISTING_KEY;
     *out = new_handle(path);
     return result;
 }
 
 int32_t RegSetValueEx(HKEY key, const char* name, uint32_t /*reserved*/, uint32_t type, const uint8_t* data,
                       uint32_t size) {
-    std::string value = "sz:" + std::string(reinterpret_cast<const char*>(data), size > 0 ? size - 1 : 0);
     uint32_t number = 0;
-    if (type == REG_DWORD && size == sizeof number) {
-        std::memcpy(&number, data, sizeof number);
-        value = "dword:" + std::to_string(number);
-    }
+    std::memcpy(&number, data, std::min<std::size_t>(size, sizeof number));
+    const std::string value = (type == REG_DWORD ? "dword:" : "?:") + std::to_string(number);
     const auto result = call("RegSetValueEx", ERROR_SUCCESS, path_of(key), name, value);
     if (result == ERROR_SUCCESS) scripted::lines()["reg " + path_of(key) + " " + name] = value;
     return result;

@@ -24,12 +24,7 @@ struct Memory {
 
 Memory* load() {
     auto* memory = new Memory;
-    const char* folder = std::getenv("SCRIPTED_AGENT");
-    if (folder == nullptr) {
-        std::fputs("SCRIPTED_AGENT names no folder\n", stderr);
-        std::abort();
-    }
-    memory->folder = folder;
+    memory->folder = std::getenv("SCRIPTED_AGENT");
     std::ifstream file(memory->folder + "/script");
     for (std::string line; std::getline(file, line);)
         if (const auto equals = line.find('='); equals != std::string::npos)

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Events and threads. A thread really runs, but takes turns with the panel that started it, so that a test
-// always sees the same order: it begins when the panel sleeps ("thread=first": before CreateThread returns),
-// and the panel goes on when the thread waits or has ended. "thread=free" lets both run as they like.
+// always sees the same order: it begins when the panel sleeps, and the panel goes on when the thread waits or
+// has ended.
 // "WaitForSingleObject=0x102,0" results: 0 waits until the event is set, others come at once, without a wait.
 // "SetEvent=0" fails, and whoever waits for the event is told that the time has passed.
 #include <zel/win32.h>
@@ -39,11 +39,6 @@ Turns& turns() {
     return *the;
 }
 
-bool thread_mode(std::string_view mode) {
-    const auto told = scripted::parts("thread");
-    return !told.empty() && told[0] == mode;
-}
-
 HANDLE new_event(int result, bool set) {
     if (result == 0) return nullptr;
     const std::lock_guard guard(turns().lock);
@@ -59,7 +54,6 @@ int number_of(const Event* event) {
 void give_turn(std::unique_lock<std::mutex>& guard) {
     turns().held = false;
     turns().changed.notify_all();
-    if (thread_mode("free")) return;
     turns().changed.wait_for(guard, std::chrono::seconds(5), [] { return turns().running == 0; });
 }
 
@@ -115,12 +109,10 @@ int CloseHandle(HANDLE handle) {
 
 HANDLE CreateThread(uint32_t (*proc)(void*), void* parameter) {
     if (call("CreateThread", 1, parameter != nullptr ? "parameter" : "") == 0) return nullptr;
-    std::unique_lock guard(turns().lock);
+    const std::lock_guard guard(turns().lock);
     ++turns().running;
     turns().held = true;
     std::thread(run_thread, proc, parameter).detach();
-    if (!thread_mode("first") && !thread_mode("free")) return &turns();
-    give_turn(guard);
     return &turns();
 }
 

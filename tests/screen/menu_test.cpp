@@ -65,8 +65,9 @@ TEST_F(MenuTest, EveryKindOfServerHasItsRowsAndEachOpensItsPanel) {
             keys(down + (each.eof() ? "Down" : ""));  // there is no further row
             EXPECT_EQ(highlighted(), label == "-" ? "" : text("MAIN_TABNAME_" + label + "_ID"));
             EXPECT_EQ(opened_by_enter(), panel) << tool().picture();
-            if (panel == kUnsupported)
+            if (panel == kUnsupported) {
                 EXPECT_TRUE(shows("┤ Warning ├") && shows(" Return ")) << tool().picture();
+            }
         }
     }
 }

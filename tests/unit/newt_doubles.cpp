@@ -3,8 +3,6 @@
 
 #include <algorithm>
 
-struct grid_s {};
-
 namespace zel::test {
 namespace {
 
@@ -33,9 +31,9 @@ NewtDoubles::NewtDoubles() {
     newt.newtButton = [](int, int, const char* text) { return doubles->make("button", text); };
     newt.newtTextbox = [](int, int, int, int height, int) { return doubles->make("textbox", "", height); };
     newt.newtTextboxSetText = [](newtComponent box, const char* text) { box->text = text; };
-    newt.newtCreateGrid = [](int, int) { return new grid_s; };
+    newt.newtCreateGrid = [](int, int) { return &doubles->grids.emplace_back(); };
     newt.newtGridSetField = [](newtGrid, int, int, newtGridElement, void*, int, int, int, int, int, int) {};
-    newt.newtGridFree = [](newtGrid grid, int) { delete grid; };
+    newt.newtGridFree = [](newtGrid, int) {};
     newt.newtFormAddComponent = [](newtComponent, newtComponent) {};
     newt.newtFormAddHotKey = [](newtComponent, int) {};
     newt.newtGridWrappedWindow = [](newtGrid, char*) {};

@@ -9,6 +9,8 @@
 
 #include "../../src/common/newtlib.h"
 
+struct grid_s {};
+
 struct newtComponent_struct {
     std::string kind;
     std::string text;
@@ -29,6 +31,7 @@ class NewtDoubles {
     /// How the next runs of a form end: each gives the button, or null for a hot key.
     std::deque<std::function<newtComponent()>> answers;
     std::deque<std::unique_ptr<newtComponent_struct>> components;
+    std::deque<grid_s> grids;
 };
 
 }  // namespace zel::test

@@ -131,6 +131,7 @@ extern "C" int TestInputCpuParameter(const CpuThresholdRow* row) {
 extern "C" int PutCpuThreshold(int row, const CpuThresholdRow* values) try {
     if (!values || !row_exists(row)) return 0;
     std::vector<registry::Entry> entries;
+    entries.reserve(access::kCpuRowValues.size());
     for (const auto& value : access::kCpuRowValues) {
         entries.push_back({value.name, static_cast<std::uint32_t>(values->*value.field)});
     }

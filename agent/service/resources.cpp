@@ -30,7 +30,10 @@ std::string start_anew(const std::string& name, std::string_view thing) {
 
 void note_change(Changes& changes, const std::string& what, const std::string& before,
                  const std::string& after) {
-    if (before != after) changes.push_back(what + ' ' + before + " -> " + after);
+    if (before == after) return;
+    std::string line = what;
+    line.append(" ").append(before).append(" -> ").append(after);
+    changes.push_back(std::move(line));
 }
 
 Resources::Resources()

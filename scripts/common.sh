@@ -6,7 +6,7 @@ set -euo pipefail
 project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 # What docs/ARCHITECTURE.md gives the reason for.
-build_packages=(cmake ninja-build g++ pkg-config libnewt-dev libslang2-dev libglib2.0-dev libmount-dev
+build_packages=(cmake ninja-build g++ pkg-config libnewt-dev libslang2-dev libmount-dev
     libsystemd-dev libfreeipmi-dev libfreeipmi17)
 simulator_packages=(openipmi libopenipmi-dev)
 test_packages=(libgtest-dev libgmock-dev libvterm-dev "${simulator_packages[@]}")

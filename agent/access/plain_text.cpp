@@ -1,28 +1,32 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "plain_text.h"
 
-#include <glib.h>
+#include "store/utf8.h"
 
 namespace zel::access {
+namespace {
+
+using store::Utf8Character;
+
+bool is_control(char32_t code) {
+    return code < 0x20 || (code >= 0x7F && code < 0xA0);
+}
+
+}  // namespace
 
 bool is_plain(std::string_view text) {
-    if (!g_utf8_validate_len(text.data(), text.size(), nullptr)) return false;
-    const char* const end = text.data() + text.size();
-    for (const char* at = text.data(); at < end; at = g_utf8_next_char(at)) {
-        if (g_unichar_iscntrl(g_utf8_get_char(at))) return false;
+    while (!text.empty()) {
+        const Utf8Character next = store::first_character(text);
+        if (next.kind != Utf8Character::Kind::whole || is_control(next.code)) return false;
+        text.remove_prefix(next.size);
     }
     return true;
 }
 
 std::string_view cut(std::string_view text, std::size_t most) {
     text = text.substr(0, most);
-    constexpr auto kCutShort = static_cast<gunichar>(-2);
-    const char* tail = nullptr;
-    g_utf8_validate_len(text.data(), text.size(), &tail);
-    const std::size_t valid = static_cast<std::size_t>(tail - text.data());
-    const std::string_view rest = text.substr(valid);
-    const bool half = !rest.empty() &&
-                      g_utf8_get_char_validated(rest.data(), static_cast<gssize>(rest.size())) == kCutShort;
+    const std::size_t valid = store::valid_utf8_prefix(text);
+    const bool half = store::first_character(text.substr(valid)).kind == Utf8Character::Kind::cut_short;
     return half ? text.substr(0, valid) : text;
 }
 

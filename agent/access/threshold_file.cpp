@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "threshold_file.h"
 
-#include <glib.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstring>
 
+#include "store/utf8.h"
 #include "zel/tracelog.h"
 
 namespace zel::access {
@@ -30,15 +29,11 @@ std::optional<char> escaped_byte(std::string_view text) {
     return static_cast<char>(value);
 }
 
-bool is_utf8(std::string_view text) {
-    return g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr) != FALSE;
-}
-
 }  // namespace
 
 std::string escape_name(std::string_view name) {
     constexpr std::string_view kDigits = "0123456789ABCDEF";
-    const bool utf8 = is_utf8(name);
+    const bool utf8 = store::is_utf8(name);
     std::string text;
     text.reserve(name.size());
     for (const char character : name) {
@@ -66,7 +61,8 @@ std::string unescape_name(std::string_view text) {
 std::map<std::string, std::string> groups_by_name(const store::KeyFile& file, const Naming& naming) {
     std::map<std::string, std::string> groups;
     for (const std::string& group : file.groups()) {
-        if (!group.starts_with(naming.prefix) || !is_utf8(group)) continue;  // others could not be written
+        if (!group.starts_with(naming.prefix) || !store::is_utf8(group))
+            continue;  // others could not be written
         std::string name = unescape_name(std::string_view(group).substr(naming.prefix.size()));
         if (name.empty() || name.size() > naming.longest || !name.starts_with(naming.name_start)) continue;
         groups.try_emplace(std::move(name), group);

@@ -1,58 +1,224 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "key_file.h"
 
-#include <glib.h>
-
 #include <algorithm>
 #include <charconv>
 #include <cstddef>
+#include <deque>
 #include <limits>
 #include <system_error>
+#include <unordered_map>
+
+#include "utf8.h"
 
 namespace zel::store {
 namespace {
 
-struct Free {
-    void operator()(GKeyFile* file) const { g_key_file_unref(file); }
-    void operator()(GError* error) const { g_error_free(error); }
-    void operator()(gchar* text) const { g_free(text); }
-    void operator()(gchar** list) const { g_strfreev(list); }
-};
-using Text = std::unique_ptr<gchar, Free>;
-using TextList = std::unique_ptr<gchar*, Free>;
+constexpr std::string_view kBlanks = " \t\r\f\v";
 
-std::vector<std::string> to_vector(const TextList& list, gsize count) {
-    return list ? std::vector<std::string>(list.get(), list.get() + count) : std::vector<std::string>{};
+std::string_view trimmed(std::string_view text) {
+    const std::size_t first = text.find_first_not_of(kBlanks);
+    if (first == std::string_view::npos) return {};
+    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
 }
 
 bool is_control(char c) {
     return static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
 }
 
-bool is_utf8(const std::string& text) {
-    return g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr) != FALSE;
-}
-
-bool is_name(const std::string& name) {
+bool is_name(std::string_view name) {
     return !name.empty() && is_utf8(name) && std::ranges::none_of(name, is_control) &&
-           name.find_first_of("[]") == std::string::npos;
+           name.find_first_of("[]") == std::string_view::npos;
 }
 
-bool is_key(const std::string& key) {
-    return is_name(key) && key.find('=') == std::string::npos && key.front() != '#' && key.front() != ' ' &&
-           key.back() != ' ' && key != "Encoding";  // GLib gives that name a meaning of its own
+bool is_key(std::string_view key) {
+    return is_name(key) && key.find('=') == std::string_view::npos && key.front() != '#' &&
+           key.front() != ' ' && key.back() != ' ';
 }
 
-bool is_value(const std::string& value) {
+bool is_value(std::string_view value) {
     const auto unfit = [](char c) { return is_control(c) && c != '\t' && c != '\n' && c != '\r'; };
     return is_utf8(value) && std::ranges::none_of(value, unfit);
 }
 
+/// The letter after the backslash that a character of a value is written as; 0 for one that stands for
+/// itself. Blanks at the ends are written so too: those of a value in the file do not count.
+char escape_of(std::string_view value, std::size_t at) {
+    switch (value[at]) {
+        case '\\':
+            return '\\';
+        case '\n':
+            return 'n';
+        case '\r':
+            return 'r';
+        case '\t':
+            return 't';
+        case ' ':
+            return at == 0 || at + 1 == value.size() ? 's' : '\0';
+        default:
+            return '\0';
+    }
+}
+
+void append_escaped(std::string& text, std::string_view value) {
+    for (std::size_t at = 0; at < value.size(); ++at) {
+        const char escape = escape_of(value, at);
+        if (escape != '\0') text += '\\';
+        text += escape != '\0' ? escape : value[at];
+    }
+}
+
+/// Undoes `append_escaped`; nothing for an escape that it does not write.
+std::optional<std::string> unescaped(std::string_view text) {
+    constexpr std::string_view kEscapes = "\\nrts";
+    constexpr std::string_view kMeanings = "\\\n\r\t ";
+    std::string value;
+    value.reserve(text.size());
+    for (std::size_t at = 0; at < text.size(); ++at) {
+        if (text[at] != '\\') {
+            value += text[at];
+            continue;
+        }
+        const std::size_t escape = ++at < text.size() ? kEscapes.find(text[at]) : std::string_view::npos;
+        if (escape == std::string_view::npos) return std::nullopt;
+        value += kMeanings[escape];
+    }
+    return value;
+}
+
+/// One line of the file. The views point into texts that the key file owns.
+struct Line {
+    std::string_view text;   ///< As it stands in the file, without the line's end.
+    std::string_view key;    ///< Empty for a comment, a blank line and a group's head.
+    std::string_view value;  ///< Without blanks around it, escapes as they are.
+};
+
+/// A key's line; nothing when the text has no key or an odd one.
+std::optional<Line> parse_entry(std::string_view text) {
+    const std::size_t equals = text.find('=');
+    const std::string_view key = trimmed(text.substr(0, equals));
+    if (equals == std::string_view::npos || key.empty() || std::ranges::any_of(key, is_control))
+        return std::nullopt;
+    return Line{.text = text, .key = key, .value = trimmed(text.substr(equals + 1))};
+}
+
+/// The name between the brackets of a group's head, given without blanks around it; empty for anything else.
+std::string_view parse_head(std::string_view text) {
+    if (!text.starts_with('[') || !text.ends_with(']')) return {};
+    const std::string_view name = text.substr(1, text.size() - 2);
+    const bool odd =
+        name.find_first_of("[]") != std::string_view::npos || std::ranges::any_of(name, is_control);
+    return odd ? std::string_view{} : name;
+}
+
+/// The lines from a group's head to the next one. Of a key that stands twice the last counts.
+class Group {
+  public:
+    explicit Group(std::string_view name) : name_(name) {}
+
+    [[nodiscard]] std::string_view name() const { return name_; }
+    [[nodiscard]] const std::vector<Line>& lines() const { return lines_; }
+
+    void append(const Line& line) {
+        lines_.push_back(line);
+        if (!index_.empty()) index_.insert_or_assign(line.key, lines_.size() - 1);
+    }
+
+    Line* find(std::string_view key) {
+        if (lines_.size() <= kSearched) {
+            const auto last = std::ranges::find(lines_.rbegin(), lines_.rend(), key, &Line::key);
+            return last == lines_.rend() ? nullptr : &*last;
+        }
+        if (index_.empty()) {
+            for (std::size_t at = 0; at < lines_.size(); ++at)
+                index_.insert_or_assign(lines_[at].key, at);
+        }
+        const auto found = index_.find(key);
+        return found == index_.end() ? nullptr : &lines_[found->second];
+    }
+
+    /// Behind the last key, so that a comment or blank line above the next head stays there.
+    void add(const Line& line) {
+        const auto last = std::ranges::find_if(lines_.rbegin(), lines_.rend(), [](const Line& old) {
+            return !old.key.empty() || old.text.starts_with('[');
+        });
+        if (last == lines_.rbegin()) return append(line);
+        lines_.insert(last.base(), line);
+        index_.clear();
+    }
+
+  private:
+    // Most groups have a handful of keys; an index for each would cost more than it saves.
+    static constexpr std::size_t kSearched = 32;
+
+    std::string_view name_;
+    std::vector<Line> lines_;
+    std::unordered_map<std::string_view, std::size_t> index_;  ///< Of a large group, made when first asked.
+};
+
 }  // namespace
 
 struct KeyFile::Impl {
-    std::unique_ptr<GKeyFile, Free> file{g_key_file_new()};
-    std::string group;  // the last one that values were set in, known to be a good name
+    std::string text;                ///< What was parsed.
+    std::deque<std::string> edited;  ///< Lines and names that were set since; never moved.
+    std::deque<Group> groups{Group(std::string_view{})};  ///< First what stands above the first head.
+    std::unordered_map<std::string_view, Group*> index;
+
+    Group* find(std::string_view name) {
+        const auto found = index.find(name);
+        return found == index.end() ? nullptr : found->second;
+    }
+
+    const Line* find(std::string_view group, std::string_view key) {
+        Group* const found = find(group);
+        return found != nullptr && !key.empty() ? found->find(key) : nullptr;
+    }
+
+    std::string_view keep(std::string line) { return edited.emplace_back(std::move(line)); }
+
+    /// The group of that name; a head that stands a second time goes on with the first one's group.
+    Group& open(std::string_view name, std::string_view head) {
+        if (Group* const known = find(name)) return *known;
+        groups.emplace_back(name).append({.text = head, .key = {}, .value = {}});
+        index.emplace(name, &groups.back());
+        return groups.back();
+    }
+
+    Group& create(const std::string& name) {
+        Group& last = groups.back();
+        const bool apart = last.lines().empty() || last.lines().back().text.empty();
+        if (!apart) last.append({});
+        const std::string_view head = keep('[' + name + ']');
+        return open(head.substr(1, name.size()), head);
+    }
+
+    bool parse_line(Group*& group, std::string_view line) {
+        const std::string_view content = trimmed(line);
+        if (content.empty() || content.starts_with('#')) {
+            group->append({.text = line, .key = {}, .value = {}});
+            return true;
+        }
+        if (content.starts_with('[')) {
+            const std::string_view name = parse_head(content);
+            if (!name.empty()) group = &open(name, line);
+            return !name.empty();
+        }
+        const auto entry = parse_entry(line);
+        if (!entry || group->name().empty()) return false;
+        group->append(*entry);
+        return true;
+    }
+
+    bool parse() {
+        Group* group = &groups.front();
+        std::string_view rest = text;
+        while (!rest.empty()) {
+            const std::size_t end = std::min(rest.find('\n'), rest.size());
+            if (!parse_line(group, rest.substr(0, end))) return false;
+            rest.remove_prefix(std::min(end + 1, rest.size()));
+        }
+        return true;
+    }
 };
 
 KeyFile::KeyFile() : impl_(std::make_unique<Impl>()) {}
@@ -61,47 +227,47 @@ KeyFile::KeyFile(KeyFile&&) noexcept = default;
 KeyFile& KeyFile::operator=(KeyFile&&) noexcept = default;
 
 bool KeyFile::parse(std::string_view text) {
-    // Translations are kept too: without that GLib drops "name[de]" of a language that is not ours.
-    constexpr auto keep_all =
-        static_cast<GKeyFileFlags>(G_KEY_FILE_KEEP_COMMENTS | G_KEY_FILE_KEEP_TRANSLATIONS);
     impl_ = std::make_unique<Impl>();
-    if (text.find('\0') != std::string_view::npos) return false;
-    if (text.empty()) return true;
-    if (g_key_file_load_from_data(impl_->file.get(), text.data(), text.size(), keep_all, nullptr))
-        return true;
+    impl_->text = text;
+    if (text.find('\0') == std::string_view::npos && impl_->parse()) return true;
     impl_ = std::make_unique<Impl>();
     return false;
 }
 
 std::string KeyFile::serialise() const {
-    gsize size = 0;
-    const Text text(g_key_file_to_data(impl_->file.get(), &size, nullptr));
-    return {text.get(), size};
+    std::string text;
+    text.reserve(impl_->text.size() + 4096);
+    for (const Group& group : impl_->groups) {
+        for (const Line& line : group.lines())
+            text.append(line.text).append(1, '\n');
+    }
+    return text;
 }
 
 std::vector<std::string> KeyFile::groups() const {
-    gsize count = 0;
-    const TextList list(g_key_file_get_groups(impl_->file.get(), &count));
-    return to_vector(list, count);
+    std::vector<std::string> names;
+    names.reserve(impl_->index.size());
+    for (const Group& group : impl_->groups)
+        if (!group.name().empty()) names.emplace_back(group.name());
+    return names;
 }
 
 std::vector<std::string> KeyFile::keys(const std::string& group) const {
-    gsize count = 0;
-    const TextList list(g_key_file_get_keys(impl_->file.get(), group.c_str(), &count, nullptr));
-    return to_vector(list, count);
+    std::vector<std::string> keys;
+    if (const Group* const found = impl_->find(group)) {
+        for (const Line& line : found->lines())
+            if (!line.key.empty()) keys.emplace_back(line.key);
+    }
+    return keys;
 }
 
 bool KeyFile::has_group(const std::string& group) const {
-    return g_key_file_has_group(impl_->file.get(), group.c_str()) != FALSE;
+    return impl_->find(group) != nullptr;
 }
 
 std::optional<std::string> KeyFile::get(const std::string& group, const std::string& key) const {
-    GError* failure = nullptr;
-    const Text text(g_key_file_get_string(impl_->file.get(), group.c_str(), key.c_str(), &failure));
-    // GLib may hand out what stands before a wrong escape together with the error.
-    const std::unique_ptr<GError, Free> error(failure);
-    if (error || !text) return std::nullopt;
-    return text.get();
+    const Line* const line = impl_->find(group, key);
+    return line != nullptr && is_utf8(line->value) ? unescaped(line->value) : std::nullopt;
 }
 
 std::optional<std::int64_t> KeyFile::get_int(const std::string& group, const std::string& key) const {
@@ -110,10 +276,22 @@ std::optional<std::int64_t> KeyFile::get_int(const std::string& group, const std
 }
 
 bool KeyFile::set(const std::string& group, const std::string& key, const std::string& value) {
-    if (group != impl_->group && !is_name(group)) return false;
-    if (!is_key(key) || !is_value(value)) return false;
-    impl_->group = group;
-    g_key_file_set_string(impl_->file.get(), group.c_str(), key.c_str(), value.c_str());
+    Group* found = impl_->find(group);
+    if ((found == nullptr && !is_name(group)) || !is_key(key) || !is_value(value)) return false;
+
+    std::string text = key + '=';
+    append_escaped(text, value);
+    Line* const known = found != nullptr ? found->find(key) : nullptr;
+    if (known != nullptr && known->value == std::string_view(text).substr(key.size() + 1)) return true;
+
+    const std::string_view kept = impl_->keep(std::move(text));
+    const Line line{.text = kept, .key = kept.substr(0, key.size()), .value = kept.substr(key.size() + 1)};
+    if (known != nullptr) {
+        *known = line;
+        return true;
+    }
+    if (found == nullptr) found = &impl_->create(group);
+    found->add(line);
     return true;
 }
 
@@ -121,12 +299,10 @@ bool KeyFile::set_int(const std::string& group, const std::string& key, std::int
     return set(group, key, std::to_string(value));
 }
 
-bool KeyFile::remove_group(const std::string& group) {
-    return g_key_file_remove_group(impl_->file.get(), group.c_str(), nullptr) != FALSE;
-}
-
-bool KeyFile::remove_key(const std::string& group, const std::string& key) {
-    return g_key_file_remove_key(impl_->file.get(), group.c_str(), key.c_str(), nullptr) != FALSE;
+bool KeyFile::add_group(const std::string& group) {
+    if (!is_name(group)) return false;
+    if (impl_->find(group) == nullptr) impl_->create(group);
+    return true;
 }
 
 std::optional<std::int64_t> parse_int(std::string_view text) {

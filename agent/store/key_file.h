@@ -25,7 +25,14 @@ enum class Status {
     failed,     ///< It could not be read, locked or written; errno says why. The file is as it was.
 };
 
-/// What a key file holds: groups of named text values, in the file's order, comments kept.
+/// What a key file holds: groups of named text values, in the file's order. Lines that nobody changes stay as
+/// they are, comments and spellings included.
+///
+///   # A comment.
+///   [group]
+///   key=value             blanks around key and value do not count; escapes: \s \t \n \r \\ in values
+///
+/// Of a key that stands twice in its group the last one counts; a group that stands twice is one.
 /// Names of groups and keys are compared byte by byte here; the registry folds case above this layer.
 class KeyFile {
   public:
@@ -51,8 +58,8 @@ class KeyFile {
     /// False when a name or value cannot stand in a key file (control characters, brackets, not UTF-8 ...).
     bool set(const std::string& group, const std::string& key, const std::string& value);
     bool set_int(const std::string& group, const std::string& key, std::int64_t value);
-    bool remove_group(const std::string& group);
-    bool remove_key(const std::string& group, const std::string& key);
+    /// Makes sure that the group exists, if without values. False when that cannot be its name.
+    bool add_group(const std::string& group);
 
   private:
     struct Impl;

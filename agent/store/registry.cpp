@@ -209,12 +209,7 @@ Status set(std::string_view key, std::span<const Entry> values) {
 
 Status create_key(std::string_view key) {
     if (key_exists(key)) return Status::ok;
-    return update([&](KeyFile& file) {
-        const Place place = locate(file, key);
-        if (file.has_group(place.group)) return true;
-        // A key file gets an empty group only by way of a value.
-        return file.set(place.group, "new", "") && file.remove_key(place.group, "new");
-    });
+    return update([&](KeyFile& file) { return file.add_group(locate(file, key).group); });
 }
 
 }  // namespace zel::store::registry

@@ -34,7 +34,7 @@ TEST(KeyFile, EveryAcceptedValueComesBackAndOthersChangeNothing) {
     const std::string text = file.serialise();
     for (const auto& bad : {"\x01"s, "a\0b"s, "\xC3"s})
         EXPECT_FALSE(file.set(bad, "k", "v") || file.set("g", bad, "v") || file.set("g", "k", bad)) << bad;
-    for (const auto& key : {""s, "a]"s, "#k"s, " k"s, "k "s, "k=v"s, "Encoding"s})
+    for (const auto& key : {""s, "a]"s, "#k"s, " k"s, "k "s, "k=v"s})
         EXPECT_FALSE(file.set("g", key, "v")) << key;
     EXPECT_EQ(file.serialise(), text);
     for (const char* number : {"9223372036854775808", "0x10000000000000000", "-", "0x", "--1", "1 "})

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "bmc/sensor_list.h"
+#include "controller_visit.h"
 #include "sensors_monitoring.h"
 #include "sensors_state.h"
 #include "store/registry.h"
@@ -50,15 +51,6 @@ SensorTable& voltages() {
     static auto& table = *new SensorTable{bmc::Kind::voltage, VOLT_SENSORS_MAX};
     return table;
 }
-
-/// Ends the session when a call is through: the administrator may now think for longer than the controller
-/// keeps one.
-struct SessionEnd {
-    SessionEnd() = default;
-    ~SessionEnd() { bmc::controller().end_session(); }
-    SessionEnd(const SessionEnd&) = delete;
-    SessionEnd& operator=(const SessionEnd&) = delete;
-};
 
 bool fail(const char* what) {
     TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "%s.", what);
@@ -111,7 +103,7 @@ void fill_row(const SensorState& state, Row& row) {
 template <class Location, class Row>
 bool read_thresholds(SensorTable& table, const Location* locations, Row* out, int count) {
     if (!valid_count(table, count)) return false;
-    const SessionEnd end_of_session;
+    const ControllerVisit visit;
     if (count == 0) return true;
     if (!locations || !out) return false;
     if (zel::store::registry::check() != zel::store::Status::ok) return fail("The registry cannot be read");
@@ -161,7 +153,7 @@ bool write_thresholds(SensorTable& table, const Row* rows, int count) {
     if (!valid_count(table, count)) return false;
     if (count == 0) return true;
     if (!rows) return false;
-    const SessionEnd end_of_session;
+    const ControllerVisit visit;
     const std::scoped_lock lock(table.mutex);
     bool reachable = true;
     bool all_written = true;

@@ -9,6 +9,8 @@
 //                             thresholds in a reset; the service puts these back then.
 #pragma once
 
+#include <optional>
+
 #include "sensors_state.h"
 
 namespace zel::access {
@@ -22,5 +24,12 @@ std::uint32_t monitor_flag(const SensorState& state);
 /// thresholds when there are any (null: none were written).
 /// @return False, traced, when the registry cannot be written.
 bool keep_settings(const SensorState& state, std::uint32_t flag, const ThresholdValues* written);
+
+/// True when settings of any sensor are kept.
+bool any_settings();
+
+/// The thresholds that were last written to this sensor; SENSOR_NO_THRESHOLD where none was. Nothing when the
+/// sensor was never written, or another one had its place then.
+std::optional<ThresholdValues> kept_thresholds(const bmc::Sensor& sensor);
 
 }  // namespace zel::access

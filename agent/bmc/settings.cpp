@@ -131,6 +131,18 @@ std::optional<Settings> read_settings() {
     return reader.valid() ? std::optional(settings) : std::nullopt;
 }
 
+bool is_present(const Settings& settings) {
+    switch (settings.interface) {
+        case Interface::lan:
+            return true;
+        case Interface::inband:
+            return ::access(settings.device.c_str(), F_OK) == 0;
+        case Interface::none:
+            break;
+    }
+    return false;
+}
+
 Password::~Password() {
     ::explicit_bzero(text_.data(), text_.size());
 }

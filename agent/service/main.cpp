@@ -20,6 +20,7 @@
 #include <string_view>
 
 #include "bmc/settings.h"
+#include "controller_watch.h"
 #include "event_watch.h"
 #include "log.h"
 #include "resources.h"
@@ -100,10 +101,7 @@ std::uint32_t sensor_tabs() {
         log(store::config_file() + ": [controller] makes no sense; going on without a controller");
         return 0;
     }
-    const bool reachable =
-        settings->interface == bmc::Interface::lan ||
-        (settings->interface == bmc::Interface::inband && ::access(settings->device.c_str(), F_OK) == 0);
-    return reachable ? kVoltage | kTemperature : 0;
+    return bmc::is_present(*settings) ? kVoltage | kTemperature : 0;
 }
 
 /// On the first start, tells the programs which agent this is and what it has.
@@ -147,6 +145,7 @@ int run() {
     resources.reset_all();
     Server server([&](std::string_view request) { return answer(request, resources); });
     if (!server.listen()) return 1;
+    const ControllerWatch controller;
     const EventWatch eventlog("Eventlog_Cycle_Event", [&] { resources.reset("eventlog"); });
     log(std::string(kVersion) + " is ready");
     ::sd_notify(0, "READY=1");

@@ -8,6 +8,7 @@
 #include <span>
 #include <thread>
 
+#include "../agent/service_process.h"
 #include "bmc/controller.h"
 #include "running_simulator.h"
 #include "store/registry.h"
@@ -176,6 +177,25 @@ std::vector<Sensor> zones(int count) {
     for (std::size_t n = 1; n <= sensors.size(); ++n)
         sensors[n - 1] = {.name = "Zone " + std::to_string(n), .number = static_cast<std::uint8_t>(n)};
     return sensors;
+}
+
+TEST(Sensors, TheServicePutsThresholdsBackThatTheControllerForgot) {
+    auto simulator = std::make_unique<RunningSimulator>(zones(3));
+    Temperatures panel;
+    ASSERT_TRUE(panel.open());
+    panel.row("Zone 2")->lHighWarning = 75;
+    panel.row("Zone 2")->bChangeThreshFlag = 1;
+    ASSERT_TRUE(panel.write());
+    const int port = simulator->port();
+    simulator.reset();
+    simulator = std::make_unique<RunningSimulator>(zones(3), Records(), port);
+    ServiceProcess service;
+    ASSERT_TRUE(service.says("controller: thresholds put back on sensors: 1\n"));
+    ASSERT_TRUE(panel.open());
+    EXPECT_EQ(panel.row("Zone 2")->lHighWarning, 75);
+    EXPECT_EQ(panel.row("Zone 1")->lHighWarning, 70);
+    const auto is_set = [](const std::string& line) { return line.starts_with("04/26"); };
+    EXPECT_EQ(std::ranges::count_if(simulator->requests(), is_set), 1);
 }
 
 std::string cache_file() {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "dialog.h"
 
+#include "repaint.h"
 #include "terminal.h"
 #include "widgets.h"
 
@@ -21,10 +22,15 @@ void* handle_of(const Cell& cell) {
 
 }  // namespace
 
-Dialog::Dialog() : form_(newt.newtForm(nullptr, nullptr, 0)) {}
+Dialog::Dialog() : form_(newt.newtForm(nullptr, nullptr, 0)) {
+    repaint_watch_form(form_);
+}
 
 Dialog::~Dialog() {
-    if (open_) newt.newtPopWindow();
+    if (open_) {
+        newt.newtPopWindow();
+        repaint_after_window();
+    }
     newt.newtFormDestroy(form_);
     for (newtComponent component : outside_form_)
         newt.newtComponentDestroy(component);
@@ -106,6 +112,7 @@ void Dialog::add(std::initializer_list<newtComponent> components) {
 }
 
 void Dialog::open(newtGrid outer, const std::string& title, std::initializer_list<int> hot_keys) {
+    repaint_if_changed();
     newt.newtCursorOff();  // an entry left by a hot key in the dialog beneath leaves it visible
     newt.newtGridWrappedWindow(outer, const_cast<char*>(title.c_str()));  // newt copies the title
     open_ = true;
@@ -117,7 +124,11 @@ void Dialog::open(newtGrid outer, const std::string& title, std::initializer_lis
 
 newtComponent Dialog::run() {
     newtExitStruct result{};
-    newt.newtFormRun(form_, &result);
+    do {
+        repaint_if_changed();
+        newt.newtFormRun(form_, &result);
+    } while (is_repaint(result));
+    repaint_if_changed();
     switch (result.reason) {
         case newtExitStruct::NEWT_EXIT_COMPONENT:
             return result.u.co;

@@ -14,6 +14,7 @@ namespace zel {
 // clang-format off
 #define ZEL_NEWT_ENTRY_POINTS(X)                                                                        \
     X(newtInit) X(newtFinished) X(newtCls) X(newtRefresh) X(newtSetColors) X(newtCursorOff)             \
+    X(newtSuspend) X(newtResume) X(newtGetScreenSize) X(newtRedrawHelpLine)                             \
     X(newtPushHelpLine) X(newtPopHelpLine) X(newtDrawRootText)                                          \
     X(newtForm) X(newtFormAddComponent) X(newtFormAddHotKey) X(newtFormRun) X(newtFormDestroy)          \
     X(newtCreateGrid) X(newtGridSetField) X(newtGridWrappedWindow) X(newtGridFree) X(newtPopWindow)     \
@@ -26,7 +27,8 @@ namespace zel {
 
 #define ZEL_SLANG_ENTRY_POINTS(X)                                                                       \
     X(SLtt_initialize) X(SLtt_set_color) X(SLtt_get_color_object) X(SLtt_set_color_object)              \
-    X(SLtt_tgetstr) X(SLang_Exit_Error_Hook)
+    X(SLtt_tgetstr) X(SLtt_get_screen_size) X(SLang_Exit_Error_Hook)                                    \
+    X(SLsmg_reinit_smg) X(SLsmg_gotorc) X(SLsmg_read_raw) X(SLsmg_write_raw)
 // clang-format on
 
 // The name is declared, so it cannot stand in parentheses; unevaluated, so nothing is linked.

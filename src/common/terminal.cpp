@@ -28,8 +28,7 @@ std::array<char, 256> reset_bytes{};
 std::size_t reset_length = 0;
 
 void on_ending_signal(int) {
-    if (modes_saved) tcsetattr(STDIN_FILENO, TCSANOW, &saved_modes);
-    if (reset_length != 0 && write(STDOUT_FILENO, reset_bytes.data(), reset_length) < 0) _exit(0);
+    terminal_give_back();
     _exit(0);
 }
 
@@ -79,8 +78,11 @@ void terminal_arm() {
     sigfillset(&action.sa_mask);
     for (int signal_number : {SIGHUP, SIGTERM, SIGINT, SIGQUIT})
         sigaction(signal_number, &action, nullptr);
-    // newt would take the new size for placing windows but draw in the old area: windows out of sight.
-    std::signal(SIGWINCH, SIG_DFL);
+}
+
+void terminal_give_back() {
+    if (modes_saved) tcsetattr(STDIN_FILENO, TCSANOW, &saved_modes);
+    [[maybe_unused]] const ssize_t written = write(STDOUT_FILENO, reset_bytes.data(), reset_length);
 }
 
 void terminal_lost() {

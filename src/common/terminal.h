@@ -16,6 +16,10 @@ void terminal_remember();
 /// screen. Call it after newtInit; S-Lang must be bound.
 void terminal_arm();
 
+/// Restores the terminal's modes and its own screen, as far as terminal_remember and terminal_arm prepared
+/// that. Fit for a signal handler.
+void terminal_give_back();
+
 /// Ends the program because the terminal does not answer any more. No window may be opened on a dead
 /// terminal: newt would wait for its input to become empty for ever.
 [[noreturn]] void terminal_lost();

@@ -5,6 +5,7 @@
 
 #include "../common/newtlib.h"
 #include "../common/readstrfile.h"
+#include "../common/repaint.h"
 #include "../common/terminal.h"
 #include "../common/trace.h"
 
@@ -93,6 +94,7 @@ void NewtStartUp() {
     newt.newtCls();
     newt.newtPushHelpLine(text("MAIN_HELPLINE_ID").c_str());
     newt.newtDrawRootText(0, 0, format_text(text("MAIN_ROOTTEXT_ID"), {}, kRootTextSize - 1).c_str());
+    repaint_arm();
     ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
 }
 

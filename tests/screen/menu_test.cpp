@@ -145,6 +145,42 @@ TEST_F(MenuTest, OnlyCloseAndHotKeysLeave) {
     }
 }
 
+TEST_F(MenuTest, ThePictureIsWholeAgainAfterANewSizeAndAStop) {
+    for (const char* term : {"xterm-256color", "screen-256color", "linux"}) {
+        SCOPED_TRACE(term);
+        options.environment["TERM"] = term;
+        open_menu(kTwoCpus + "TestInputCpuParameter=0x100");
+        const std::string menu = tool().picture();
+        keys("Down Enter");
+        const std::string panel = tool().picture();
+        const std::string help_line = tool().row(23);
+        tool().resize(50, 140);
+        keys("Tab*2 Tab*2 S-Tab*4");
+        EXPECT_EQ(tool().row(49), help_line) << tool().picture();
+        EXPECT_EQ(tool().row(23), "") << tool().picture();
+        press("OK");
+        const auto message = tool().find(text("CPUERR_ORDER_ID"));
+        ASSERT_TRUE(message) << tool().picture();
+        EXPECT_NEAR(message->row, 25, 3);  // in the middle of the new size
+        tool().resize(12, 44);
+        keys("Tab");
+        EXPECT_EQ(tool().row(11).substr(0, 9), help_line.substr(0, 9)) << tool().picture();
+        tool().resize(24, 80);
+        keys("Enter");  // the message goes
+        keys("S-Tab*9");
+        EXPECT_EQ(tool().picture(), panel);
+
+        tool().signal(SIGTSTP);
+        ASSERT_TRUE(tool().wait_stop());
+        EXPECT_TRUE(tool().terminal_restored());
+        tool().signal(SIGCONT);
+        keys("Tab S-Tab");
+        EXPECT_EQ(tool().picture(), panel);
+        keys("Esc");
+        EXPECT_EQ(tool().picture(), menu);
+    }
+}
+
 TEST_F(MenuTest, EndsWithTheTerminalRestoredFromAnyDepth) {
     constexpr int kHangUp = 0;
     constexpr int kEndOfInput = -1;  // the terminal goes without a signal

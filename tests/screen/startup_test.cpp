@@ -139,6 +139,37 @@ TEST_F(StartupTest, ProbesDecideWhichRowsTheMenuHas) {
     }
 }
 
+TEST_F(StartupTest, OpensOnTerminalsOfEverySizeKindAndCharacterSet) {
+    struct Case {
+        int rows;
+        int columns;
+        const char* term;
+        const char* lang;
+    };
+    const std::string two_cpus = "cpu.settings=10,300,0,1,2,95,90,85,80\nTestInputCpuParameter=0x100\n";
+    for (const auto& [rows, columns, term, lang] :
+         {Case{24, 80, "xterm", "C"}, Case{10, 40, "xterm-256color", "C.UTF-8"},
+          Case{60, 200, "linux", "ja_JP.UTF-8"}, Case{24, 80, "vt100", "ja_JP.eucJP"},
+          Case{10, 40, "screen", "ja_JP.UTF-8"}, Case{1, 1, "xterm", "C.UTF-8"},
+          Case{24, 80, "tmux-256color", "de_DE.UTF-8"}}) {
+        SCOPED_TRACE(std::string(term) + ' ' + lang + ' ' + std::to_string(rows));
+        options.rows = rows;
+        options.columns = columns;
+        options.environment["TERM"] = term;
+        options.environment["LANG"] = lang;
+        open_menu(two_cpus);
+        keys("Down Enter");
+        EXPECT_TRUE(rows < 10 || shows("TOTAL")) << tool().picture();
+        keys("Tab*8 Enter Enter");  // the message about a value, and away with it
+        tool().resize(30, 100);
+        keys("Tab*2 Esc");
+        tool().send("Ctrl-O");
+        EXPECT_EQ(tool().wait_exit(), 0);
+        EXPECT_TRUE(tool().terminal_restored());
+        EXPECT_EQ(errors(), "");
+    }
+}
+
 TEST_F(StartupTest, ShutDownReleasesTheLibrariesAndTheTerminal) {
     open_menu(kThreeChassis + kAgent + "3.8");
     EXPECT_FALSE(tool().terminal_restored());

@@ -201,6 +201,13 @@ std::optional<int> VtApp::wait_exit() {
     return status_;
 }
 
+bool VtApp::wait_stop() {
+    siginfo_t info{};
+    for (const auto end = Clock::now() + kPatience; Clock::now() < end && info.si_pid == 0; drain())
+        waitid(P_PID, static_cast<id_t>(pid_), &info, WSTOPPED | WNOHANG);
+    return info.si_pid == pid_;
+}
+
 Cell VtApp::cell(Position at) const {
     VTermScreenCell raw{};
     vterm_screen_get_cell(screen_, VTermPos{at.row, at.column}, &raw);

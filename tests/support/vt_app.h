@@ -84,6 +84,9 @@ class VtApp {
     /// Waits for the end: the exit status, minus the signal's number for a killed program, none after 10 s.
     std::optional<int> wait_exit();
 
+    /// Waits until a signal has stopped the program.
+    bool wait_stop();
+
     std::string row(int row) const;  ///< text of a row without trailing blanks
     std::string picture() const;     ///< all rows, each ended by a line feed, trailing empty rows left out
     std::optional<Position> find(std::string_view text) const;  ///< first occurrence, row by row

@@ -1,0 +1,169 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "repaint.h"
+
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <vector>
+
+#include "terminal.h"
+
+namespace zel {
+
+namespace {
+
+constexpr int kResizeKey = NEWT_KEY_RESIZE;
+
+struct Size {
+    int rows = 0;
+    int columns = 0;
+    bool operator==(const Size&) const = default;
+};
+
+bool armed = false;
+struct sigaction newt_winch {};
+volatile std::sig_atomic_t continued = 0;
+
+void on_stop(int) {
+    terminal_give_back();
+    std::raise(SIGSTOP);
+}
+
+void on_continue(int) {
+    continued = 1;
+    std::raise(SIGWINCH);  // wakes the form
+}
+
+void take_signals() {
+    sigaction(SIGWINCH, &newt_winch, nullptr);
+    struct sigaction action {};
+    sigfillset(&action.sa_mask);
+    action.sa_handler = on_stop;
+    sigaction(SIGTSTP, &action, nullptr);
+    action.sa_handler = on_continue;
+    sigaction(SIGCONT, &action, nullptr);
+}
+
+/// All cells that were ever shown: more than the screen holds after it became smaller.
+class Picture {
+  public:
+    /// Looks at an empty screen with a help line: S-Lang numbers colours in its own way.
+    void learn_colours(Size screen) {
+        background_ = first_cell(screen.rows - 2);
+        help_line_colour_ = first_cell(screen.rows - 1).color;
+    }
+
+    /// Takes over what the screen shows.
+    void take(Size screen) {
+        rows_.resize(std::max(rows_.size(), static_cast<std::size_t>(screen.rows)));
+        for (int row = 0; row < screen.rows; ++row) {
+            Row shown = read(row, screen.columns);
+            // The help line goes with the screen's edge and hides what a larger screen had in its place.
+            if (row == screen.rows - 1 && is_help_line(shown.front())) continue;
+            // In other rows it was put back by a window that closed after the screen had grown.
+            std::ranges::replace_if(
+                shown, [this](const SLsmg_Char_Type& cell) { return is_help_line(cell); }, background_);
+            Row& kept = rows_[static_cast<std::size_t>(row)];
+            kept.resize(std::max(kept.size(), shown.size()));
+            std::ranges::copy(shown, kept.begin());
+        }
+    }
+
+    /// Draws as much as fits.
+    void put(Size screen) {
+        for (int row = 0; row < std::min(screen.rows, static_cast<int>(rows_.size())); ++row) {
+            Row& kept = rows_[static_cast<std::size_t>(row)];
+            const auto width = std::min(kept.size(), static_cast<std::size_t>(screen.columns));
+            slang.SLsmg_gotorc(row, 0);
+            slang.SLsmg_write_raw(kept.data(), static_cast<unsigned>(width));
+        }
+    }
+
+  private:
+    using Row = std::vector<SLsmg_Char_Type>;
+
+    static Row read(int row, int columns) {
+        Row cells(static_cast<std::size_t>(std::max(columns, 1)));
+        slang.SLsmg_gotorc(row, 0);
+        slang.SLsmg_read_raw(cells.data(), static_cast<unsigned>(cells.size()));
+        return cells;
+    }
+
+    static SLsmg_Char_Type first_cell(int row) { return read(row, 1).front(); }
+
+    [[nodiscard]] bool is_help_line(const SLsmg_Char_Type& cell) const {
+        return cell.color == help_line_colour_;
+    }
+
+    std::vector<Row> rows_;
+    SLsmg_Char_Type background_{};
+    SLsmg_Color_Type help_line_colour_ = 0;
+};
+
+Size terminal_size(Size otherwise) {
+    winsize size{};
+    const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_row > 0 && size.ws_col > 0;
+    return known ? Size{size.ws_row, size.ws_col} : otherwise;
+}
+
+struct Screen {
+    Size size;
+    bool resized = false;
+    Picture picture;
+};
+
+Screen& screen() {
+    static Screen shown;
+    return shown;
+}
+
+void resize_to(Size size) {
+    Screen& shown = screen();
+    shown.picture.take(shown.size);
+    slang.SLtt_get_screen_size();
+    slang.SLsmg_reinit_smg();
+    shown.size = size;
+    shown.resized = true;
+    newt.newtCls();
+    shown.picture.put(size);
+    newt.newtRedrawHelpLine();
+    newt.newtRefresh();
+}
+
+}  // namespace
+
+void repaint_arm() {
+    sigaction(SIGWINCH, nullptr, &newt_winch);
+    newt.newtGetScreenSize(&screen().size.columns, &screen().size.rows);
+    screen().picture.learn_colours(screen().size);
+    armed = true;
+    take_signals();
+}
+
+void repaint_watch_form(newtComponent form) {
+    if (armed) newt.newtFormAddHotKey(form, kResizeKey);
+}
+
+bool is_repaint(const newtExitStruct& result) {
+    return result.reason == newtExitStruct::NEWT_EXIT_HOTKEY && result.u.key == kResizeKey;
+}
+
+void repaint_if_changed() {
+    if (!armed) return;
+    take_signals();
+    if (continued != 0) {
+        continued = 0;
+        newt.newtSuspend();
+        newt.newtResume();
+    }
+    const Size size = terminal_size(screen().size);
+    if (size != screen().size) resize_to(size);
+}
+
+void repaint_after_window() {
+    if (armed && screen().resized) resize_to(screen().size);
+}
+
+}  // namespace zel

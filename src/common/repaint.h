@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The picture after something happened to the terminal behind newt's back: a new size, or a stop (SIGTSTP,
+// SIGSTOP) and what a shell wrote meanwhile. newt itself takes a new size for placing windows but goes on
+// drawing in the old area.
+#pragma once
+
+#include "newtlib.h"
+
+namespace zel {
+
+/// Starts watching: takes SIGTSTP and SIGCONT, and keeps newt's own handler of SIGWINCH. Call it once
+/// the help line is on the screen. Without it the functions below do nothing.
+void repaint_arm();
+
+/// Has the form end its run with a key of its own when the terminal changed.
+void repaint_watch_form(newtComponent form);
+
+/// True when the form ended for that.
+bool is_repaint(const newtExitStruct& result);
+
+/// Brings picture and terminal together when their sizes differ or the program was stopped. What a smaller
+/// terminal cuts off comes back with a larger one; windows that are open keep their place. Also takes the
+/// signals again, which newt gives up under some terminals whenever a form ends.
+void repaint_if_changed();
+
+/// Mends the picture after a window was closed: newt put back what lay beneath it when it was opened, maybe
+/// at another size.
+void repaint_after_window();
+
+}  // namespace zel

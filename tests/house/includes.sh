@@ -3,7 +3,7 @@
 # The house's one rule that a compiler does not see: src/ and agent/ never include each other, the contract
 # includes neither, and no panel includes another folder's panel.
 set -u
-cd "$(dirname "${BASH_SOURCE[0]}")/.." || exit 2
+cd "$(dirname "${BASH_SOURCE[0]}")/../.." || exit 2
 status=0
 forbid() { # folder pattern
     if grep -rnE "^ *# *include *[<\"]$2" "$1"; then

@@ -37,6 +37,14 @@ bool is_folder(const std::string& path) {
     return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
 }
 
+/// The agent's own folders and what lies in them; what stands above is the system's.
+bool is_private(const std::string& path) {
+    const auto lies_in = [&](const std::string& folder) {
+        return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
+    };
+    return lies_in(locations().state) || lies_in(locations().runtime);
+}
+
 }  // namespace
 
 const std::string& agent_dir() {
@@ -59,7 +67,8 @@ bool make_private_dir(const std::string& path) {
     if (is_folder(path)) return true;
     for (std::size_t slash = path.find('/', 1); slash != std::string::npos;
          slash = path.find('/', slash + 1)) {
-        mkdir(path.substr(0, slash).c_str(), 0755);
+        const std::string above = path.substr(0, slash);
+        mkdir(above.c_str(), is_private(above) ? 0700 : 0755);
     }
     // Somebody else may have made it in between.
     return mkdir(path.c_str(), 0700) == 0 || (errno == EEXIST && is_folder(path));

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "agent_service.h"
 
-#include <fcntl.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -10,6 +8,8 @@
 #include <cstdlib>
 #include <fstream>
 #include <stdexcept>
+
+#include "programs.h"
 
 namespace bench {
 
@@ -23,13 +23,7 @@ AgentService::AgentService() {
         fs::create_directory_symlink(fs::path(BUILD_DIR) / part, folder_ / part);
     setenv("ZelDir", folder_.c_str(), 1);
 
-    posix_spawn_file_actions_t files;
-    posix_spawn_file_actions_init(&files);
-    posix_spawn_file_actions_addopen(&files, 2, "/dev/null", O_WRONLY, 0);
-    const char* arguments[] = {SERVICE_PROGRAM, "--foreground", nullptr};
-    if (posix_spawn(&service_, SERVICE_PROGRAM, &files, nullptr, const_cast<char**>(arguments), environ) != 0)
-        throw std::runtime_error(SERVICE_PROGRAM);
-    posix_spawn_file_actions_destroy(&files);
+    service_ = start_program({SERVICE_PROGRAM, "--foreground"});
     while (!fs::exists(folder_ / "state" / "zelntserver.sock"))
         usleep(1000);
 }

@@ -104,8 +104,9 @@ std::optional<Conversion> conversion_of(std::span<const std::uint8_t> record, Ki
     return std::nullopt;
 }
 
-/// The sensor's range, or that of all codes when the record does not give one.
-void set_range(Sensor& sensor, std::uint8_t max_code, std::uint8_t min_code) {
+/// The sensor's range, or that of all codes when the record does not give one. False when no two whole values
+/// lie in it.
+bool set_range(Sensor& sensor, std::uint8_t max_code, std::uint8_t min_code) {
     const auto inward = [&sensor](double least, double greatest) {
         sensor.least = static_cast<std::int64_t>(std::ceil(least - kTolerance));
         sensor.greatest = static_cast<std::int64_t>(std::floor(greatest + kTolerance));
@@ -113,8 +114,8 @@ void set_range(Sensor& sensor, std::uint8_t max_code, std::uint8_t min_code) {
     };
     const bool given = max_code != 0 || min_code != 0;
     const Conversion& conversion = sensor.conversion;
-    if (given && inward(conversion.exact(min_code), conversion.exact(max_code))) return;
-    inward(conversion.lowest(), conversion.highest());
+    if (given && inward(conversion.exact(min_code), conversion.exact(max_code))) return true;
+    return inward(conversion.lowest(), conversion.highest());
 }
 
 std::string unpack_bcd(std::span<const std::uint8_t> bytes) {
@@ -224,7 +225,7 @@ ParsedRecord parse_record(std::span<const std::uint8_t> record) {
     ParsedRecord result;
     if (const auto conversion = conversion_of(record, sensor.kind, result.fault)) {
         sensor.conversion = *conversion;
-        set_range(sensor, record[kSensorMax], record[kSensorMin]);
+        if (!set_range(sensor, record[kSensorMax], record[kSensorMin])) return {{}, "range below one unit"};
         result.sensor = std::move(sensor);
     }
     return result;

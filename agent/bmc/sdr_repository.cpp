@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
+#include <mutex>
 #include <set>
 
 #include "sdr_record.h"
@@ -49,6 +51,29 @@ std::optional<std::vector<std::uint8_t>> ask(Controller& controller, NetFn netfn
              "Request %02xh/%02xh: completion %02xh, %zu bytes.", unsigned{netfn}, unsigned{command},
              unsigned{reply->completion}, reply->data.size());
     return std::nullopt;
+}
+
+/// What the controller says that it is. Asked once for what is read in a row, one kind of sensors after the
+/// other: no controller restarts with another firmware within seconds.
+std::optional<std::vector<std::uint8_t>> device_id(Controller& controller) {
+    using Clock = std::chrono::steady_clock;
+    constexpr std::chrono::seconds kHolds{10};
+    struct Known {
+        std::mutex mutex;
+        std::string target;
+        std::vector<std::uint8_t> device;
+        Clock::time_point until;
+    };
+    // Never destroyed: threads may still ask while the process ends.
+    static Known& known = *new Known;
+    const std::scoped_lock lock(known.mutex);
+    if (known.target == controller.target() && Clock::now() < known.until) return known.device;
+    auto device = ask(controller, kApp, kGetDeviceId, 11);
+    if (!device) return std::nullopt;
+    known.target = controller.target();
+    known.device = *device;
+    known.until = Clock::now() + kHolds;
+    return device;
 }
 
 class RepositoryReader {
@@ -160,11 +185,11 @@ std::string to_hex(std::span<const std::uint8_t> bytes) {
 }
 
 std::optional<std::string> repository_identity(Controller& controller) {
-    auto device = ask(controller, kApp, kGetDeviceId, 11);
-    if (!device) return std::nullopt;
     // Version, number of records, free space and the times of the last change.
     const auto info = ask(controller, kStorage, kGetRepositoryInfo, 13);
     if (!info) return std::nullopt;
+    auto device = device_id(controller);
+    if (!device) return std::nullopt;
     (*device)[2] &= 0x7f;  // the rest is the firmware's version, this bit says "busy at present"
     return controller.target() + " device " + to_hex(std::span(*device).first(11)) + " repository " +
            to_hex(std::span(*info).first(13));

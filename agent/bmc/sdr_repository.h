@@ -19,7 +19,8 @@ struct Repository {
 };
 
 /// Names the controller and the state of its repository: another text means that something may have changed.
-/// Two requests. Nothing, with the reason traced, when the controller cannot say.
+/// Two requests, within ten seconds of the last time one. Nothing, with the reason traced, when the
+/// controller cannot say.
 std::optional<std::string> repository_identity(Controller& controller);
 
 /// Reads the records, three requests for one that matters and one for any other. Records that are cut off or

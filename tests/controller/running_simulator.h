@@ -3,17 +3,8 @@
 // tables.
 #pragma once
 
-#include <arpa/inet.h>
-#include <fcntl.h>
-#include <poll.h>
-#include <sys/socket.h>
-
-#include <chrono>
-#include <csignal>
-
 #include "../agent/home.h"
-#include "simulation.h"
-#include "store/file_io.h"
+#include "running.h"
 #include "zel/access_ipmi.h"
 
 namespace zel::test {
@@ -25,82 +16,20 @@ inline void write_config(const std::string& section, const std::string& more = "
     write_text(store::config_file(), section + more);
 }
 
-class RunningSimulator {
+class RunningSimulator : public simulator::Running {
   public:
-    /// Starts on a free port and waits until it answers. With the port of an earlier one it is that
-    /// controller, changed.
+    /// With the port of an earlier one it is that controller, changed.
     explicit RunningSimulator(std::vector<simulator::Sensor> sensors, Records more_records = {}, int port = 0)
-        : simulation_{.folder = fs::path(store::agent_dir()).parent_path() / "simulator",
-                      .port = port != 0 ? port : new_port(),
-                      .module = ZELSIM_MODULE,
-                      .sensors = std::move(sensors),
-                      .more_records = std::move(more_records)} {
-        fs::remove_all(simulation_.folder);
-        EXPECT_TRUE(simulator::write_files(simulation_));
-        process_ = start_process([&] {
-            std::vector<std::string> command = simulator::command_line(simulation_);
-            std::vector<char*> arguments;
-            for (std::string& argument : command)
-                arguments.push_back(argument.data());
-            arguments.push_back(nullptr);
-            dup2(open("/dev/null", O_RDWR), STDIN_FILENO);
-            dup2(open((simulation_.folder + "/output").c_str(), O_WRONLY | O_CREAT, 0600), STDOUT_FILENO);
-            dup2(STDOUT_FILENO, STDERR_FILENO);
-            return execvp(arguments[0], arguments.data());
-        });
-        EXPECT_TRUE(answers()) << read_text(simulation_.folder + "/output");
+        : Running({.folder = fs::path(store::agent_dir()).parent_path() / "simulator",
+                   .port = port != 0 ? port : simulator::new_port(),
+                   .module = ZELSIM_MODULE,
+                   .sensors = std::move(sensors),
+                   .more_records = std::move(more_records)}) {
+        EXPECT_EQ(failure(), "");
         write_config(section());
     }
-    ~RunningSimulator() {
-        kill(process_, SIGKILL);
-        finish_process(process_);
-    }
-    RunningSimulator(const RunningSimulator&) = delete;
-    RunningSimulator& operator=(const RunningSimulator&) = delete;
-
-    [[nodiscard]] int port() const { return simulation_.port; }
-    [[nodiscard]] std::string section() const { return simulator::controller_section(simulation_); }
-    /// What it does from now on; a stopped one runs again.
-    void rules(const std::string& text) const {
-        write_text(simulation_.folder + "/rules", text);
-        kill(process_, SIGCONT);
-    }
-    /// The requests since the last call, as the module writes them; without those that keep a session.
-    Strings requests() {
-        std::istringstream fresh(read_text(simulation_.folder + "/requests").substr(seen_));
-        seen_ += fresh.str().size();
-        Strings lines;
-        for (std::string line; std::getline(fresh, line);) {
-            if (!line.starts_with("06/3")) lines.push_back(line);
-        }
-        return lines;
-    }
-
-  private:
-    /// Below the ports that the kernel gives away.
-    static int new_port() {
-        static int made = 0;
-        return 20'000 + (getpid() * 8 + made++) % 12'000;
-    }
-    /// Sends RMCP presence pings until one is answered.
-    [[nodiscard]] bool answers() const {
-        sockaddr_in address{.sin_family = AF_INET,
-                            .sin_port = htons(static_cast<std::uint16_t>(port())),
-                            .sin_addr = {htonl(INADDR_LOOPBACK)},
-                            .sin_zero = {}};
-        const std::uint8_t ping[12] = {0x06, 0, 0xff, 0x06, 0, 0, 0x11, 0xbe, 0x80, 0, 0, 0};
-        for (int tries = 0; tries < 500; ++tries) {
-            const store::UniqueFd client(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-            sendto(client.get(), ping, sizeof ping, 0, reinterpret_cast<sockaddr*>(&address), sizeof address);
-            pollfd waiting{client.get(), POLLIN, 0};
-            if (poll(&waiting, 1, 20) == 1) return true;
-        }
-        return false;
-    }
-
-    simulator::Simulation simulation_;
-    pid_t process_ = -1;
-    std::size_t seen_ = 0;
+    [[nodiscard]] int port() const { return simulation().port; }
+    [[nodiscard]] std::string section() const { return simulator::controller_section(simulation()); }
 };
 
 /// What a panel does with one kind's calls.

@@ -38,28 +38,6 @@ std::string text_of(const auto& row) {
     return text.str();
 }
 
-/// Sensors on three LUNs, thresholds of their own, every eighth without any.
-std::vector<Sensor> many(int temperatures, int voltages) {
-    std::vector<Sensor> sensors;
-    for (int n = 0; n < temperatures + voltages; ++n) {
-        const Sensor volts{.name = "Rail ",
-                           .type = 2,
-                           .unit = 4,
-                           .format = 0,
-                           .factor = 63,
-                           .exponent = -3,
-                           .max_code = 255,
-                           .min_code = 0};
-        Sensor& sensor = sensors.emplace_back(n < temperatures ? Sensor{.name = "Zone "} : volts);
-        sensor.name += std::to_string(n);
-        sensor.lun = static_cast<std::uint8_t>(n / 250);
-        sensor.number = static_cast<std::uint8_t>(n % 250 + 1);
-        sensor.codes = {10 + n % 9, 5, 0, 70 + n % 20, 91 + n % 30, 125};
-        if (n % 8 == 7) sensor.access = Access::none;
-    }
-    return sensors;
-}
-
 /// One sensor each of what the panels treat differently, and settable ones on LUN 0 and 2 that share a
 /// number.
 std::vector<Sensor> kinds() {
@@ -95,7 +73,7 @@ TEST(Sensors, ThresholdsLimitsAndFlagsAreThoseOfTheController) {
 }
 
 TEST(Sensors, SixHundredSensorsOnThreeLunsKeepTheirOwnValues) {
-    RunningSimulator simulator(many(600, 140));
+    RunningSimulator simulator(simulator::many_sensors(600, 140));
     Temperatures temperatures;
     Voltages voltages;
     ASSERT_TRUE(temperatures.open() && voltages.open());
@@ -156,7 +134,7 @@ TEST(Sensors, OneWriteAndOneReadPerChangedSensor) {
 }
 
 TEST(Sensors, ThreadsShareOneController) {
-    const RunningSimulator simulator(many(40, 40));
+    const RunningSimulator simulator(simulator::many_sensors(40, 40));
     ASSERT_TRUE(Temperatures{}.find());  // GLib's first use, whose locking a sanitizer cannot see
     const auto use = [](auto panel) {
         for (int round = 0; round < 3; ++round) {

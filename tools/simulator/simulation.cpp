@@ -188,6 +188,27 @@ std::vector<Sensor> small_server() {
     return sensors;
 }
 
+std::vector<Sensor> many_sensors(int temperatures, int voltages) {
+    std::vector<Sensor> sensors;
+    for (int n = 0; n < temperatures + voltages; ++n) {
+        const Sensor volts{.name = "Rail ",
+                           .type = 2,
+                           .unit = 4,
+                           .format = 0,
+                           .factor = 63,
+                           .exponent = -3,
+                           .max_code = 255,
+                           .min_code = 0};
+        Sensor& sensor = sensors.emplace_back(n < temperatures ? Sensor{.name = "Zone "} : volts);
+        sensor.name += std::to_string(n);
+        sensor.lun = static_cast<std::uint8_t>(n / 250);
+        sensor.number = static_cast<std::uint8_t>(n % 250 + 1);
+        sensor.codes = {10 + n % 9, 5, 0, 70 + n % 20, 91 + n % 30, 125};
+        if (n % 8 == 7) sensor.access = Access::none;
+    }
+    return sensors;
+}
+
 bool write_files(const Simulation& simulation) {
     namespace fs = std::filesystem;
     std::error_code error;

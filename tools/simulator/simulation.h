@@ -57,6 +57,10 @@ inline constexpr const char* kPassword = "secret";
 /// Sixteen sensors of a small server, of every kind that the panels treat differently.
 std::vector<Sensor> small_server();
 
+/// "Zone 0", "Zone 1" ... and after them "Rail N", 250 on a LUN, with thresholds of their own, every eighth
+/// without any. Together at most 750.
+std::vector<Sensor> many_sensors(int temperatures, int voltages);
+
 /// Writes lan.conf, sim.emu and `password` (for password_file) into the folder. False when that failed.
 bool write_files(const Simulation& simulation);
 

@@ -7,19 +7,20 @@
  *                                                 (0 when there are none)
  *               stop NETFN CMD BYTE               stop the process (SIGSTOP) before the answer
  *               length RECORD SIZE                have a sensor data record say that it is SIZE bytes long
- * It also answers Chassis Identify, which ipmi_sim leaves to a script.
+ * It also answers boot options and watchdog (zelsim_commands.h) and Chassis Identify.
  */
-#include <OpenIPMI/lanserv.h>
-#include <OpenIPMI/mcserv.h>
-#include <OpenIPMI/msg.h>
 #include <signal.h>
 #include <stdio.h>
 #include <string.h>
 #include <unistd.h>
 
+#include "zelsim_commands.h"
+
 /* ipmi_sim's own tables: the handlers in them are called through ours. */
 extern cmd_handler_f app_netfn_handlers[256], chassis_netfn_handlers[256], sensor_event_netfn_handlers[256],
     storage_netfn_handlers[256];
+
+#define EXPORTED __attribute__((visibility("default")))
 
 static struct Family {
     unsigned netfn;
@@ -98,26 +99,31 @@ static void handle(lmc_data_t* mc, msg_t* request, unsigned char* answer, unsign
     if (header && *size >= 8) lie_about_size(request, answer);
 }
 
-static void identify(lmc_data_t* mc, msg_t* request, unsigned char* answer, unsigned int* size, void* data) {
+/* ipmi_sim leaves it to a script; the log of requests tells what was asked. */
+static void identify(lmc_data_t* mc, msg_t* request, unsigned char* answer, unsigned* size, void* data) {
     (void)mc, (void)request, (void)data;
-    answer[0] = 0;
-    *size = 1;
+    answer_with(DONE, answer, size);
 }
 
-int ipmi_sim_module_print_version(sys_data_t* sys, char* options) {
+EXPORTED int ipmi_sim_module_print_version(sys_data_t* sys, char* options) {
     (void)sys, (void)options;
     return 0;
 }
 
-int ipmi_sim_module_init(sys_data_t* sys, const char* options) {
+EXPORTED int ipmi_sim_module_init(sys_data_t* sys, const char* options) {
     (void)sys;
     snprintf(folder, sizeof folder, "%s", options ? options : ".");
     return 0;
 }
 
-int ipmi_sim_module_post_init(sys_data_t* sys) {
+EXPORTED int ipmi_sim_module_post_init(sys_data_t* sys) {
     (void)sys;
     chassis_netfn_handlers[0x04] = identify;
+    chassis_netfn_handlers[0x08] = set_boot_options;
+    chassis_netfn_handlers[0x09] = get_boot_options;
+    app_netfn_handlers[0x22] = reset_watchdog;
+    app_netfn_handlers[0x24] = set_watchdog;
+    app_netfn_handlers[0x25] = get_watchdog;
     for (unsigned i = 0; i < sizeof families / sizeof families[0]; ++i) {
         for (unsigned cmd = 0; cmd < 256; ++cmd) {
             families[i].original[cmd] = families[i].handlers[cmd];

@@ -29,7 +29,7 @@ Dialog::Dialog() : form_(newt.newtForm(nullptr, nullptr, 0)) {
 Dialog::~Dialog() {
     if (open_) {
         newt.newtPopWindow();
-        repaint_after_window();
+        repaint_after_closing();
     }
     newt.newtFormDestroy(form_);
     for (newtComponent component : outside_form_)
@@ -116,6 +116,7 @@ void Dialog::open(newtGrid outer, const std::string& title, std::initializer_lis
     newt.newtCursorOff();  // an entry left by a hot key in the dialog beneath leaves it visible
     newt.newtGridWrappedWindow(outer, const_cast<char*>(title.c_str()));  // newt copies the title
     open_ = true;
+    repaint_after_opening();
     newt.newtGridFree(outer, 1);
     std::erase(grids_, outer);
     for (int key : hot_keys)

@@ -71,6 +71,14 @@ class Picture {
         }
     }
 
+    /// True when a window's shadow, and nothing else of it, lies on the help line.
+    [[nodiscard]] bool has_shadowed_help_line(Size screen) const {
+        return std::ranges::all_of(read(screen.rows - 1, screen.columns),
+                                   [this](const SLsmg_Char_Type& cell) {
+                                       return is_help_line(cell) || SLSMG_EXTRACT_CHAR(cell) == ' ';
+                                   });
+    }
+
     /// Draws as much as fits.
     void put(Size screen) {
         for (int row = 0; row < std::min(screen.rows, static_cast<int>(rows_.size())); ++row) {
@@ -162,7 +170,13 @@ void repaint_if_changed() {
     if (size != screen().size) resize_to(size);
 }
 
-void repaint_after_window() {
+void repaint_after_opening() {
+    if (!armed || !screen().picture.has_shadowed_help_line(screen().size)) return;
+    newt.newtRedrawHelpLine();
+    newt.newtRefresh();
+}
+
+void repaint_after_closing() {
     if (armed && screen().resized) resize_to(screen().size);
 }
 

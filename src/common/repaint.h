@@ -23,8 +23,11 @@ bool is_repaint(const newtExitStruct& result);
 /// signals again, which newt gives up under some terminals whenever a form ends.
 void repaint_if_changed();
 
+/// Takes a newly opened window's shadow off the help line.
+void repaint_after_opening();
+
 /// Mends the picture after a window was closed: newt put back what lay beneath it when it was opened, maybe
 /// at another size.
-void repaint_after_window();
+void repaint_after_closing();
 
 }  // namespace zel

@@ -174,6 +174,7 @@ TEST_F(MenuTest, ThePictureIsWholeAgainAfterANewSizeAndAStop) {
         ASSERT_TRUE(tool().wait_stop());
         EXPECT_TRUE(tool().terminal_restored());
         tool().signal(SIGCONT);
+        ASSERT_TRUE(tool().wait_screen());
         keys("Tab S-Tab");
         EXPECT_EQ(tool().picture(), panel);
         keys("Esc");

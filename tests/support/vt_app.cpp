@@ -208,6 +208,12 @@ bool VtApp::wait_stop() {
     return info.si_pid == pid_;
 }
 
+bool VtApp::wait_screen() {
+    for (const auto end = Clock::now() + kPatience; Clock::now() < end && terminal_restored(); drain())
+        usleep(1000);
+    return !terminal_restored();
+}
+
 Cell VtApp::cell(Position at) const {
     VTermScreenCell raw{};
     vterm_screen_get_cell(screen_, VTermPos{at.row, at.column}, &raw);

@@ -86,6 +86,8 @@ class VtApp {
 
     /// Waits until a signal has stopped the program.
     bool wait_stop();
+    /// Waits until the program, continued, has the screen again. Keys sent earlier would be echoed into it.
+    bool wait_screen();
 
     std::string row(int row) const;  ///< text of a row without trailing blanks
     std::string picture() const;     ///< all rows, each ended by a line feed, trailing empty rows left out

@@ -61,10 +61,8 @@ bool write_shutdown(const ShutdownRecord& record) {
 }
 
 bool write_watchdog(const WdtRecord& record) {
-    auto entries = accepted(kWatchdogKey, record, kWatchdogValues);
-    if (entries.empty()) return false;
-    entries.push_back({kGeneration, generation() + 1});
-    return write_values(kWatchdogKey, entries);
+    const auto entries = accepted(kWatchdogKey, record, kWatchdogValues);
+    return !entries.empty() && write_values(kWatchdogKey, entries, kGeneration);
 }
 
 }  // namespace zel::access

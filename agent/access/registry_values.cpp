@@ -42,8 +42,8 @@ std::string read_text(const char* key, const char* name, const std::string& fall
     return fallback;
 }
 
-bool write_values(const char* key, std::span<const registry::Entry> values) {
-    if (registry::set(key, values) == store::Status::ok) return true;
+bool write_values(const char* key, std::span<const registry::Entry> values, const char* counter) {
+    if (registry::set(key, values, counter) == store::Status::ok) return true;
     TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "%s cannot be written: %s.", key,
              std::strerror(errno));
     return false;

@@ -28,7 +28,8 @@ std::uint32_t read_number(const char* key, const char* name, Allowed allowed, st
 /// A text; `fallback` when it is missing, no text, not UTF-8 or holds control characters.
 std::string read_text(const char* key, const char* name, const std::string& fallback);
 
-/// Writes all values under one key; false when that failed, and all of them are as they were.
-bool write_values(const char* key, std::span<const store::registry::Entry> values);
+/// Writes all values under one key; false when that failed, and all of them are as they were. `counter` as
+/// for registry::set.
+bool write_values(const char* key, std::span<const store::registry::Entry> values, const char* counter = "");
 
 }  // namespace zel::access

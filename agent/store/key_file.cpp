@@ -137,13 +137,12 @@ class Group {
         return found == index_.end() ? nullptr : &lines_[found->second];
     }
 
-    /// Behind the last key, so that a comment or blank line above the next head stays there.
+    /// Behind the last key, or the head, so that a comment or blank line above the next head stays there.
     void add(const Line& line) {
-        const auto last = std::ranges::find_if(lines_.rbegin(), lines_.rend(), [](const Line& old) {
-            return !old.key.empty() || old.text.starts_with('[');
-        });
+        const auto last = std::ranges::find_if(lines_.rbegin(), lines_.rend(),
+                                               [](const Line& old) { return !old.key.empty(); });
         if (last == lines_.rbegin()) return append(line);
-        lines_.insert(last.base(), line);
+        lines_.insert(last == lines_.rend() ? lines_.begin() + 1 : last.base(), line);
         index_.clear();
     }
 

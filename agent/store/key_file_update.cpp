@@ -221,6 +221,7 @@ Status update_key_file(const std::string& path, const std::function<bool(KeyFile
 }
 
 bool replace_file(const std::string& path, std::string_view bytes) {
+    remove_stale_temporaries(path);
     Replacement replacement(path);
     return replacement.write(bytes) && replacement.commit();
 }

@@ -136,6 +136,11 @@ std::shared_ptr<const Snapshot> current() {
 struct Place {
     std::string group;
     std::unordered_map<std::string, std::pair<std::string, std::string>> values;  ///< group and name
+
+    [[nodiscard]] std::pair<std::string, std::string> of(std::string_view name) const {
+        const auto known = values.find(fold(name));
+        return known == values.end() ? std::pair(group, std::string(name)) : known->second;
+    }
 };
 
 Place locate(const KeyFile& file, std::string_view key) {
@@ -149,6 +154,15 @@ Place locate(const KeyFile& file, std::string_view key) {
         }
     }
     return place;
+}
+
+/// The number of that name, 0 when there is none.
+std::uint32_t counted(const KeyFile& file, const Place& place, std::string_view name) {
+    const auto [group, key] = place.of(name);
+    const auto text = file.get(group, key);
+    const auto value = text ? parse_value(*text) : std::nullopt;
+    const auto* number = value ? std::get_if<std::uint32_t>(&*value) : nullptr;
+    return number != nullptr ? *number : 0;
 }
 
 /// Runs `change` on the file; its false means that a name or value cannot stand there.
@@ -195,15 +209,15 @@ std::optional<std::uint32_t> get_dword(std::string_view key, std::string_view na
     return number != nullptr ? std::optional(*number) : std::nullopt;
 }
 
-Status set(std::string_view key, std::span<const Entry> values) {
+Status set(std::string_view key, std::span<const Entry> values, std::string_view counter) {
     return update([&](KeyFile& file) {
         const Place place = locate(file, key);
-        return std::ranges::all_of(values, [&](const Entry& entry) {
-            const auto known = place.values.find(fold(entry.name));
-            const auto& [group, name] =
-                known == place.values.end() ? std::pair(place.group, entry.name) : known->second;
+        const auto put = [&](const Entry& entry) {
+            const auto [group, name] = place.of(entry.name);
             return file.set(group, name, std::visit(Formatter{}, entry.value));
-        });
+        };
+        if (!std::ranges::all_of(values, put)) return false;
+        return counter.empty() || put({std::string(counter), counted(file, place, counter) + 1});
     });
 }
 

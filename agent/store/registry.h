@@ -45,7 +45,8 @@ std::optional<Value> get(std::string_view key, std::string_view name);
 std::optional<std::uint32_t> get_dword(std::string_view key, std::string_view name);
 
 /// Writes all values under one key in one durable replacement. `failed` leaves every value as it was.
-Status set(std::string_view key, std::span<const Entry> values);
+/// @param counter  The name of a number that grows by one with them, whoever else writes; empty for none.
+Status set(std::string_view key, std::span<const Entry> values, std::string_view counter = {});
 
 /// Makes an empty key; nothing happens when it exists.
 Status create_key(std::string_view key);

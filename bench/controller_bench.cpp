@@ -132,12 +132,13 @@ void count_requests(Controller& controller, const Strings& ours) {
     const auto has_none = [](const Sensor& sensor) { return sensor.access == Access::none; };
     const auto& sensors = controller.simulation().sensors;
     const auto allowed = std::ssize(sensors) - std::ranges::count_if(sensors, has_none) + 3;
-    std::printf("    %td requests besides the session's (at most %td)%s; values on all LUNs: %s\n", sent,
-                allowed, sent <= allowed ? "" : "  TOO MANY", right ? "right" : "WRONG");
+    bench::print_note(std::to_string(sent) + " requests besides the session's (at most " +
+                      std::to_string(allowed) + (sent <= allowed ? ")" : ") **too many**") +
+                      "; values on all LUNs: " + (right ? "right" : "**wrong**"));
 }
 
 void measure_reading(const AgentService& agent) {
-    std::puts("thresholds: a new program and session for each sample, ours too; sensor records cached");
+    bench::print_note("below: a new program and session for each sample, ours too; sensor records cached");
     for (const auto& [temperatures, voltages] : {std::pair(8, 8), {32, 32}, {128, 128}, {384, 128}}) {
         Controller controller(agent, zel::simulator::many_sensors(temperatures, voltages));
         const Strings ours{"/proc/self/exe", "--read", std::to_string(temperatures),
@@ -161,7 +162,7 @@ void measure_reading(const AgentService& agent) {
         for (const Peer& peer : peers) {
             bench::print_ratio(what, ms, peer.name, peer.ms, "ms", 1.0);
             if (peer.status != 0)
-                std::printf("    %s fails with status %d\n", peer.name.c_str(), peer.status);
+                bench::print_note(peer.name + " fails with status " + std::to_string(peer.status));
         }
         count_requests(controller, ours);
     }
@@ -183,8 +184,8 @@ void measure_changing(const AgentService& agent) {
         requests += ' ' + request.substr(0, 7);
     const bool right = requests == " 04/26.1 04/27.1";
     bench::print_value("changing one threshold of 512 sensors", ms, "ms");
-    std::printf("    requests besides the session's:%s (one Set, one Get)%s\n", requests.c_str(),
-                right ? "" : "  WRONG");
+    bench::print_note("requests besides the session's:" + requests + " (one Set, one Get)" +
+                      (right ? "" : " **wrong**"));
 }
 
 // ---- the tool's panels
@@ -246,7 +247,7 @@ void measure_identify(const AgentService& agent) {
     }
     bench::print_ratio("identify: key on Begin to command", begin, "the panel's sleep", {1000}, "ms", 1.0);
     bench::print_ratio("identify: key on End to command", end, "allowed", {50}, "ms", 1.0);
-    std::puts("    the tool as it is: newt holds the screen for big buttons, not for these two");
+    bench::print_note("the tool as it is: newt holds the screen for big buttons, not for these two");
 }
 
 // ---- the SNMP daemon's configuration

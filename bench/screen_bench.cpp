@@ -41,6 +41,7 @@ VtOptions whiptail() {
         options.command.emplace_back("A row with a label");
     }
     options.redirect[2] = "/dev/null";
+
     return options;
 }
 
@@ -66,27 +67,11 @@ void make_disks(const bench::AgentService& agent, int disks) {
     const fs::path block = agent.folder() / "block";
     fs::remove_all(block);
     for (int i = 0; i < disks; ++i) {
-        char name[16];
-        std::snprintf(name, sizeof name, "disk%04d", i);
-        fs::create_directories(block / name);
-        std::ofstream(block / name / "size") << "2048000\n";
+        const fs::path disk = block / ("disk" + std::to_string(1000 + i));
+        fs::create_directories(disk);
+        std::ofstream(disk / "size") << "2048000\n";
     }
     agent.write_file("agent.conf", "[monitor]\nsys_block=" + block.string() + "\n");
-}
-
-void measure_storage() {
-    const bench::AgentService agent;
-    Samples empty;
-    for (const int disks : {0, 128, 512, 1024}) {
-        make_disks(agent, disks);
-        const Samples samples = panel_samples(agent.tool(), 3);
-        if (disks == 0) empty = samples;
-        bench::print_value("storage panel, " + std::to_string(disks) + " devices: open", samples, "ms");
-        if (disks > 0)
-            std::printf("    %.1f us more per device, %.1f ms more than the empty panel (at most 100)\n",
-                        (bench::median(samples) - bench::median(empty)) * 1000 / disks,
-                        bench::median(samples) - bench::median(empty));
-    }
 }
 
 /// File systems to list: one real folder under many made-up mounts, which statfs answers for.
@@ -103,38 +88,55 @@ void make_mounts(const bench::AgentService& agent, int mounts) {
     agent.write_file("agent.conf", "[monitor]\nmountinfo=" + (agent.folder() / "mountinfo").string() + "\n");
 }
 
-void measure_file_systems() {
+/// How a panel's opening grows with what it lists.
+void measure_growth(const std::string& panel, int row, const char* each, std::initializer_list<int> numbers,
+                    void (*make)(const bench::AgentService&, int)) {
     const bench::AgentService agent;
     Samples empty;
-    for (const int mounts : {0, 100, 500, 1000}) {
-        make_mounts(agent, mounts);
-        const Samples samples = panel_samples(agent.tool(), 4);
-        if (mounts == 0) empty = samples;
-        bench::print_value("file-system panel, " + std::to_string(mounts) + " mounts: open", samples, "ms");
-        if (mounts > 0)
-            std::printf("    %.1f us more per mount, %.1f ms more than the empty panel (at most 100)\n",
-                        (bench::median(samples) - bench::median(empty)) * 1000 / mounts,
-                        bench::median(samples) - bench::median(empty));
+    for (const int number : numbers) {
+        make(agent, number);
+        const Samples samples = panel_samples(agent.tool(), row);
+        if (number == 0) empty = samples;
+        bench::print_value(panel + " panel, " + std::to_string(number) + " " + each + "s: open", samples,
+                           "ms");
+        if (number == 0) continue;
+        const double more = bench::median(samples) - bench::median(empty);
+        char note[96];
+        std::snprintf(note, sizeof note,
+                      "%.1f us more per %s, %.1f ms more than the empty panel (at most 100)",
+                      more * 1000 / number, each, more);
+        bench::print_note(note);
     }
+}
+
+/// Every panel of a server without controller, beside the least that can be opened: a window with one button.
+void measure_panels() {
+    const bench::AgentService agent;
+    constexpr const char* kNames[] = {"general", "CPU",  "event log", "storage", "file-system",
+                                      "LAN",     "RAID", "watchdog",  "shutdown"};
+    for (int row = 0; row < 9; ++row)
+        bench::print_value(std::string(kNames[row]) + " panel: open", panel_samples(agent.tool(), row), "ms");
+}
+
+void measure_start() {
+    const bench::AgentService agent;
+    Measured ours;
+    Measured theirs;
+    for (int i = 0; i < kStarts; ++i) {
+        measure_once(agent.tool(), ours);
+        measure_once(whiptail(), theirs);
+    }
+    bench::print_ratio("start to first full frame", ours.start_ms, "whiptail", theirs.start_ms, "ms", 1.5);
+    bench::print_ratio("resident memory", ours.resident_kb, "whiptail", theirs.resident_kb, "kB", 2.0);
+    bench::print_ratio("key press to settled screen", ours.key_ms, "whiptail", theirs.key_ms, "ms", 1.2);
 }
 
 }  // namespace
 
 int main(int argc, char**) {
-    {
-        const bench::AgentService agent;
-        Measured ours;
-        Measured theirs;
-        for (int i = 0; i < kStarts; ++i) {
-            measure_once(agent.tool(), ours);
-            measure_once(whiptail(), theirs);
-        }
-        bench::print_ratio("start to first full frame", ours.start_ms, "whiptail", theirs.start_ms, "ms",
-                           1.5);
-        bench::print_ratio("resident memory", ours.resident_kb, "whiptail", theirs.resident_kb, "kB", 2.0);
-        bench::print_ratio("key press to settled screen", ours.key_ms, "whiptail", theirs.key_ms, "ms", 1.2);
-    }
+    measure_start();
     if (argc > 1) return 0;
-    measure_storage();
-    measure_file_systems();
+    measure_panels();
+    measure_growth("storage", 3, "device", {0, 128, 512, 1024}, make_disks);
+    measure_growth("file-system", 4, "mount", {0, 100, 500, 1000}, make_mounts);
 }

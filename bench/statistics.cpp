@@ -30,13 +30,17 @@ double median(Samples samples) {
 void print_ratio(const std::string& what, const Samples& ours, const std::string& peer, const Samples& theirs,
                  const char* unit, double allowed) {
     const double ratio = median(ours) / median(theirs);
-    std::printf("%-44s %-28s %s %-28s %.2f times (at most %.1f)%s\n", what.c_str(),
-                spread(ours, unit).c_str(), peer.c_str(), spread(theirs, unit).c_str(), ratio, allowed,
-                ratio <= allowed ? "" : "  TOO MUCH");
+    std::printf("| %s | %s | %s: %s | %.2f%s | %.1f |\n", what.c_str(), spread(ours, unit).c_str(),
+                peer.c_str(), spread(theirs, unit).c_str(), ratio, ratio <= allowed ? "" : " **too much**",
+                allowed);
 }
 
 void print_value(const std::string& what, const Samples& samples, const char* unit) {
-    std::printf("%-44s %s\n", what.c_str(), spread(samples, unit).c_str());
+    std::printf("| %s | %s | | | |\n", what.c_str(), spread(samples, unit).c_str());
+}
+
+void print_note(const std::string& note) {
+    std::printf("| .. %s | | | | |\n", note.c_str());
 }
 
 }  // namespace bench

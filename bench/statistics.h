@@ -20,12 +20,17 @@ double milliseconds(Run&& run) {
     return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
 }
 
-/// One line: what was measured, both medians with their spread (10th to 90th percentile), and their ratio
+// What follows prints rows of a table: measure, ours, peer, ratio, ratio allowed.
+
+/// One row: what was measured, both medians with their spread (10th to 90th percentile), and their ratio
 /// beside the ratio allowed.
 void print_ratio(const std::string& what, const Samples& ours, const std::string& peer, const Samples& theirs,
                  const char* unit, double allowed);
 
-/// One line about one thing.
+/// One row about one thing.
 void print_value(const std::string& what, const Samples& samples, const char* unit);
+
+/// A remark on the row before.
+void print_note(const std::string& note);
 
 }  // namespace bench

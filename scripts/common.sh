@@ -10,7 +10,7 @@ build_packages=(cmake ninja-build g++ pkg-config libnewt-dev libslang2-dev libmo
     libsystemd-dev libfreeipmi-dev libfreeipmi17)
 simulator_packages=(openipmi libopenipmi-dev)
 test_packages=(libgtest-dev libgmock-dev libvterm-dev "${simulator_packages[@]}")
-bench_packages=(libbenchmark-dev libvterm-dev whiptail ipmitool freeipmi-tools "${simulator_packages[@]}")
+bench_packages=(libvterm-dev whiptail ipmitool freeipmi-tools "${simulator_packages[@]}")
 lint_packages=(clang-format clang-tidy cppcheck)
 inband_packages=(qemu-system-x86 busybox-static cpio)
 package_packages=(debhelper dpkg-dev lintian man-db mandoc tmux)

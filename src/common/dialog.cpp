@@ -27,10 +27,7 @@ Dialog::Dialog() : form_(newt.newtForm(nullptr, nullptr, 0)) {
 }
 
 Dialog::~Dialog() {
-    if (open_) {
-        newt.newtPopWindow();
-        repaint_after_closing();
-    }
+    if (open_) repaint_close_window();
     newt.newtFormDestroy(form_);
     for (newtComponent component : outside_form_)
         newt.newtComponentDestroy(component);
@@ -112,7 +109,7 @@ void Dialog::add(std::initializer_list<newtComponent> components) {
 }
 
 void Dialog::open(newtGrid outer, const std::string& title, std::initializer_list<int> hot_keys) {
-    repaint_if_changed();
+    repaint_before_opening();
     newt.newtCursorOff();  // an entry left by a hot key in the dialog beneath leaves it visible
     newt.newtGridWrappedWindow(outer, const_cast<char*>(title.c_str()));  // newt copies the title
     open_ = true;

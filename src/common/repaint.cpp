@@ -51,7 +51,7 @@ class Picture {
   public:
     /// Looks at an empty screen with a help line: S-Lang numbers colours in its own way.
     void learn_colours(Size screen) {
-        background_ = first_cell(screen.rows - 2);
+        if (screen.rows > 1) background_ = first_cell(screen.rows - 2);
         help_line_colour_ = first_cell(screen.rows - 1).color;
     }
 
@@ -62,7 +62,7 @@ class Picture {
             Row shown = read(row, screen.columns);
             // The help line goes with the screen's edge and hides what a larger screen had in its place.
             if (row == screen.rows - 1 && is_help_line(shown.front())) continue;
-            // In other rows it was put back by a window that closed after the screen had grown.
+            // In other rows it was put back by a window that closed at another size.
             std::ranges::replace_if(
                 shown, [this](const SLsmg_Char_Type& cell) { return is_help_line(cell); }, background_);
             Row& kept = rows_[static_cast<std::size_t>(row)];
@@ -80,12 +80,16 @@ class Picture {
     }
 
     /// Draws as much as fits.
-    void put(Size screen) {
+    void put(Size screen) const {
         for (int row = 0; row < std::min(screen.rows, static_cast<int>(rows_.size())); ++row) {
-            Row& kept = rows_[static_cast<std::size_t>(row)];
-            const auto width = std::min(kept.size(), static_cast<std::size_t>(screen.columns));
+            const Row& kept = rows_[static_cast<std::size_t>(row)];
+            Row fitting(kept.begin(),
+                        kept.begin() + std::min(std::ssize(kept), std::ptrdiff_t{screen.columns}));
+            // The left half of a wide character must not stand at the edge.
+            if (fitting.size() < kept.size() && kept[fitting.size()].nchars == 0)
+                fitting.back() = background_;
             slang.SLsmg_gotorc(row, 0);
-            slang.SLsmg_write_raw(kept.data(), static_cast<unsigned>(width));
+            slang.SLsmg_write_raw(fitting.data(), static_cast<unsigned>(fitting.size()));
         }
     }
 
@@ -106,7 +110,7 @@ class Picture {
     }
 
     std::vector<Row> rows_;
-    SLsmg_Char_Type background_{};
+    SLsmg_Char_Type background_{.nchars = 1, .wchars = {' '}, .color = 0};
     SLsmg_Color_Type help_line_colour_ = 0;
 };
 
@@ -116,10 +120,16 @@ Size terminal_size(Size otherwise) {
     return known ? Size{size.ws_row, size.ws_col} : otherwise;
 }
 
+/// What lay beneath a window when it was opened, and the size then.
+struct Beneath {
+    Size size;
+    Picture picture;
+};
+
 struct Screen {
     Size size;
-    bool resized = false;
     Picture picture;
+    std::vector<Beneath> windows;
 };
 
 Screen& screen() {
@@ -127,15 +137,17 @@ Screen& screen() {
     return shown;
 }
 
-void resize_to(Size size) {
-    Screen& shown = screen();
-    shown.picture.take(shown.size);
-    slang.SLtt_get_screen_size();
+void set_area(Size size) {
+    *slang.SLtt_Screen_Rows = size.rows;
+    *slang.SLtt_Screen_Cols = size.columns;
     slang.SLsmg_reinit_smg();
-    shown.size = size;
-    shown.resized = true;
+}
+
+void draw(Size size) {
+    set_area(size);
+    screen().size = size;
     newt.newtCls();
-    shown.picture.put(size);
+    screen().picture.put(size);
     newt.newtRedrawHelpLine();
     newt.newtRefresh();
 }
@@ -167,7 +179,16 @@ void repaint_if_changed() {
         newt.newtResume();
     }
     const Size size = terminal_size(screen().size);
-    if (size != screen().size) resize_to(size);
+    if (size == screen().size) return;
+    screen().picture.take(screen().size);
+    draw(size);
+}
+
+void repaint_before_opening() {
+    if (!armed) return;
+    repaint_if_changed();
+    screen().picture.take(screen().size);
+    screen().windows.push_back({screen().size, screen().picture});
 }
 
 void repaint_after_opening() {
@@ -176,8 +197,18 @@ void repaint_after_opening() {
     newt.newtRefresh();
 }
 
-void repaint_after_closing() {
-    if (armed && screen().resized) resize_to(screen().size);
+void repaint_close_window() {
+    if (!armed) return newt.newtPopWindow();
+    const Beneath beneath = std::move(screen().windows.back());
+    screen().windows.pop_back();
+    if (beneath.size == screen().size) return newt.newtPopWindow();
+    // What newt kept of the screen has another shape, and holes where the window went beyond the edge: it
+    // goes to an area of a single cell, and what we kept is drawn.
+    set_area({1, 1});
+    newt.newtPopWindowNoRefresh();
+    const Size size = screen().size;
+    screen().picture = beneath.picture;
+    draw(size);
 }
 
 }  // namespace zel

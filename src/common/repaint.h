@@ -23,11 +23,13 @@ bool is_repaint(const newtExitStruct& result);
 /// signals again, which newt gives up under some terminals whenever a form ends.
 void repaint_if_changed();
 
-/// Takes a newly opened window's shadow off the help line.
+/// Stand around the opening of a window: the first keeps what lies beneath it, the second takes its shadow
+/// off the help line.
+void repaint_before_opening();
 void repaint_after_opening();
 
-/// Mends the picture after a window was closed: newt put back what lay beneath it when it was opened, maybe
-/// at another size.
-void repaint_after_closing();
+/// Closes the window that was opened last. newt's own way to put back what lay beneath it does not survive a
+/// new size.
+void repaint_close_window();
 
 }  // namespace zel

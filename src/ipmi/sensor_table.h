@@ -4,6 +4,7 @@
 
 #include <zel/access_ipmi.h>
 
+#include <array>
 #include <cstddef>
 #include <cstring>
 #include <memory>
@@ -31,6 +32,24 @@ void clear_record(Record& record) {
                        &Record::lLowFatal, &Record::unused64, &Record::lHighMax, &Record::lHighMin,
                        &Record::lLowMax, &Record::lLowMin})
         record.*field = 0;
+}
+
+/// What a record holds when it is read, to be compared with later.
+template <class Snapshot, class Record>
+Snapshot snapshot_of(const Record& record) {
+    Snapshot kept{};
+    if constexpr (requires { kept.monitorFlag; }) kept.monitorFlag = record.dwMonitorFlag;
+    kept.highFatal = record.lHighFatal;
+    kept.highWarning = record.lHighWarning;
+    kept.lowWarning = record.lLowWarning;
+    kept.lowFatal = record.lLowFatal;
+    return kept;
+}
+
+/// A threshold of a snapshot, in the order of `Sensor::values`.
+template <class Snapshot>
+std::int64_t kept_value(const Snapshot& kept, std::size_t threshold) {
+    return std::array{kept.highFatal, kept.highWarning, kept.lowWarning, kept.lowFatal}.at(threshold);
 }
 
 /// A name from the library, read no further than its field.

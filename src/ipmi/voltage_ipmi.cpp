@@ -48,9 +48,7 @@ std::string_view name_of(std::int32_t index) {
 }
 
 std::int64_t value_as_read(std::int32_t index, std::size_t threshold) {
-    const VoltSnapshot& kept = snapshot[static_cast<std::size_t>(index)];
-    const std::array values = {kept.highFatal, kept.highWarning, kept.lowWarning, kept.lowFatal};
-    return values[threshold];
+    return kept_value(snapshot[static_cast<std::size_t>(index)], threshold);
 }
 
 bool judge(std::int32_t count);
@@ -158,14 +156,8 @@ bool read_sensors() {
 }
 
 void keep_as_read() {
-    for (std::size_t i = 0; i < static_cast<std::size_t>(SenNum); ++i) {
-        const VoltThreshRecord& record = VOLThreshData[i];
-        snapshot[i] = {.monitorFlag = record.dwMonitorFlag,
-                       .highFatal = record.lHighFatal,
-                       .highWarning = record.lHighWarning,
-                       .lowWarning = record.lLowWarning,
-                       .lowFatal = record.lLowFatal};
-    }
+    for (std::size_t i = 0; i < static_cast<std::size_t>(SenNum); ++i)
+        snapshot[i] = snapshot_of<VoltSnapshot>(VOLThreshData[i]);
 }
 
 void run_panel() {

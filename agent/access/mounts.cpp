@@ -10,6 +10,7 @@
 #include <cstring>
 #include <map>
 #include <memory>
+#include <ranges>
 #include <set>
 #include <string_view>
 #include <tuple>
@@ -55,8 +56,8 @@ Mount to_mount(const MountLibrary& library, libmnt_fs* entry, const char* path) 
 void drop_hidden(std::vector<Mount>& mounts) {
     std::set<std::string> seen;
     std::vector<Mount> visible;
-    for (auto mount = mounts.rbegin(); mount != mounts.rend(); ++mount) {
-        if (seen.insert(mount->path).second) visible.push_back(std::move(*mount));
+    for (Mount& mount : std::ranges::reverse_view(mounts)) {
+        if (seen.insert(mount.path).second) visible.push_back(std::move(mount));
     }
     std::ranges::reverse(visible);
     mounts = std::move(visible);

@@ -13,8 +13,9 @@ std::string take_up(const std::string& name, const Reread& reread) {
         log(name + ": the settings cannot be read");
         return "error the settings cannot be read";
     }
+    const std::string title = name + ": ";
     for (const std::string& change : *changes)
-        log(name + ": " + change);
+        log(title + change);
     return "ok";
 }
 

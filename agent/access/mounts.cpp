@@ -10,7 +10,6 @@
 #include <cstring>
 #include <map>
 #include <memory>
-#include <ranges>
 #include <set>
 #include <string_view>
 #include <tuple>
@@ -56,9 +55,9 @@ Mount to_mount(const MountLibrary& library, libmnt_fs* entry, const char* path) 
 void drop_hidden(std::vector<Mount>& mounts) {
     std::set<std::string> seen;
     std::vector<Mount> visible;
-    for (Mount& mount : std::ranges::reverse_view(mounts)) {
+    std::for_each(mounts.rbegin(), mounts.rend(), [&](Mount& mount) {
         if (seen.insert(mount.path).second) visible.push_back(std::move(mount));
-    }
+    });
     std::ranges::reverse(visible);
     mounts = std::move(visible);
 }

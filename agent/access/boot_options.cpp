@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "boot_options.h"
 
+#include <unistd.h>
+
 #include <array>
-#include <filesystem>
 #include <initializer_list>
-#include <system_error>
 #include <vector>
 
 #include "controller_visit.h"
@@ -33,8 +33,7 @@ constexpr std::uint8_t kKeepAfterAMinute = 0x08;
 constexpr std::uint8_t kByNobody = 0xff;
 
 bool is_efi() {
-    std::error_code ignored;
-    return std::filesystem::exists("/sys/firmware/efi", ignored);
+    return ::access("/sys/firmware/efi", F_OK) == 0;
 }
 
 /// Writes one parameter. The completion code, also traced when it is not 0; nothing without an answer.

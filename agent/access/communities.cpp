@@ -9,10 +9,8 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <filesystem>
 #include <set>
 #include <string_view>
-#include <system_error>
 #include <tuple>
 #include <unordered_set>
 
@@ -125,19 +123,16 @@ void Reader::read(const std::string& path, int depth, bool ours) {
 
 void Reader::read_folder(const std::string& path, int depth, bool ours) {
     if (!may_go_on(path)) return;
-    std::vector<std::string> names;
-    std::error_code error;
-    for (std::filesystem::directory_iterator entry(path, error), end; !error && entry != end;
-         entry.increment(error)) {
-        std::string name = entry->path().filename();
-        if (!name.starts_with('.') && name.ends_with(".conf")) names.push_back(std::move(name));
-    }
-    if (error) {
+    auto names = store::names_in(path);
+    if (!names) {
         TraceLog(TRACE_LEVEL_RESOURCE, kModule, __func__, __LINE__, "%s cannot be read: %s.", path.c_str(),
-                 error.message().c_str());
+                 std::strerror(errno));
+        return;
     }
-    std::ranges::sort(names);
-    for (const std::string& name : names) {
+    std::erase_if(*names,
+                  [](const std::string& name) { return name.starts_with('.') || !name.ends_with(".conf"); });
+    std::ranges::sort(*names);
+    for (const std::string& name : *names) {
         read(std::string(path).append("/").append(name), depth, ours);
     }
 }

@@ -37,17 +37,9 @@ std::string block_path() {
 std::optional<std::string> read_block(const std::string& path) {
     const store::UniqueFd file = store::open_file(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
     if (!file) return std::nullopt;
-    std::string block(kLargestBlock, '\0');
-    std::size_t size = 0;
-    while (size < block.size()) {
-        const ssize_t got = ::read(file.get(), block.data() + size, block.size() - size);
-        if (got < 0 && errno == EINTR) continue;
-        if (got < 0) return std::nullopt;
-        if (got == 0) break;
-        size += static_cast<std::size_t>(got);
-    }
-    block.resize(size);
-    return block;
+    std::string block;
+    return store::read_at_most(file.get(), kLargestBlock, block) ? std::optional(std::move(block))
+                                                                 : std::nullopt;
 }
 
 /// Takes one line off the block; in it, a backslash keeps the character after it, a line feed too.

@@ -3,7 +3,6 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <unistd.h>
 
 #include <cctype>
 #include <cerrno>
@@ -93,15 +92,9 @@ std::optional<std::vector<Record>> parse(std::string_view text, const std::strin
 std::optional<std::vector<Record>> load(const std::string& path, const std::string& identity) {
     const auto file = store::open_file(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
     if (!file) return std::nullopt;
-    std::string text(kLargestFile, '\0');
-    std::size_t size = 0;
-    while (size < text.size()) {
-        const ssize_t got = ::read(file.get(), text.data() + size, text.size() - size);
-        if (got < 0 && errno == EINTR) continue;
-        if (got <= 0) break;
-        size += static_cast<std::size_t>(got);
-    }
-    return parse(std::string_view(text).substr(0, size), identity);
+    std::string text;
+    if (!store::read_at_most(file.get(), kLargestFile, text)) return std::nullopt;
+    return parse(text, identity);
 }
 
 void trace_no_cache(const std::string& path) {

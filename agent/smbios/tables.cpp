@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "tables.h"
 
+#include <fcntl.h>
+
 #include <algorithm>
 #include <array>
-#include <fstream>
 #include <numeric>
 #include <string_view>
 #include <utility>
 
+#include "store/file_io.h"
 #include "store/key_file.h"
 #include "store/paths.h"
 
@@ -30,13 +32,11 @@ struct Extent {
 };
 
 std::optional<std::vector<std::uint8_t>> read_file(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) return std::nullopt;
-    std::vector<char> content(kMaxFile + 1);
-    file.read(content.data(), static_cast<std::streamsize>(content.size()));
-    const auto used = static_cast<std::size_t>(file.gcount());
-    if (file.bad() || used > kMaxFile) return std::nullopt;
-    return std::vector<std::uint8_t>(content.begin(), content.begin() + static_cast<std::ptrdiff_t>(used));
+    const auto file = store::open_file(path, O_RDONLY | O_NONBLOCK);
+    std::string content;
+    if (!file || !store::read_at_most(file.get(), kMaxFile + 1, content) || content.size() > kMaxFile)
+        return std::nullopt;
+    return std::vector<std::uint8_t>(content.begin(), content.end());
 }
 
 std::size_t little_endian(Bytes bytes) {

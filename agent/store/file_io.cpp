@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "file_io.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <cstddef>
+#include <algorithm>
+#include <memory>
 #include <thread>
 
 namespace zel::store {
@@ -23,6 +25,33 @@ UniqueFd open_file(const std::string& path, int flags, mode_t mode) {
         fd = open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY, mode);
     } while (fd < 0 && errno == EINTR);
     return UniqueFd(fd);
+}
+
+bool read_at_most(int fd, std::size_t most, std::string& bytes, std::size_t expected) {
+    std::size_t filled = 0;
+    bytes.resize(std::min(expected, most));
+    while (filled < most) {
+        if (filled == bytes.size()) bytes.resize(std::min(std::max<std::size_t>(filled * 2, 64), most));
+        const ssize_t got = read(fd, bytes.data() + filled, bytes.size() - filled);
+        if (got < 0 && errno == EINTR) continue;
+        if (got < 0) return false;
+        if (got == 0) break;
+        filled += static_cast<std::size_t>(got);
+    }
+    bytes.resize(filled);
+    return true;
+}
+
+std::optional<std::vector<std::string>> names_in(const std::string& folder) {
+    const std::unique_ptr<DIR, int (*)(DIR*)> entries(opendir(folder.c_str()), closedir);
+    if (!entries) return std::nullopt;
+    std::vector<std::string> names;
+    errno = 0;  // tells an end of the folder from a failure
+    while (const dirent* entry = readdir(entries.get())) {
+        const std::string_view name = entry->d_name;
+        if (name != "." && name != "..") names.emplace_back(name);
+    }
+    return errno == 0 ? std::optional(std::move(names)) : std::nullopt;
 }
 
 bool write_all(int fd, std::string_view bytes) {

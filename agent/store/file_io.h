@@ -6,9 +6,12 @@
 
 #include <cerrno>
 #include <chrono>
+#include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace zel::store {
 
@@ -49,6 +52,13 @@ class UniqueFd {
 
 /// Opens a file, never inherited by a started program. No descriptor, with errno set, on failure.
 UniqueFd open_file(const std::string& path, int flags, mode_t mode = 0);
+
+/// Reads what an open file still holds, at most `most` bytes of it. False with errno set when that failed.
+/// @param expected  How many there may be; a guess saves reading in steps.
+bool read_at_most(int fd, std::size_t most, std::string& bytes, std::size_t expected = 4096);
+
+/// The names of what a folder holds, in no order; nothing with errno set when it cannot be read.
+std::optional<std::vector<std::string>> names_in(const std::string& folder);
 
 /// Writes all bytes. False with errno set when that failed half-way.
 bool write_all(int fd, std::string_view bytes);

@@ -1,5 +1,4 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <unistd.h>
@@ -44,34 +43,17 @@ void tell_corrupt(const std::string& path, const FileStamp& stamp) {
              path.c_str());
 }
 
-/// Reads what the opened file holds, up to one byte more than a key file may have.
-bool read_all(int fd, std::size_t expected, std::string& text) {
-    std::size_t filled = 0;
-    text.resize(std::min(expected, max_key_file_size) + 1);
-    while (filled <= max_key_file_size) {
-        if (filled == text.size()) text.resize(std::min(filled * 2, max_key_file_size + 1));
-        const ssize_t got = read(fd, text.data() + filled, text.size() - filled);
-        if (got < 0 && errno == EINTR) continue;
-        if (got < 0) return false;
-        if (got == 0) break;
-        filled += static_cast<std::size_t>(got);
-    }
-    text.resize(filled);
-    return true;
-}
-
 /// Removes what killed writers left beside `path`.
 void remove_stale_temporaries(const std::string& path) {
+    const std::string folder = parent_folder(path);
     const std::string prefix = path.substr(path.rfind('/') + 1).append(temporary_suffix);
-    const std::unique_ptr<DIR, int (*)(DIR*)> entries(opendir(parent_folder(path).c_str()), closedir);
-    while (const dirent* entry = entries ? readdir(entries.get()) : nullptr) {
-        const std::string name = entry->d_name;
+    for (const std::string& name : names_in(folder).value_or(std::vector<std::string>())) {
         if (!name.starts_with(prefix)) continue;
         const auto writer =
             parse_int(name.substr(prefix.size(), name.find('.', prefix.size()) - prefix.size()));
         const bool alive = writer && *writer > 0 && *writer <= std::numeric_limits<pid_t>::max() &&
                            (kill(static_cast<pid_t>(*writer), 0) == 0 || errno != ESRCH);
-        if (!alive) unlinkat(dirfd(entries.get()), name.c_str(), 0);
+        if (!alive) unlink((folder + '/').append(name).c_str());
     }
 }
 
@@ -186,7 +168,9 @@ Status read_key_file(const std::string& path, KeyFile& out, FileStamp& stamp, st
         return Status::failed;
     }
     stamp = stamp_of(info);
-    if (!read_all(file.get(), static_cast<std::size_t>(info.st_size), text)) return Status::failed;
+    // One byte more than a key file may have, and one more than it has: the end is then seen at once.
+    if (!read_at_most(file.get(), max_key_file_size + 1, text, static_cast<std::size_t>(info.st_size) + 1))
+        return Status::failed;
     if (text.size() <= max_key_file_size && out.parse(text)) return Status::ok;
     tell_corrupt(path, stamp);
     return Status::corrupt;

@@ -20,4 +20,8 @@ done
 forbid src/common '\.\./'
 forbid agent/store '.*(compat|access|smbios|sensorshare|service|bmc)/'
 forbid agent/access '.*service/'
+# A megabyte in each library that is linked with the C++ library.
+for folder in src agent; do
+    forbid $folder '(iostream|fstream|sstream|iomanip|filesystem|regex|locale)>'
+done
 exit $status

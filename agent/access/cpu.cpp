@@ -8,6 +8,7 @@
 #include <string>
 
 #include "cpu_settings.h"
+#include "registry_values.h"
 #include "service_client.h"
 #include "store/registry.h"
 #include "zel/access_monitor.h"
@@ -17,7 +18,6 @@ namespace {
 
 namespace access = zel::access;
 namespace registry = zel::store::registry;
-using zel::store::Status;
 
 constexpr const char* kKey = "SOFTWARE/QUD/ZELAgent/CPU";
 constexpr int kDefaultInterval = 10;
@@ -72,18 +72,9 @@ CpuThresholdRow read_row(int row) {
     return result;
 }
 
-bool registry_readable() {
-    const bool readable = registry::check() == Status::ok;
-    if (!readable) TraceLog(TRACE_LEVEL_ERROR, "cpu", __func__, __LINE__, "The registry cannot be read.");
-    return readable;
-}
-
 /// Writes the values of one key and has the service take them up.
 bool write(const std::string& key, std::span<const registry::Entry> values) {
-    if (registry::set(key, values) != Status::ok) {
-        TraceLog(TRACE_LEVEL_ERROR, "cpu", __func__, __LINE__, "%s cannot be written.", key.c_str());
-        return false;
-    }
+    if (!access::write_values(key.c_str(), values)) return false;
     access::notify("reset cpu");  // a missing service reads the settings when it starts
     return true;
 }
@@ -91,7 +82,7 @@ bool write(const std::string& key, std::span<const registry::Entry> values) {
 }  // namespace
 
 extern "C" int GetCpuDataFromRegistry(CpuSettingsRecord* settings) try {
-    if (!settings || !registry_readable()) return 1;
+    if (!settings || !access::registry_readable()) return 1;
     const CpuCycleRecord cycle = read_cycle();
     const CpuThresholdRow total = read_row(0);
     *settings = {.samplingInterval = cycle.samplingInterval,
@@ -110,7 +101,7 @@ extern "C" int GetCpuDataFromRegistry(CpuSettingsRecord* settings) try {
 }
 
 extern "C" int GetCpuThreshold(int row, CpuThresholdRow* out) try {
-    if (!out || !row_exists(row) || !registry_readable()) return 0;
+    if (!out || !row_exists(row) || !access::registry_readable()) return 0;
     *out = read_row(row);
     return 1;
 } catch (...) {

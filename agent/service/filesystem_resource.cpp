@@ -28,11 +28,8 @@ void compare_filesystems(Changes& changes, const std::string& path, const access
 
 Changes filesystem_changes(const access::FilesystemSettings& before,
                            const access::FilesystemSettings& after) {
-    Changes changes;
-    note_change(changes, access::kIntervalKey, std::to_string(before.interval),
-                std::to_string(after.interval));
-    note_named_changes(changes, before.filesystems, after.filesystems, compare_filesystems);
-    return changes;
+    return interval_and_named_changes(before, after, &access::FilesystemSettings::filesystems,
+                                      compare_filesystems);
 }
 
 }  // namespace

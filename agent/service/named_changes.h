@@ -36,4 +36,16 @@ void note_named_changes(Changes& changes, const std::map<std::string, Each>& bef
     }
 }
 
+/// What changed between two readings of such a resource's settings: the interval, then the things of
+/// `member`.
+template <class Settings, class Things, class Compare>
+Changes interval_and_named_changes(const Settings& before, const Settings& after, Things Settings::*member,
+                                   Compare compare) {
+    Changes changes;
+    note_change(changes, access::kIntervalKey, std::to_string(before.interval),
+                std::to_string(after.interval));
+    note_named_changes(changes, before.*member, after.*member, compare);
+    return changes;
+}
+
 }  // namespace zel::service

@@ -31,11 +31,7 @@ void compare_devices(Changes& changes, const std::string& device, const access::
 }
 
 Changes storage_changes(const access::StorageSettings& before, const access::StorageSettings& after) {
-    Changes changes;
-    note_change(changes, access::kIntervalKey, std::to_string(before.interval),
-                std::to_string(after.interval));
-    note_named_changes(changes, before.devices, after.devices, compare_devices);
-    return changes;
+    return interval_and_named_changes(before, after, &access::StorageSettings::devices, compare_devices);
 }
 
 }  // namespace

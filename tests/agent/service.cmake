@@ -4,7 +4,7 @@ add_executable(agent_service_tests
     "${CMAKE_CURRENT_LIST_DIR}/smbios_test.cpp"
     "${CMAKE_CURRENT_LIST_DIR}/service_test.cpp")
 target_compile_definitions(agent_service_tests PRIVATE
-    SMBIOS_LIBRARY="$<TARGET_FILE:zelsmbios>" SENSORSHARE_LIBRARY="$<TARGET_FILE:dissensor>" SERVICE_PROGRAM="$<TARGET_FILE:ZELntserver>")
+    SERVICE_PROGRAM="$<TARGET_FILE:ZELntserver>")
 target_link_libraries(agent_service_tests PRIVATE zelaccess zelserviceclient zelsmbiostables zelcompat
                       zelstore GTest::gtest_main ${CMAKE_DL_LIBS})
 add_dependencies(agent_service_tests dissensor zelsmbios ZELntserver)

@@ -1,10 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "repaint.h"
 
+#include <pthread.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <vector>
 
@@ -24,7 +27,10 @@ struct Size {
 
 bool armed = false;
 struct sigaction newt_winch {};
-volatile std::sig_atomic_t continued = 0;
+// Any thread may be the one that takes a signal; the one that runs the forms has to hear of it.
+std::atomic<bool> continued = false;
+pthread_t screen_thread{};
+static_assert(std::atomic<bool>::is_always_lock_free);
 
 void on_stop(int) {
     terminal_give_back();
@@ -32,8 +38,10 @@ void on_stop(int) {
 }
 
 void on_continue(int) {
-    continued = 1;
-    std::raise(SIGWINCH);  // wakes the form
+    const int kept = errno;
+    continued = true;
+    pthread_kill(screen_thread, SIGWINCH);  // wakes the form
+    errno = kept;
 }
 
 void take_signals() {
@@ -158,6 +166,7 @@ void repaint_arm() {
     sigaction(SIGWINCH, nullptr, &newt_winch);
     newt.newtGetScreenSize(&screen().size.columns, &screen().size.rows);
     screen().picture.learn_colours(screen().size);
+    screen_thread = pthread_self();
     armed = true;
     take_signals();
 }
@@ -173,8 +182,7 @@ bool is_repaint(const newtExitStruct& result) {
 void repaint_if_changed() {
     if (!armed) return;
     take_signals();
-    if (continued != 0) {
-        continued = 0;
+    if (continued.exchange(false)) {
         newt.newtSuspend();
         newt.newtResume();
     }

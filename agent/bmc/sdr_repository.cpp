@@ -53,29 +53,6 @@ std::optional<std::vector<std::uint8_t>> ask(Controller& controller, NetFn netfn
     return std::nullopt;
 }
 
-/// What the controller says that it is. Asked once for what is read in a row, one kind of sensors after the
-/// other: no controller restarts with another firmware within seconds.
-std::optional<std::vector<std::uint8_t>> device_id(Controller& controller) {
-    using Clock = std::chrono::steady_clock;
-    constexpr std::chrono::seconds kHolds{10};
-    struct Known {
-        std::mutex mutex;
-        std::string target;
-        std::vector<std::uint8_t> device;
-        Clock::time_point until;
-    };
-    // Never destroyed: threads may still ask while the process ends.
-    static Known& known = *new Known;
-    const std::scoped_lock lock(known.mutex);
-    if (known.target == controller.target() && Clock::now() < known.until) return known.device;
-    auto device = ask(controller, kApp, kGetDeviceId, 11);
-    if (!device) return std::nullopt;
-    known.target = controller.target();
-    known.device = *device;
-    known.until = Clock::now() + kHolds;
-    return device;
-}
-
 class RepositoryReader {
   public:
     explicit RepositoryReader(Controller& controller) : controller_(controller) {}
@@ -182,6 +159,29 @@ std::string to_hex(std::span<const std::uint8_t> bytes) {
         text += kDigits[byte & 0x0f];
     }
     return text;
+}
+
+// Once for what is read in a row, one kind of sensors after the other: no controller restarts with another
+// firmware within seconds.
+std::optional<std::vector<std::uint8_t>> device_id(Controller& controller) {
+    using Clock = std::chrono::steady_clock;
+    constexpr std::chrono::seconds kHolds{10};
+    struct Known {
+        std::mutex mutex;
+        std::string target;
+        std::vector<std::uint8_t> device;
+        Clock::time_point until;
+    };
+    // Never destroyed: threads may still ask while the process ends.
+    static Known& known = *new Known;
+    const std::scoped_lock lock(known.mutex);
+    if (known.target == controller.target() && Clock::now() < known.until) return known.device;
+    auto device = ask(controller, kApp, kGetDeviceId, 11);
+    if (!device) return std::nullopt;
+    known.target = controller.target();
+    known.device = *device;
+    known.until = Clock::now() + kHolds;
+    return device;
 }
 
 std::optional<std::string> repository_identity(Controller& controller) {

@@ -18,6 +18,10 @@ struct Repository {
     bool complete = true;         ///< False when the controller refused a record; worth another try later.
 };
 
+/// The answer to Get Device ID, eleven bytes or more, asked for once in ten seconds. Nothing, with the reason
+/// traced, when the controller does not say.
+std::optional<std::vector<std::uint8_t>> device_id(Controller& controller);
+
 /// Names the controller and the state of its repository: another text means that something may have changed.
 /// Two requests, within ten seconds of the last time one. Nothing, with the reason traced, when the
 /// controller cannot say.

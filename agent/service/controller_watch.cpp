@@ -4,7 +4,6 @@
 #include <chrono>
 #include <string>
 
-#include "access/controller_visit.h"
 #include "access/sensors_reapply.h"
 #include "bmc/settings.h"
 #include "log.h"
@@ -15,19 +14,11 @@ namespace {
 
 constexpr std::chrono::minutes kPause{1};
 
-bool answers() {
-    constexpr std::uint8_t kGetDeviceId = 0x01;
+void look(access::ThresholdKeeper& keeper) {
     const auto settings = bmc::read_settings();
-    if (!settings || !bmc::is_present(*settings)) return false;
-    const access::ControllerVisit visit;
-    return bmc::controller().request(0, bmc::kApp, kGetDeviceId).has_value();
-}
-
-/// True when the sensors have what they shall have.
-bool put_thresholds_back() {
-    const auto given = access::reapply_thresholds(bmc::controller());
+    if (!settings || !bmc::is_present(*settings)) return keeper.forget();
+    const auto given = keeper.look();
     if (given && *given > 0) log("controller: thresholds put back on sensors: " + std::to_string(*given));
-    return given.has_value();
 }
 
 }  // namespace
@@ -38,9 +29,9 @@ ControllerWatch::~ControllerWatch() = default;
 
 void ControllerWatch::run(const std::stop_token& stop) try {
     TraceLogSetThrName("controller");
-    bool answered = false;
+    access::ThresholdKeeper keeper(bmc::controller());
     while (!stop.stop_requested()) {
-        answered = answers() && (answered || put_thresholds_back());
+        look(keeper);
         std::unique_lock lock(mutex_);
         stopped_.wait_for(lock, stop, kPause, [] { return false; });
     }

@@ -48,7 +48,7 @@ std::vector<Sensor> kinds() {
             {.name = "read only", .number = 4, .access = Access::readable},
             {.name = "not live", .number = 5, .live_thresholds = 0x3f & ~(1U << simulator::kLc)},
             {.name = "half settable", .number = 6, .thresholds = simulator::kFourThresholds},
-            {.name = "LUN 2", .lun = 2, .number = 2, .codes = {15, 10, 9, 40, 50, 60}},
+            {.name = "LUN 2", .lun = 2, .number = 2, .codes = {15, 10, -9, 40, 50, 60}},
             {.name = "zeros", .number = 8, .codes = {0, 0, 0, 0, 0, 0}},
             {.name = "odd", .number = 9, .max_code = 60, .min_code = 20}};
 }
@@ -90,6 +90,9 @@ TEST(Sensors, SixHundredSensorsOnThreeLunsKeepTheirOwnValues) {
     };
     check(temperatures, TEMP_SENSORS_MAX, 1);
     check(voltages, 120, 63);
+    simulator.requests();  // again: one for each with thresholds, and two for the state of the repository
+    ASSERT_TRUE(temperatures.open() && voltages.open());
+    EXPECT_EQ(simulator.requests().size(), TEMP_SENSORS_MAX + 123U + 2);
     // The highest of 512 rows is written where it belongs; a value goes to the next that the sensor has.
     TempThreshRecord& last = temperatures.data[TEMP_SENSORS_MAX - 1];
     last.lLowFatal = 4;

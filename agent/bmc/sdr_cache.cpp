@@ -9,6 +9,7 @@
 #include <charconv>
 #include <cstring>
 
+#include "request_limit.h"
 #include "store/file_io.h"
 #include "store/key_file.h"
 #include "store/paths.h"
@@ -18,10 +19,11 @@ namespace zel::bmc {
 namespace {
 
 constexpr const char* kModule = "sdr_cache";
-constexpr std::string_view kFormat = "zelsdr 1 ";
+constexpr std::string_view kFormat = "zelsdr 2 ";
 constexpr std::string_view kSum = "sum ";
 constexpr std::size_t kLargestFile = std::size_t{1} << 20;
 constexpr std::chrono::seconds kLongestLock{10};
+constexpr std::chrono::milliseconds kOneLook{100};
 
 /// One name per controller, whatever characters its address has.
 std::string cache_path(const std::string& target) {
@@ -106,7 +108,11 @@ void trace_no_cache(const std::string& path) {
 store::UniqueFd lock(const std::string& path) {
     if (store::make_private_dir(store::parent_folder(path))) {
         auto file = store::open_file(path + ".lock", O_RDWR | O_CREAT | O_NOFOLLOW, 0600);
-        if (file && store::lock_file(file.get(), LOCK_EX, kLongestLock)) return file;
+        const auto until = std::chrono::steady_clock::now() + kLongestLock;
+        while (file && !RequestLimit::reached()) {
+            if (store::lock_file(file.get(), LOCK_EX, kOneLook)) return file;
+            if (errno != ETIMEDOUT || std::chrono::steady_clock::now() > until) break;
+        }
     }
     trace_no_cache(path);
     return {};
@@ -115,18 +121,17 @@ store::UniqueFd lock(const std::string& path) {
 }  // namespace
 
 std::optional<std::vector<Record>> sensor_records(Controller& controller) {
-    const auto identity = repository_identity(controller);
+    const RequestLimit limit(kLongestList);
+    auto identity = repository_identity(controller);
     if (!identity) return std::nullopt;
     const std::string path = cache_path(controller.target());
     if (auto kept = load(path, *identity)) return kept;
 
     const auto locked = lock(path);
     if (auto kept = load(path, *identity)) return kept;  // by whoever held the lock
-    auto read = read_repository(controller);
+    auto read = read_repository(controller, *std::move(identity));
     if (!read) return std::nullopt;
-    if (locked && read->complete && !store::replace_file(path, serialise(*identity, read->records))) {
-        trace_no_cache(path);
-    }
+    if (locked && !store::replace_file(path, serialise(read->identity, read->records))) trace_no_cache(path);
     return std::move(read->records);
 }
 

@@ -304,7 +304,7 @@ int read_sdr_cache(const std::uint8_t* data, std::size_t size) {
     test::answer_request = test::controller_with({});
     auto& controller = bmc::controller();
     static const std::string identity = bmc::repository_identity(controller).value();
-    std::string text = "zelsdr 1 " + identity + '\n' + std::string(text_of(data, size));
+    std::string text = "zelsdr 2 " + identity + '\n' + std::string(text_of(data, size));
     std::uint64_t sum = 0xcbf29ce484222325;
     for (const char c : text)
         sum = (sum ^ static_cast<unsigned char>(c)) * 0x100000001b3;

@@ -9,6 +9,9 @@
 namespace zel::access {
 namespace {
 
+// Nobody waits for it: also a slow controller gets through all of its sensors.
+constexpr std::chrono::minutes kLongestReapply{10};
+
 /// What the sensor shall have: the kept thresholds, and its present ones where none were kept or it has none.
 ThresholdValues wanted_of(const SensorState& state, const ThresholdValues& kept) {
     ThresholdValues wanted = state.values;
@@ -39,7 +42,7 @@ Access reapply(bmc::Controller& controller, bmc::Sensor sensor) {
 
 std::optional<int> reapply_thresholds(bmc::Controller& controller) {
     if (!any_settings()) return 0;
-    const ControllerVisit visit;
+    const ControllerVisit visit(kLongestReapply);
     int given = 0;
     for (const auto& [kind, most] : {std::pair(bmc::Kind::temperature, TEMP_SENSORS_MAX),
                                      std::pair(bmc::Kind::voltage, VOLT_SENSORS_MAX)}) {

@@ -1,11 +1,16 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "controller_watch.h"
 
+#include <unistd.h>
+
 #include <chrono>
+#include <cstdio>
+#include <cstdlib>
 #include <string>
 
 #include "access/controller_visit.h"
 #include "access/sensors_reapply.h"
+#include "bmc/request_limit.h"
 #include "bmc/settings.h"
 #include "log.h"
 #include "zel/tracelog.h"
@@ -14,6 +19,7 @@ namespace zel::service {
 namespace {
 
 constexpr std::chrono::minutes kPause{1};
+constexpr std::chrono::milliseconds kLongestEnd{1500};
 
 bool answers() {
     constexpr std::uint8_t kGetDeviceId = 0x01;
@@ -32,17 +38,37 @@ bool put_thresholds_back() {
 
 }  // namespace
 
-ControllerWatch::ControllerWatch() : thread_([this](const std::stop_token& stop) { run(stop); }) {}
+ControllerWatch::ControllerWatch()
+    : thread_([shared = shared_](const std::stop_token& stop) {
+          run(stop, *shared);
+          const std::scoped_lock lock(shared->mutex);
+          shared->ended = true;
+          shared->changed.notify_all();
+      }) {}
 
-ControllerWatch::~ControllerWatch() = default;
+ControllerWatch::~ControllerWatch() {
+    thread_.request_stop();
+    std::unique_lock lock(shared_->mutex);
+    if (shared_->changed.wait_for(lock, kLongestEnd, [this] { return shared_->ended; })) return;
+    log("controller: it does not answer; ending without it");
+    thread_.detach();
+    // Nothing that the thread uses may be taken down under it.
+    ::on_exit(
+        [](int status, void*) {
+            std::fflush(nullptr);
+            ::_exit(status);
+        },
+        nullptr);
+}
 
-void ControllerWatch::run(const std::stop_token& stop) try {
+void ControllerWatch::run(const std::stop_token& stop, Shared& shared) try {
     TraceLogSetThrName("controller");
+    const bmc::RequestLimit limit(stop);
     bool answered = false;
     while (!stop.stop_requested()) {
         answered = answers() && (answered || put_thresholds_back());
-        std::unique_lock lock(mutex_);
-        stopped_.wait_for(lock, stop, kPause, [] { return false; });
+        std::unique_lock lock(shared.mutex);
+        shared.changed.wait_for(lock, stop, kPause, [] { return false; });
     }
 } catch (const std::exception& error) {
     log(std::string("controller: no longer watched: ") + error.what());

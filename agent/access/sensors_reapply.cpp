@@ -10,6 +10,9 @@
 namespace zel::access {
 namespace {
 
+// Nobody waits for it: also a slow controller gets through all of its sensors.
+constexpr std::chrono::minutes kLongestReapply{10};
+
 /// What the sensor shall have: the kept thresholds, and its present ones where none were kept, it has none,
 /// they cannot be set, or it could not represent what was kept.
 ThresholdValues wanted_of(const SensorState& state, const ThresholdValues& kept) {
@@ -51,7 +54,7 @@ std::optional<int> ThresholdKeeper::look() {
 std::optional<int> ThresholdKeeper::put_back() {
     known_ = false;
     if (!any_settings()) return 0;
-    const ControllerVisit visit;
+    const ControllerVisit visit(kLongestReapply);
     sensors_.clear();
     int given = 0;
     for (const auto& [kind, most] : {std::pair(bmc::Kind::temperature, TEMP_SENSORS_MAX),

@@ -11,6 +11,7 @@
 
 #include "controller_guid.h"
 #include "reading_factors.h"
+#include "request_limit.h"
 #include "store/file_io.h"
 #include "store/key_file.h"
 #include "store/paths.h"
@@ -25,6 +26,7 @@ constexpr std::string_view kGuid = "guid ";
 constexpr std::string_view kSum = "sum ";
 constexpr std::size_t kLargestFile = std::size_t{1} << 20;
 constexpr std::chrono::seconds kLongestLock{10};
+constexpr std::chrono::milliseconds kOneLook{100};
 
 /// One name per controller, whatever characters its address has.
 std::string cache_path(const std::string& target) {
@@ -115,7 +117,11 @@ void trace_no_cache(const std::string& path) {
 store::UniqueFd lock(const std::string& path) {
     if (store::make_private_dir(store::parent_folder(path))) {
         auto file = store::open_file(path + ".lock", O_RDWR | O_CREAT | O_NOFOLLOW, 0600);
-        if (file && store::lock_file(file.get(), LOCK_EX, kLongestLock)) return file;
+        const auto until = std::chrono::steady_clock::now() + kLongestLock;
+        while (file && !RequestLimit::reached()) {
+            if (store::lock_file(file.get(), LOCK_EX, kOneLook)) return file;
+            if (errno != ETIMEDOUT || std::chrono::steady_clock::now() > until) break;
+        }
     }
     trace_no_cache(path);
     return {};
@@ -124,7 +130,8 @@ store::UniqueFd lock(const std::string& path) {
 }  // namespace
 
 std::optional<SensorRecords> sensor_records(Controller& controller, bool ask_guid) {
-    const auto identity = repository_identity(controller);
+    const RequestLimit limit(kLongestList);
+    auto identity = repository_identity(controller);
     if (!identity) return std::nullopt;
     std::optional<std::string> guid;
     if (ask_guid && !(guid = read_guid(controller))) return std::nullopt;
@@ -134,15 +141,13 @@ std::optional<SensorRecords> sensor_records(Controller& controller, bool ask_gui
 
     const auto locked = lock(path);
     if (auto kept = load(path, *identity, asked)) return kept;  // by whoever held the lock
-    auto read = read_repository(controller);
+    auto read = read_repository(controller, *std::move(identity));
     if (!read || !(guid || (guid = read_guid(controller)))) return std::nullopt;
     for (Record& record : read->records) {
         if (!append_factors(controller, record)) return std::nullopt;
     }
     SensorRecords known{.guid = *std::move(guid), .records = std::move(read->records)};
-    if (locked && read->complete && !store::replace_file(path, serialise(*identity, known))) {
-        trace_no_cache(path);
-    }
+    if (locked && !store::replace_file(path, serialise(read->identity, known))) trace_no_cache(path);
     return known;
 }
 

@@ -24,10 +24,9 @@ struct SensorRecords {
 
 /// The records, from the file when the controller's repository is as it was then, else read anew. A file that
 /// is missing, damaged or cannot be written costs time only. Nothing, with the reason traced, when the
-/// controller does not answer.
+/// controller does not give all of them, within half a minute.
 /// @param ask_guid  Asks the controller for its GUID in any case: another board of the same make may tell of
-/// the
-///                  same repository.
+///                  the same repository.
 std::optional<SensorRecords> sensor_records(Controller& controller, bool ask_guid = false);
 
 }  // namespace zel::bmc

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <condition_variable>
+#include <memory>
 #include <mutex>
 #include <thread>
 
@@ -14,16 +15,22 @@ namespace zel::service {
 class ControllerWatch {
   public:
     ControllerWatch();
-    /// Waits for a request in progress.
+    /// Waits for a request in progress, no longer than a second and a half: the process then ends without it.
     ~ControllerWatch();
     ControllerWatch(const ControllerWatch&) = delete;
     ControllerWatch& operator=(const ControllerWatch&) = delete;
 
   private:
-    void run(const std::stop_token& stop);
+    /// What the thread may still use when it outlives the object.
+    struct Shared {
+        std::mutex mutex{};
+        std::condition_variable_any changed{};
+        bool ended = false;
+    };
 
-    std::mutex mutex_;
-    std::condition_variable_any stopped_;
+    static void run(const std::stop_token& stop, Shared& shared);
+
+    std::shared_ptr<Shared> shared_ = std::make_shared<Shared>();
     std::jthread thread_;
 };
 

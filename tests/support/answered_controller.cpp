@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "bmc/request_limit.h"
+
 namespace zel::test {
 namespace {
 
@@ -67,8 +69,20 @@ std::string Controller::target() {
 }
 
 std::optional<Reply> Controller::request(std::uint8_t /*lun*/, NetFn netfn, std::uint8_t command,
-                                         std::span<const std::uint8_t> data) {
+                                         std::span<const std::uint8_t> data, Repeat /*repeat*/) {
     return test::answer_request(netfn, command, data);
+}
+
+// Nobody waits for a controller that is a function.
+RequestLimit::RequestLimit(std::chrono::milliseconds /*longest*/, std::stop_token /*stop*/)
+    : RequestLimit(std::stop_token()) {}
+RequestLimit::RequestLimit(std::stop_token /*stop*/) : outer_(nullptr) {}
+RequestLimit::~RequestLimit() = default;
+const char* RequestLimit::reached() {
+    return nullptr;
+}
+bool RequestLimit::pause(std::chrono::milliseconds /*length*/) {
+    return true;
 }
 
 Controller& controller() {

@@ -122,6 +122,7 @@ void Dialog::open(newtGrid outer, const std::string& title, std::initializer_lis
 
 newtComponent Dialog::run() {
     newtExitStruct result{};
+    const CtrlCIsAKey held;
     do {
         repaint_if_changed();
         newt.newtFormRun(form_, &result);

@@ -39,6 +39,13 @@ void on_slang_error(const char* format, va_list arguments) {
     end_process();
 }
 
+void set_interrupt_key(cc_t key) {
+    termios modes{};
+    if (!modes_saved || tcgetattr(STDIN_FILENO, &modes) != 0 || modes.c_cc[VINTR] == key) return;
+    modes.c_cc[VINTR] = key;
+    tcsetattr(STDIN_FILENO, TCSANOW, &modes);
+}
+
 void append_reset(std::string_view bytes) {
     if (reset_length + bytes.size() > reset_bytes.size()) return;
     std::memcpy(reset_bytes.data() + reset_length, bytes.data(), bytes.size());
@@ -83,6 +90,14 @@ void terminal_arm() {
 void terminal_give_back() {
     if (modes_saved) tcsetattr(STDIN_FILENO, TCSANOW, &saved_modes);
     [[maybe_unused]] const ssize_t written = write(STDOUT_FILENO, reset_bytes.data(), reset_length);
+}
+
+CtrlCIsAKey::CtrlCIsAKey() {
+    set_interrupt_key(_POSIX_VDISABLE);
+}
+
+CtrlCIsAKey::~CtrlCIsAKey() {
+    set_interrupt_key(saved_modes.c_cc[VINTR]);
 }
 
 void terminal_lost() {

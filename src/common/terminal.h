@@ -20,6 +20,17 @@ void terminal_arm();
 /// that. Fit for a signal handler.
 void terminal_give_back();
 
+/// While it lives, Ctrl-C is a key like others. Without it Ctrl-C ends the program, as INT does: where no
+/// form waits for keys, a library waits for something that may take long. For as long as newt has the
+/// terminal.
+class CtrlCIsAKey {
+  public:
+    CtrlCIsAKey();
+    ~CtrlCIsAKey();
+    CtrlCIsAKey(const CtrlCIsAKey&) = delete;
+    CtrlCIsAKey& operator=(const CtrlCIsAKey&) = delete;
+};
+
 /// Ends the program because the terminal does not answer any more. No window may be opened on a dead
 /// terminal: newt would wait for its input to become empty for ever.
 [[noreturn]] void terminal_lost();

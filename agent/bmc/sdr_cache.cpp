@@ -11,6 +11,7 @@
 
 #include "store/file_io.h"
 #include "store/key_file.h"
+#include "store/own_folder.h"
 #include "store/paths.h"
 #include "zel/tracelog.h"
 
@@ -90,7 +91,8 @@ std::optional<std::vector<Record>> parse(std::string_view text, const std::strin
 }
 
 std::optional<std::vector<Record>> load(const std::string& path, const std::string& identity) {
-    const auto file = store::open_file(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
+    const auto folder = store::OwnFolder::open(store::parent_folder(path));
+    const auto file = folder ? folder.open_file(store::last_name(path), O_RDONLY) : store::UniqueFd();
     if (!file) return std::nullopt;
     std::string text;
     if (!store::read_at_most(file.get(), kLargestFile, text)) return std::nullopt;
@@ -104,8 +106,8 @@ void trace_no_cache(const std::string& path) {
 
 /// An open lock file, so that of several processes one reads the repository and the others wait for its file.
 store::UniqueFd lock(const std::string& path) {
-    if (store::make_private_dir(store::parent_folder(path))) {
-        auto file = store::open_file(path + ".lock", O_RDWR | O_CREAT | O_NOFOLLOW, 0600);
+    if (const auto folder = store::OwnFolder::make(store::parent_folder(path))) {
+        auto file = folder.open_file(store::last_name(path) + ".lock", O_RDWR | O_CREAT, 0600);
         if (file && store::lock_file(file.get(), LOCK_EX, kLongestLock)) return file;
     }
     trace_no_cache(path);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "agent_service.h"
 
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -19,8 +20,12 @@ AgentService::AgentService() {
     std::string name = (fs::temp_directory_path() / "zelbench-XXXXXX").string();
     if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("mkdtemp");
     folder_ = name;
-    for (const char* part : {"data", "lib"})
-        fs::create_directory_symlink(fs::path(BUILD_DIR) / part, folder_ / part);
+    // Copies: links would make programs of root's distrust the folder in somebody else's checkout.
+    umask(022);
+    for (const char* part : {"data", "lib"}) {
+        fs::copy(fs::path(BUILD_DIR) / part, folder_ / part, fs::copy_options::recursive);
+        fs::permissions(folder_ / part, fs::perms(0755));
+    }
     setenv("ZelDir", folder_.c_str(), 1);
 
     service_ = start_program({SERVICE_PROGRAM, "--foreground"});

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "communities.h"
 
-#include <fcntl.h>
 #include <strings.h>
 #include <sys/stat.h>
 
@@ -82,17 +81,15 @@ bool Reader::may_go_on(const std::string& path) {
 
 /// Opens a regular file of acceptable size that was not read yet; read again, it would add nothing.
 store::UniqueFd Reader::open(const std::string& path, bool ours) {
-    // A pipe or a device in its place must not keep us waiting.
-    store::UniqueFd file = store::open_file(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+    store::UniqueFd file = store::open_regular(path);
     struct stat info {};
     if (!file || ::fstat(file.get(), &info) != 0) {
         TraceLog(TRACE_LEVEL_RESOURCE, kModule, __func__, __LINE__, "%s cannot be opened: %s.", path.c_str(),
-                 std::strerror(errno));
+                 store::why_not_opened());
         return {};
     }
-    if (!S_ISREG(info.st_mode) || info.st_size > static_cast<off_t>(kLargestFile)) {
-        TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "%s is left out: %s.", path.c_str(),
-                 S_ISREG(info.st_mode) ? "too large" : "not a regular file");
+    if (info.st_size > static_cast<off_t>(kLargestFile)) {
+        TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "%s is left out: too large.", path.c_str());
         return {};
     }
     if (!visited_.insert({info.st_dev, info.st_ino, ours}).second) return {};

@@ -18,6 +18,7 @@
 
 #include "agent_config.h"
 #include "store/file_io.h"
+#include "store/trusted_folder.h"
 #include "zel/tracelog.h"
 
 namespace zel::access {
@@ -29,13 +30,15 @@ constexpr std::string_view kSignature = "# GRUB Environment Block\n";
 constexpr std::size_t kLargestBlock = std::size_t{64} << 10;  // GRUB's own is 1 KiB
 constexpr int kPatience = 10'000;                             // milliseconds
 
+using Words = std::vector<std::string>;
+
 std::string block_path() {
     return configured("maintenance", "grubenv", "/boot/grub/grubenv");
 }
 
 /// The block, which a line feed ends every line of; nothing with errno set when it cannot be read.
 std::optional<std::string> read_block(const std::string& path) {
-    const store::UniqueFd file = store::open_file(path, O_RDONLY | O_NONBLOCK | O_NOCTTY);
+    const store::UniqueFd file = store::open_regular(path);
     if (!file) return std::nullopt;
     std::string block;
     return store::read_at_most(file.get(), kLargestBlock, block) ? std::optional(std::move(block))
@@ -71,7 +74,7 @@ bool finish(pid_t child) {
 }
 
 /// Runs a program without a shell, its output discarded: the terminal shows somebody's panel.
-bool run(std::vector<std::string> words) {
+bool run(Words words) {
     std::vector<char*> arguments;
     arguments.reserve(words.size() + 1);
     for (std::string& word : words) {
@@ -106,7 +109,7 @@ std::optional<std::string> next_grub_entry() {
     if (!block && errno == ENOENT) return std::string();
     if (!block || !block->starts_with(kSignature)) {
         TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "%s: %s.", path.c_str(),
-                 block ? "no environment block" : std::strerror(errno));
+                 block ? "no environment block" : store::why_not_opened());
         return std::nullopt;
     }
     std::string entry;
@@ -118,14 +121,18 @@ std::optional<std::string> next_grub_entry() {
 }
 
 bool set_next_grub_entry(const std::string& entry) {
-    const std::string program = configured("maintenance", "grub_editenv", "/usr/bin/grub-editenv");
-    const bool ran =
-        run(entry.empty()
-                ? std::vector<std::string>{program, block_path(), "unset", "next_entry"}
-                : std::vector<std::string>{program, block_path(), "set", std::string(kVariable) + entry});
+    std::string fault;
+    const auto program =
+        store::trusted_path(configured("maintenance", "grub_editenv", "/usr/bin/grub-editenv"), fault);
+    if (!program) {
+        TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "The program grub_editenv is not run: %s.",
+                 fault.c_str());
+    } else if (!run(entry.empty() ? Words{*program, block_path(), "unset", "next_entry"}
+                                  : Words{*program, block_path(), "set", std::string(kVariable) + entry})) {
+        TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "%s failed.", program->c_str());
+    }
     if (next_grub_entry() == entry) return true;
-    TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "%s %s, the next entry is not the wanted one.",
-             program.c_str(), ran ? "succeeded" : "failed");
+    TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "The next entry is not the wanted one.");
     return false;
 }
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "controller.h"
 
+#include <malloc.h>
+
 #include <algorithm>
 #include <array>
 #include <utility>
@@ -49,6 +51,14 @@ unsigned retransmission(std::chrono::milliseconds timeout) {
     return static_cast<unsigned>((timeout / 4 + timeout / 100).count());
 }
 
+/// FreeIPMI keeps the password as long as the session, but needs it no more once the session has its keys:
+/// only the MD5 integrity of suites 11 to 14 does. What it does not keep where we look is not wiped.
+void wipe_password(ipmi_ctx* context, std::uint8_t suite, const Password& password) {
+    if (suite >= 11 && suite <= 14) return;
+    if (!password.wipe_copy_in({reinterpret_cast<char*>(context), ::malloc_usable_size(context)}))
+        TraceLog(TRACE_LEVEL_INFO, kModule, __func__, __LINE__, "The session keeps its password.");
+}
+
 bool open_lan(const FreeIpmi& ipmi, ipmi_ctx* context, const Settings& settings, const Password& password) {
     const unsigned workarounds = settings.open_session_privilege
                                      ? IPMI_WORKAROUND_FLAGS_OUTOFBAND_2_0_OPEN_SESSION_PRIVILEGE
@@ -58,6 +68,7 @@ bool open_lan(const FreeIpmi& ipmi, ipmi_ctx* context, const Settings& settings,
         password.c_str(), nullptr, 0, settings.privilege, settings.cipher_suite,
         static_cast<unsigned>(settings.timeout.count()), retransmission(settings.timeout), workarounds,
         IPMI_FLAGS_DEFAULT);
+    if (result == 0) wipe_password(context, settings.cipher_suite, password);
     return result == 0;
 }
 

@@ -14,6 +14,7 @@
 #include "request_limit.h"
 #include "store/file_io.h"
 #include "store/key_file.h"
+#include "store/own_folder.h"
 #include "store/paths.h"
 #include "zel/tracelog.h"
 
@@ -99,7 +100,8 @@ std::optional<SensorRecords> parse(std::string_view text, const std::string& ide
 /// @param guid  Null: whichever stands there.
 std::optional<SensorRecords> load(const std::string& path, const std::string& identity,
                                   const std::string* guid) {
-    const auto file = store::open_file(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
+    const auto folder = store::OwnFolder::open(store::parent_folder(path));
+    const auto file = folder ? folder.open_file(store::last_name(path), O_RDONLY) : store::UniqueFd();
     if (!file) return std::nullopt;
     std::string text;
     if (!store::read_at_most(file.get(), kLargestFile, text)) return std::nullopt;
@@ -115,8 +117,8 @@ void trace_no_cache(const std::string& path) {
 
 /// An open lock file, so that of several processes one reads the repository and the others wait for its file.
 store::UniqueFd lock(const std::string& path) {
-    if (store::make_private_dir(store::parent_folder(path))) {
-        auto file = store::open_file(path + ".lock", O_RDWR | O_CREAT | O_NOFOLLOW, 0600);
+    if (const auto folder = store::OwnFolder::make(store::parent_folder(path))) {
+        auto file = folder.open_file(store::last_name(path) + ".lock", O_RDWR | O_CREAT, 0600);
         const auto until = std::chrono::steady_clock::now() + kLongestLock;
         while (file && !RequestLimit::reached()) {
             if (store::lock_file(file.get(), LOCK_EX, kOneLook)) return file;

@@ -6,9 +6,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <cstring>
-#include <span>
+#include <string_view>
 
 #include "store/file_io.h"
 #include "store/key_file.h"
@@ -32,6 +33,7 @@ constexpr std::array kInterfaces{Choice<Interface>{"none", Interface::none},
                                  Choice<Interface>{"lan", Interface::lan}};
 constexpr std::array kPrivileges{Choice<std::uint8_t>{"user", 2}, Choice<std::uint8_t>{"operator", 3},
                                  Choice<std::uint8_t>{"admin", 4}};
+constexpr std::array kTruths{Choice<bool>{"true", true}, Choice<bool>{"false", false}};
 constexpr std::array kWorkarounds{Choice<bool>{"", false}, Choice<bool>{"opensesspriv", true}};
 
 /// Takes values over into settings and remembers whether all of them were valid.
@@ -66,9 +68,9 @@ class Reader {
         return fallback;
     }
 
-    void refuse(const char* key) {
-        TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "%s: %s of [%s] is not valid.",
-                 store::config_file().c_str(), key, kGroup);
+    void refuse(const char* key, const char* why = "is not valid") {
+        TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "%s: %s of [%s] %s.",
+                 store::config_file().c_str(), key, kGroup, why);
         valid_ = false;
     }
 
@@ -76,6 +78,34 @@ class Reader {
     const store::KeyFile& file_;
     bool valid_ = true;
 };
+
+/// What a cipher suite leaves open to others; null for one that encrypts.
+const char* weakness_of(std::uint8_t suite) {
+    switch (suite) {
+        case 0:
+            return "anybody can act as the user, without the password";
+        case 1:
+        case 6:
+        case 15:
+            return "whoever is on the way can read and change what is said";
+        case 2:
+        case 7:
+        case 11:
+        case 16:
+            return "whoever is on the way can read what is said";
+        default:
+            return nullptr;
+    }
+}
+
+/// Warns of a weak suite, once: the settings are read for every session.
+void warn_of(std::uint8_t suite) {
+    static std::atomic<int> told = -1;
+    const char* const weakness = weakness_of(suite);
+    if (weakness == nullptr || told.exchange(suite) == suite) return;
+    TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "With cipher_suite=%d, %s; 3 and 17 are safe.",
+             int{suite}, weakness);
+}
 
 bool refuse_password(const std::string& path, const char* why) {
     TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "Password file %s: %s.", path.c_str(), why);
@@ -123,10 +153,15 @@ std::optional<Settings> read_settings() {
     reader.choice("privilege", kPrivileges, settings.privilege);
     reader.choice("workaround", kWorkarounds, settings.open_session_privilege);
     settings.cipher_suite = static_cast<std::uint8_t>(reader.number("cipher_suite", 0, 17, 3));
+    bool unprotected = false;
+    reader.choice("allow_cipher_suite_0", kTruths, unprotected);
     settings.timeout = std::chrono::seconds(reader.number("timeout", 1, 30, 5));
     if (settings.interface == Interface::lan) {
         if (settings.host.empty()) reader.refuse("host");
         if (settings.user.size() > kLongestUser) reader.refuse("user");
+        if (settings.cipher_suite == 0 && !unprotected)
+            reader.refuse("cipher_suite", "protects nothing, and allow_cipher_suite_0 is not true");
+        if (reader.valid()) warn_of(settings.cipher_suite);
     }
     return reader.valid() ? std::optional(settings) : std::nullopt;
 }
@@ -147,12 +182,22 @@ Password::~Password() {
     ::explicit_bzero(text_.data(), text_.size());
 }
 
+bool Password::wipe_copy_in(std::span<char> memory) const {
+    const auto length = static_cast<std::ptrdiff_t>(std::string_view(c_str()).size());
+    // With zeros before and after it, so that no part of another text is taken for it.
+    std::array<char, max_size + 2> copy{};
+    std::copy_n(text_.data(), length, copy.data() + 1);
+    const auto found = std::ranges::search(memory, copy);
+    if (length > 0 && !found.empty()) ::explicit_bzero(found.data(), found.size());
+    ::explicit_bzero(copy.data(), copy.size());
+    return length == 0 || !found.empty();
+}
+
 bool Password::read(const std::string& path) {
-    // Neither a link that somebody else could turn nor a pipe that would make us wait.
-    const auto file = store::open_file(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK);
+    // No link that somebody else could turn.
+    const auto file = store::open_regular(path, O_NOFOLLOW);
     struct stat info {};
-    if (!file || ::fstat(file.get(), &info) != 0) return refuse_password(path, std::strerror(errno));
-    if (!S_ISREG(info.st_mode)) return refuse_password(path, "not a regular file");
+    if (!file || ::fstat(file.get(), &info) != 0) return refuse_password(path, store::why_not_opened());
     if ((info.st_mode & (S_IRWXG | S_IRWXO)) != 0) return refuse_password(path, "open to group or others");
     if (info.st_uid != 0 && info.st_uid != ::geteuid()) return refuse_password(path, "owned by another user");
 

@@ -8,7 +8,8 @@
 //   user=                       lan: at most 16 bytes
 //   password_file=              lan: a regular file that only its owner (root or this user) can read
 //   privilege=admin             lan: user, operator or admin
-//   cipher_suite=3              lan: 0 to 17
+//   cipher_suite=3              lan: 0 to 17; those that do not encrypt are warned of
+//   allow_cipher_suite_0=false  lan: true for a suite that asks for no password; 0 is refused else
 //   timeout=5                   lan: longest wait for an answer, 1 to 30 seconds
 //   workaround=                 lan: opensesspriv, for controllers that refuse the privilege otherwise
 #pragma once
@@ -16,6 +17,7 @@
 #include <array>
 #include <chrono>
 #include <optional>
+#include <span>
 #include <string>
 
 namespace zel::bmc {
@@ -58,6 +60,9 @@ class Password {
     /// Reads the first line of a file. False, with the reason (never the content) traced, when others than
     /// its owner can read it, the owner is neither root nor this user, or the line is longer than 20 bytes.
     bool read(const std::string& path);
+    /// Wipes the copy that a library keeps of it, zero-terminated in a field of `max_size` + 1 bytes with a
+    /// zero before it. False when there is none.
+    bool wipe_copy_in(std::span<char> memory) const;
     /// Zero-terminated; empty before `read` succeeded.
     [[nodiscard]] const char* c_str() const { return text_.data(); }
 

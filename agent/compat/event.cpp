@@ -15,9 +15,9 @@
 #include <chrono>
 #include <climits>
 #include <ctime>
-#include <optional>
 #include <utility>
 
+#include "store/own_folder.h"
 #include "store/paths.h"
 
 namespace zel::compat {
@@ -50,7 +50,8 @@ bool sleep_on(std::uint32_t& word, const timespec* deadline) {
     return result == 0 || errno == EAGAIN || errno == EINTR;
 }
 
-std::optional<std::string> path_of(std::string_view name) {
+/// True for what may be the name of an event, and so of its file.
+bool is_name(std::string_view name) {
     constexpr std::size_t longest = 100;
     const auto allowed = [](char c) {
         return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '.' ||
@@ -58,9 +59,12 @@ std::optional<std::string> path_of(std::string_view name) {
     };
     const bool fits = !name.empty() && name.size() <= longest && name != "." && name != ".." &&
                       std::ranges::all_of(name, allowed);
-    if (fits) return store::runtime_dir() + "/events/" + std::string(name);
     errno = EINVAL;
-    return std::nullopt;
+    return fits;
+}
+
+std::string events_folder() {
+    return store::runtime_dir() + "/events";
 }
 
 bool nobody_uses(const store::UniqueFd& file) {
@@ -80,8 +84,8 @@ bool become_user(const store::UniqueFd& file) {
     return store::lock_file(file.get(), LOCK_SH, longest_wait_for_lock);
 }
 
-void remove_if_named(const store::UniqueFd& file, const std::string& path) {
-    if (store::still_named(file.get(), path)) unlink(path.c_str());
+void remove_if_named(const store::UniqueFd& file, const store::OwnFolder& folder, const std::string& name) {
+    if (folder && folder.still_holds(name, file.get())) folder.remove(name);
 }
 
 }  // namespace
@@ -91,23 +95,24 @@ Event::Event(bool manual_reset, bool initial) {
     own_.state = initial ? 1 : 0;
 }
 
-Event::Event(store::UniqueFd file, std::string path)
-    : file_(std::move(file)), path_(std::move(path)), opened_by_(getpid()) {}
+Event::Event(store::UniqueFd file, std::string name)
+    : file_(std::move(file)), name_(std::move(name)), opened_by_(getpid()) {}
 
 Event::~Event() {
     if (!file_) return;
     const store::ErrnoKeeper keep;
     if (record_ != &own_) munmap(record_, sizeof *record_);
     // A forked child shares our lock; it must not take the event from the process that opened it.
-    if (opened_by_ == getpid() && nobody_uses(file_)) remove_if_named(file_, path_);
+    if (opened_by_ == getpid() && nobody_uses(file_))
+        remove_if_named(file_, store::OwnFolder::open(events_folder()), name_);
 }
 
-std::shared_ptr<Event> Event::attach(store::UniqueFd file, const std::string& path) {
-    const std::shared_ptr<Event> event(new Event(std::move(file), path));
+std::shared_ptr<Event> Event::attach(store::UniqueFd file, const std::string& name) {
+    const std::shared_ptr<Event> event(new Event(std::move(file), name));
     struct stat info {};
     if (fstat(event->file_.get(), &info) != 0) return nullptr;
     errno = EINVAL;
-    if (!S_ISREG(info.st_mode) || info.st_size != sizeof(EventRecord)) return nullptr;
+    if (info.st_size != sizeof(EventRecord)) return nullptr;
     void* const mapped =
         mmap(nullptr, sizeof(EventRecord), PROT_READ | PROT_WRITE, MAP_SHARED, event->file_.get(), 0);
     if (mapped == MAP_FAILED) return nullptr;
@@ -117,35 +122,37 @@ std::shared_ptr<Event> Event::attach(store::UniqueFd file, const std::string& pa
 }
 
 std::shared_ptr<Event> Event::create_named(std::string_view name, bool manual_reset, bool initial) {
-    const std::optional<std::string> path = path_of(name);
-    if (!path || !store::make_private_dir(store::parent_folder(*path))) return nullptr;
-    for (int attempt = 0; attempt < attempts; ++attempt) {
-        store::UniqueFd file = store::open_file(*path, O_RDWR | O_CREAT | O_NOFOLLOW, 0600);
+    if (!is_name(name)) return nullptr;
+    const std::string own(name);
+    const auto folder = store::OwnFolder::make(events_folder());
+    for (int attempt = 0; folder && attempt < attempts; ++attempt) {
+        store::UniqueFd file = folder.open_file(own, O_RDWR | O_CREAT, 0600);
         if (!file) return nullptr;
         if (nobody_uses(file) && !start_anew(file, manual_reset, initial)) return nullptr;
         if (!become_user(file)) return nullptr;
         // Changing the lock's kind lets go of it for a moment: an opener may have removed the file.
-        if (store::still_named(file.get(), *path)) return attach(std::move(file), *path);
+        if (folder.still_holds(own, file.get())) return attach(std::move(file), own);
+        errno = EBUSY;
     }
-    errno = EBUSY;
     return nullptr;
 }
 
 std::shared_ptr<Event> Event::open_named(std::string_view name) {
-    const std::optional<std::string> path = path_of(name);
-    if (!path) return nullptr;
-    for (int attempt = 0; attempt < attempts; ++attempt) {
-        store::UniqueFd file = store::open_file(*path, O_RDWR | O_NOFOLLOW);
+    if (!is_name(name)) return nullptr;
+    const std::string own(name);
+    const auto folder = store::OwnFolder::open(events_folder());
+    for (int attempt = 0; folder && attempt < attempts; ++attempt) {
+        store::UniqueFd file = folder.open_file(own, O_RDWR);
         if (!file) return nullptr;
         if (nobody_uses(file)) {
-            remove_if_named(file, *path);
+            remove_if_named(file, folder, own);
             errno = ENOENT;
             return nullptr;
         }
         if (!become_user(file)) return nullptr;
-        if (store::still_named(file.get(), *path)) return attach(std::move(file), *path);
+        if (folder.still_holds(own, file.get())) return attach(std::move(file), own);
+        errno = EBUSY;
     }
-    errno = EBUSY;
     return nullptr;
 }
 

@@ -44,14 +44,14 @@ class Event {
     bool wait(std::uint32_t ms);
 
   private:
-    Event(store::UniqueFd file, std::string path);
-    static std::shared_ptr<Event> attach(store::UniqueFd file, const std::string& path);
+    Event(store::UniqueFd file, std::string name);
+    static std::shared_ptr<Event> attach(store::UniqueFd file, const std::string& name);
     bool take();
 
     EventRecord own_{};
     EventRecord* record_ = &own_;
     store::UniqueFd file_;
-    std::string path_;
+    std::string name_;
     pid_t opened_by_ = -1;
 };
 

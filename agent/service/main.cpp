@@ -27,6 +27,8 @@
 #include "server.h"
 #include "store/file_io.h"
 #include "store/key_file.h"
+#include "store/key_file_read.h"
+#include "store/own_folder.h"
 #include "store/paths.h"
 #include "store/registry.h"
 #include "zel/tracelog.h"
@@ -48,10 +50,12 @@ bool make_folders() {
 
 /// Makes sure that this is the only service on these folders. No descriptor, and logged, when it is not.
 store::UniqueFd take_lock() {
-    const std::string path = store::runtime_dir() + "/zelntserver.lock";
-    store::UniqueFd file = store::open_file(path, O_RDWR | O_CREAT | O_NOFOLLOW, 0600);
+    constexpr const char* kName = "zelntserver.lock";
+    const auto folder = store::OwnFolder::open(store::runtime_dir());
+    store::UniqueFd file = folder ? folder.open_file(kName, O_RDWR | O_CREAT, 0600) : store::UniqueFd();
     if (file && store::lock_file(file.get(), LOCK_EX, std::chrono::milliseconds(0))) return file;
-    log(errno == ETIMEDOUT ? "ZELntserver is already running" : path + ": " + std::strerror(errno));
+    log(errno == ETIMEDOUT ? "ZELntserver is already running"
+                           : store::runtime_dir() + '/' + kName + ": " + std::strerror(errno));
     return {};
 }
 
@@ -136,6 +140,7 @@ int run() {
     ::umask(S_IRWXG | S_IRWXO);
     if (!make_folders()) return 1;
     TraceLogInit(0, "ZELntserver", 0, 5, 0);
+    store::tell_unreadable_files_to(log);
     const store::UniqueFd lock = take_lock();
     if (!lock) return 1;
     const store::UniqueFd signals = redirect_signals();

@@ -3,6 +3,7 @@
 
 #include "access/threshold_file.h"
 #include "log.h"
+#include "store/registry.h"
 
 namespace zel::service {
 namespace {
@@ -10,6 +11,9 @@ namespace {
 std::string take_up(const std::string& name, const Reread& reread) {
     const auto changes = reread();
     if (!changes) {
+        // Most settings are read by the libraries, which tell the trace log alone; asked here, the registry
+        // tells this log why it reads as empty.
+        store::registry::check();
         log(name + ": the settings cannot be read");
         return "error the settings cannot be read";
     }

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "tables.h"
 
-#include <fcntl.h>
-
 #include <algorithm>
 #include <array>
 #include <numeric>
@@ -32,7 +30,7 @@ struct Extent {
 };
 
 std::optional<std::vector<std::uint8_t>> read_file(const std::string& path) {
-    const auto file = store::open_file(path, O_RDONLY | O_NONBLOCK);
+    const auto file = store::open_regular(path);
     std::string content;
     if (!file || !store::read_at_most(file.get(), kMaxFile + 1, content) || content.size() > kMaxFile)
         return std::nullopt;

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstring>
 #include <memory>
 #include <thread>
 
@@ -20,11 +21,37 @@ void UniqueFd::reset() {
 }
 
 UniqueFd open_file(const std::string& path, int flags, mode_t mode) {
+    return open_at(AT_FDCWD, path, flags, mode);
+}
+
+UniqueFd open_at(int folder, const std::string& path, int flags, mode_t mode) {
     int fd = -1;
     do {
-        fd = open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY, mode);
+        fd = openat(folder, path.c_str(), flags | O_CLOEXEC | O_NOCTTY, mode);
     } while (fd < 0 && errno == EINTR);
     return UniqueFd(fd);
+}
+
+UniqueFd open_regular(const std::string& path, int flags) {
+    const UniqueFd found = open_file(path, O_PATH | flags);
+    return found && is_regular(found.get()) ? reopen(found.get(), O_RDONLY) : UniqueFd();
+}
+
+const char* why_not_opened() {
+    return errno == ENXIO || errno == EISDIR || errno == ELOOP ? "not a regular file" : std::strerror(errno);
+}
+
+bool is_regular(int fd, struct stat* info) {
+    struct stat found {};
+    if (fstat(fd, &found) != 0) return false;
+    if (info != nullptr) *info = found;
+    if (S_ISREG(found.st_mode)) return true;
+    errno = S_ISDIR(found.st_mode) ? EISDIR : S_ISLNK(found.st_mode) ? ELOOP : ENXIO;
+    return false;
+}
+
+UniqueFd reopen(int fd, int flags) {
+    return open_file("/proc/self/fd/" + std::to_string(fd), flags);
 }
 
 bool read_at_most(int fd, std::size_t most, std::string& bytes, std::size_t expected) {
@@ -43,8 +70,14 @@ bool read_at_most(int fd, std::size_t most, std::string& bytes, std::size_t expe
 }
 
 std::optional<std::vector<std::string>> names_in(const std::string& folder) {
-    const std::unique_ptr<DIR, int (*)(DIR*)> entries(opendir(folder.c_str()), closedir);
+    return names_in(open_file(folder, O_RDONLY | O_DIRECTORY));
+}
+
+std::optional<std::vector<std::string>> names_in(UniqueFd folder) {
+    if (!folder) return std::nullopt;
+    const std::unique_ptr<DIR, int (*)(DIR*)> entries(fdopendir(folder.get()), closedir);
     if (!entries) return std::nullopt;
+    folder.release();  // closed with the entries
     std::vector<std::string> names;
     errno = 0;  // tells an end of the folder from a failure
     while (const dirent* entry = readdir(entries.get())) {
@@ -81,17 +114,14 @@ bool lock_file(int fd, int operation, std::chrono::milliseconds longest) {
     return true;
 }
 
-bool still_named(int fd, const std::string& path) {
-    struct stat opened {};
-    struct stat named {};
-    return fstat(fd, &opened) == 0 && lstat(path.c_str(), &named) == 0 && opened.st_dev == named.st_dev &&
-           opened.st_ino == named.st_ino;
-}
-
 std::string parent_folder(const std::string& path) {
     const std::size_t slash = path.rfind('/');
     if (slash == std::string::npos) return ".";
     return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+std::string last_name(const std::string& path) {
+    return path.substr(path.rfind('/') + 1);
 }
 
 }  // namespace zel::store

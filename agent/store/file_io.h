@@ -2,6 +2,7 @@
 // The few file operations that the store, the trace log and the named events share.
 #pragma once
 
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <cerrno>
@@ -45,6 +46,8 @@ class UniqueFd {
     [[nodiscard]] int get() const { return fd_; }
     explicit operator bool() const { return fd_ >= 0; }
     void reset();
+    /// Hands the descriptor over: somebody else closes it.
+    int release() { return std::exchange(fd_, -1); }
 
   private:
     int fd_ = -1;
@@ -52,6 +55,22 @@ class UniqueFd {
 
 /// Opens a file, never inherited by a started program. No descriptor, with errno set, on failure.
 UniqueFd open_file(const std::string& path, int flags, mode_t mode = 0);
+/// The same, for a path that starts from an open folder.
+UniqueFd open_at(int folder, const std::string& path, int flags, mode_t mode = 0);
+
+/// Opens, for reading, a regular file that somebody else named: in a configuration, or by its place. Anything
+/// else (ENXIO, EISDIR) is refused before it is opened: opening a pipe waits, opening a watchdog's device
+/// arms it. No descriptor, with errno set, on failure.
+/// @param flags  O_NOFOLLOW refuses a link too (ELOOP).
+UniqueFd open_regular(const std::string& path, int flags = 0);
+/// Why `open_regular` gave no descriptor, for a message.
+const char* why_not_opened();
+
+/// True for a regular file, which `info`, if any, then tells of; errno as above for anything else. The
+/// descriptor may be one of O_PATH.
+bool is_regular(int fd, struct stat* info = nullptr);
+/// Opens what a descriptor of O_PATH stands for.
+UniqueFd reopen(int fd, int flags);
 
 /// Reads what an open file still holds, at most `most` bytes of it. False with errno set when that failed.
 /// @param expected  How many there may be; a guess saves reading in steps.
@@ -59,6 +78,7 @@ bool read_at_most(int fd, std::size_t most, std::string& bytes, std::size_t expe
 
 /// The names of what a folder holds, in no order; nothing with errno set when it cannot be read.
 std::optional<std::vector<std::string>> names_in(const std::string& folder);
+std::optional<std::vector<std::string>> names_in(UniqueFd folder);
 
 /// Writes all bytes. False with errno set when that failed half-way.
 bool write_all(int fd, std::string_view bytes);
@@ -67,10 +87,8 @@ bool write_all(int fd, std::string_view bytes);
 /// ETIMEDOUT when somebody else kept it.
 bool lock_file(int fd, int operation, std::chrono::milliseconds longest);
 
-/// True when `path` still names the open file, and not one that has since been put in its place.
-bool still_named(int fd, const std::string& path);
-
-/// The folder that a path's last part lies in.
+/// The folder that a path's last part lies in, and that part.
 std::string parent_folder(const std::string& path);
+std::string last_name(const std::string& path);
 
 }  // namespace zel::store

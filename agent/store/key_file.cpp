@@ -9,6 +9,7 @@
 #include <system_error>
 #include <unordered_map>
 
+#include "key_file_read.h"
 #include "utf8.h"
 
 namespace zel::store {
@@ -302,6 +303,22 @@ bool KeyFile::add_group(const std::string& group) {
     if (!is_name(group)) return false;
     if (impl_->find(group) == nullptr) impl_->create(group);
     return true;
+}
+
+std::string too_large(std::string_view text) {
+    const auto more_than = [](std::size_t most, const char* what) {
+        return "has more than " + std::to_string(most) + ' ' + what;
+    };
+    if (text.size() > max_key_file_size) return more_than(max_key_file_size, "bytes");
+    std::size_t lines = 0;
+    std::size_t groups = 0;
+    for (std::size_t start = 0; start < text.size(); ++lines) {
+        const std::size_t first = text.find_first_not_of(kBlanks, start);
+        if (first != std::string_view::npos && text[first] == '[') ++groups;
+        start = std::min(text.find('\n', start), text.size() - 1) + 1;
+    }
+    if (lines > max_key_file_lines) return more_than(max_key_file_lines, "lines");
+    return groups > max_key_file_groups ? more_than(max_key_file_groups, "groups") : std::string();
 }
 
 std::optional<std::int64_t> parse_int(std::string_view text) {

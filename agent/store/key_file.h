@@ -4,8 +4,8 @@
 //
 // Writing is durable and atomic: a lock on `PATH.lock`, the file read anew, the change made, a temporary
 // file written and synced, renamed over the old one, and the folder synced. Readers take no lock: they
-// see the old or the new file, never a mix. A file that does not parse is kept aside as
-// `PATH.corrupt-<time>` by the next writer and told in the trace log; it is never written over.
+// see the old or the new file, never a mix. A file that does not parse, or is too large to, is kept aside
+// as `PATH.corrupt-<time>` by the next writer and told in the trace log; it is never written over.
 #pragma once
 
 #include <cstdint>
@@ -21,7 +21,7 @@ namespace zel::store {
 enum class Status {
     ok,         ///< Read or written.
     not_found,  ///< The file does not exist; the content is empty.
-    corrupt,    ///< The file does not parse (or is larger than 16 MiB); the content is empty.
+    corrupt,    ///< The file does not parse or is too large (key_file_read.h); the content is empty.
     failed,     ///< It could not be read, locked or written; errno says why. The file is as it was.
 };
 

@@ -8,13 +8,26 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 #include "key_file.h"
 
 namespace zel::store {
 
-/// Files larger than this count as corrupt and are never written.
-inline constexpr std::size_t max_key_file_size = std::size_t{16} << 20;
+// Larger files count as corrupt and are never written: reading one would hold up every program of the agent.
+// The largest that we have any use for are those of a thousand mounts with paths of 4 KiB (4.4 MB, 12,000
+// lines) or ten thousand devices.
+inline constexpr std::size_t max_key_file_size = std::size_t{8} << 20;
+inline constexpr std::size_t max_key_file_lines = 131'072;
+inline constexpr std::size_t max_key_file_groups = 16'384;
+
+/// What a text has too much of, "has more than 16384 groups"; empty when it is within the bounds.
+std::string too_large(std::string_view text);
+
+/// Who is told, in one line, of each file that reads as empty because it cannot be understood or is too
+/// large; the trace log when nobody else wants to know.
+using UnreadableTeller = void (*)(const std::string& line);
+void tell_unreadable_files_to(UnreadableTeller listener);
 
 /// One state of one file. All zero for a file that does not exist.
 struct FileStamp {

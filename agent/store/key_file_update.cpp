@@ -17,6 +17,7 @@
 #include "file_io.h"
 #include "key_file.h"
 #include "key_file_read.h"
+#include "own_folder.h"
 #include "paths.h"
 #include "zel/tracelog.h"
 
@@ -30,8 +31,14 @@ std::int64_t nanoseconds(const timespec& time) {
     return static_cast<std::int64_t>(time.tv_sec) * 1'000'000'000 + time.tv_nsec;
 }
 
-/// Tells of a corrupt file, once for each state of it.
-void tell_corrupt(const std::string& path, const FileStamp& stamp) {
+void trace_unreadable(const std::string& line) {
+    TraceLog(TRACE_LEVEL_ERROR, "store", __func__, __LINE__, "%s", line.c_str());
+}
+
+std::atomic<UnreadableTeller> teller = trace_unreadable;
+
+/// Tells of a file that reads as empty, once for each state of it.
+void tell_unreadable(const std::string& path, const FileStamp& stamp, const std::string& why) {
     static std::mutex mutex;
     static std::map<std::string, FileStamp>& told = *new std::map<std::string, FileStamp>;
     {
@@ -39,47 +46,46 @@ void tell_corrupt(const std::string& path, const FileStamp& stamp) {
         const auto [place, first] = told.try_emplace(path, stamp);
         if (!first && std::exchange(place->second, stamp) == stamp) return;
     }
-    TraceLog(TRACE_LEVEL_ERROR, "store", __func__, __LINE__, "%s cannot be understood; reading it as empty.",
-             path.c_str());
+    const ErrnoKeeper keep;
+    teller.load()(path + ' ' + why + "; reading it as empty.");
 }
 
-/// Removes what killed writers left beside `path`.
-void remove_stale_temporaries(const std::string& path) {
-    const std::string folder = parent_folder(path);
-    const std::string prefix = path.substr(path.rfind('/') + 1).append(temporary_suffix);
-    for (const std::string& name : names_in(folder).value_or(std::vector<std::string>())) {
+/// Removes what killed writers left of the file's replacements.
+void remove_stale_temporaries(const OwnFolder& folder, const std::string& file) {
+    const std::string prefix = file + std::string(temporary_suffix);
+    for (const std::string& name : folder.names().value_or(std::vector<std::string>())) {
         if (!name.starts_with(prefix)) continue;
         const auto writer =
             parse_int(name.substr(prefix.size(), name.find('.', prefix.size()) - prefix.size()));
         const bool alive = writer && *writer > 0 && *writer <= std::numeric_limits<pid_t>::max() &&
                            (kill(static_cast<pid_t>(*writer), 0) == 0 || errno != ESRCH);
-        if (!alive) unlink((folder + '/').append(name).c_str());
+        if (!alive) folder.remove(name);
     }
 }
 
 /// A synced file beside the one that it is going to replace; removed when it never does.
 class Replacement {
   public:
-    explicit Replacement(const std::string& path) : path_(path) {}
+    Replacement(const OwnFolder& folder, const std::string& file) : folder_(folder), file_(file) {}
     ~Replacement() {
         if (name_.empty()) return;
         const ErrnoKeeper keep;
-        unlink(name_.c_str());
+        folder_.remove(name_);
     }
     Replacement(const Replacement&) = delete;
     Replacement& operator=(const Replacement&) = delete;
 
     bool write(std::string_view bytes) {
-        folder_ = open_file(parent_folder(path_), O_RDONLY | O_DIRECTORY);
-        const UniqueFd file = folder_ ? create() : UniqueFd();
+        synced_ = folder_.readable();
+        const UniqueFd file = synced_ ? create() : UniqueFd();
         return file && write_all(file.get(), bytes) && fsync(file.get()) == 0;
     }
 
     bool commit() {
-        if (rename(name_.c_str(), path_.c_str()) != 0) return false;
+        if (!folder_.rename(name_, file_)) return false;
         name_.clear();
         // Some file systems cannot sync a folder and say so; their renames are as safe as they get.
-        return fsync(folder_.get()) == 0 || errno == EINVAL;
+        return fsync(synced_.get()) == 0 || errno == EINVAL;
     }
 
   private:
@@ -88,55 +94,80 @@ class Replacement {
         UniqueFd file;
         // A name may be taken by the leftover of a killed process that had our process number.
         for (int attempt = 0; attempt < 100; ++attempt) {
-            std::string name = path_;
+            std::string name = file_;
             name.append(temporary_suffix).append(std::to_string(getpid())).append(1, '.');
             name.append(std::to_string(counter++));
-            file = open_file(name, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
+            file = folder_.open_file(name, O_WRONLY | O_CREAT | O_EXCL, 0600);
             if (file) name_ = std::move(name);
             if (file || errno != EEXIST) break;
         }
         return file;
     }
 
-    const std::string& path_;
+    const OwnFolder& folder_;
+    const std::string& file_;
     std::string name_;
-    UniqueFd folder_;
+    UniqueFd synced_;
 };
 
-UniqueFd lock_for_update(const std::string& path) {
-    const std::string lock_path = path + ".lock";
+UniqueFd lock_for_update(const OwnFolder& folder, const std::string& file) {
+    const std::string name = file + ".lock";
     for (;;) {
-        UniqueFd lock = open_file(lock_path, O_RDWR | O_CREAT | O_NOFOLLOW, 0600);
+        UniqueFd lock = folder.open_file(name, O_RDWR | O_CREAT, 0600);
         if (!lock || !lock_file(lock.get(), LOCK_EX, longest_wait_for_lock)) return {};
         // Somebody tidying the folder may have removed the lock file; then it protects nothing.
-        if (still_named(lock.get(), lock_path)) return lock;
+        if (folder.still_holds(name, lock.get())) return lock;
     }
 }
 
-/// Gives a corrupt file a second name, so that replacing it loses nothing.
-bool keep_aside(const std::string& path) {
+/// Gives a file that reads as empty a second name, so that replacing it loses nothing.
+bool keep_aside(const OwnFolder& folder, const std::string& file) {
     const std::time_t now = std::time(nullptr);
     std::tm local{};
     std::array<char, 32> stamp{};
     localtime_r(&now, &local);
     if (std::strftime(stamp.data(), stamp.size(), "%Y%m%dT%H%M%S", &local) == 0) return false;
-    const std::string base = path + ".corrupt-" + stamp.data();
+    const std::string base = file + ".corrupt-" + stamp.data();
     std::string aside = base;
-    struct stat taken {};
-    for (int count = 1; lstat(aside.c_str(), &taken) == 0; ++count)
+    for (int count = 1; folder.holds(aside); ++count)
         aside = base + '-' + std::to_string(count);
     // A link leaves the old name in place until the replacement takes it; not every file system has links.
-    if (link(path.c_str(), aside.c_str()) != 0 && rename(path.c_str(), aside.c_str()) != 0) return false;
-    TraceLog(TRACE_LEVEL_ERROR, "store", __func__, __LINE__, "%s cannot be understood; kept as %s.",
-             path.c_str(), aside.c_str());
+    if (!folder.link(file, aside) && !folder.rename(file, aside)) return false;
+    TraceLog(TRACE_LEVEL_ERROR, "store", __func__, __LINE__, "%s is kept as %s.", file.c_str(),
+             aside.c_str());
     return true;
 }
 
 /// True for a text that readers will accept: what KeyFile::set lets through parses, but may grow too large.
 bool is_readable_text(const std::string& text) {
-    if (text.size() <= max_key_file_size) return true;
+    if (too_large(text).empty()) return true;
     errno = EFBIG;
     return false;
+}
+
+/// Reads what stands in an open file, if any.
+Status read_open(const UniqueFd& file, const std::string& path, KeyFile& out, FileStamp& stamp,
+                 std::string& text) {
+    out = KeyFile();
+    stamp = {};
+    text.clear();
+    if (!file) return errno == ENOENT ? Status::not_found : Status::failed;
+    struct stat info {};
+    if (fstat(file.get(), &info) != 0) return Status::failed;
+    stamp = stamp_of(info);
+    // One byte more than a key file may have, and one more than it has: the end is then seen at once.
+    if (!read_at_most(file.get(), max_key_file_size + 1, text, static_cast<std::size_t>(info.st_size) + 1))
+        return Status::failed;
+    std::string fault = too_large(text);
+    if (fault.empty() && out.parse(text)) return Status::ok;
+    tell_unreadable(path, stamp, fault.empty() ? "cannot be understood" : fault);
+    return Status::corrupt;
+}
+
+UniqueFd open_to_read(const std::string& path) {
+    if (own_root(path).empty()) return open_regular(path);
+    const auto folder = OwnFolder::open(parent_folder(path));
+    return folder ? folder.open_file(last_name(path), O_RDONLY) : UniqueFd();
 }
 
 }  // namespace
@@ -154,26 +185,12 @@ FileStamp stamp_of(const std::string& path) {
     return stat(path.c_str(), &info) == 0 ? stamp_of(info) : FileStamp{};
 }
 
+void tell_unreadable_files_to(UnreadableTeller listener) {
+    teller = listener;
+}
+
 Status read_key_file(const std::string& path, KeyFile& out, FileStamp& stamp, std::string& text) {
-    out = KeyFile();
-    stamp = {};
-    text.clear();
-    // Non-blocking, so that a pipe in the file's place cannot stop us.
-    const UniqueFd file = open_file(path, O_RDONLY | O_NONBLOCK);
-    if (!file) return errno == ENOENT ? Status::not_found : Status::failed;
-    struct stat info {};
-    if (fstat(file.get(), &info) != 0) return Status::failed;
-    if (!S_ISREG(info.st_mode)) {
-        errno = S_ISDIR(info.st_mode) ? EISDIR : ENXIO;
-        return Status::failed;
-    }
-    stamp = stamp_of(info);
-    // One byte more than a key file may have, and one more than it has: the end is then seen at once.
-    if (!read_at_most(file.get(), max_key_file_size + 1, text, static_cast<std::size_t>(info.st_size) + 1))
-        return Status::failed;
-    if (text.size() <= max_key_file_size && out.parse(text)) return Status::ok;
-    tell_corrupt(path, stamp);
-    return Status::corrupt;
+    return read_open(open_to_read(path), path, out, stamp, text);
 }
 
 Status read_key_file(const std::string& path, KeyFile& out) {
@@ -183,30 +200,34 @@ Status read_key_file(const std::string& path, KeyFile& out) {
 }
 
 Status update_key_file(const std::string& path, const std::function<bool(KeyFile&)>& change) {
-    if (!make_private_dir(parent_folder(path))) return Status::failed;
-    const UniqueFd lock = lock_for_update(path);
+    const auto folder = OwnFolder::make(parent_folder(path));
+    const std::string name = last_name(path);
+    const UniqueFd lock = folder ? lock_for_update(folder, name) : UniqueFd();
     if (!lock) return Status::failed;
-    remove_stale_temporaries(path);
+    remove_stale_temporaries(folder, name);
 
     KeyFile file;
     FileStamp stamp;
     std::string before;
-    const Status found = read_key_file(path, file, stamp, before);
+    const Status found = read_open(folder.open_file(name, O_RDONLY), path, file, stamp, before);
     if (found == Status::failed) return Status::failed;
     if (found == Status::corrupt) before.clear();
     if (!change(file)) return Status::ok;
     const std::string after = file.serialise();
     if (after == before) return Status::ok;
 
-    Replacement replacement(path);
+    Replacement replacement(folder, name);
     const bool replaced = is_readable_text(after) && replacement.write(after) &&
-                          (found != Status::corrupt || keep_aside(path)) && replacement.commit();
+                          (found != Status::corrupt || keep_aside(folder, name)) && replacement.commit();
     return replaced ? Status::ok : Status::failed;
 }
 
 bool replace_file(const std::string& path, std::string_view bytes) {
-    remove_stale_temporaries(path);
-    Replacement replacement(path);
+    const auto folder = OwnFolder::open(parent_folder(path));
+    const std::string name = last_name(path);
+    if (!folder) return false;
+    remove_stale_temporaries(folder, name);
+    Replacement replacement(folder, name);
     return replacement.write(bytes) && replacement.commit();
 }
 

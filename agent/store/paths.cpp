@@ -5,7 +5,8 @@
 
 #include <cerrno>
 #include <cstddef>
-#include <cstdlib>
+
+#include "trusted_folder.h"
 
 namespace zel::store {
 namespace {
@@ -18,12 +19,9 @@ struct Locations {
 };
 
 Locations locate() {
-    const char* folder = secure_getenv("ZelDir");
-    if (folder == nullptr || *folder == '\0') return {};
-    std::string agent = folder;
-    while (agent.size() > 1 && agent.back() == '/')
-        agent.pop_back();
-    return {agent, agent + "/state", agent + "/state", agent + "/agent.conf"};
+    const auto agent = agent_dir_of_environment();
+    if (!agent) return {};
+    return {*agent, *agent + "/state", *agent + "/state", *agent + "/agent.conf"};
 }
 
 const Locations& locations() {
@@ -35,14 +33,6 @@ const Locations& locations() {
 bool is_folder(const std::string& path) {
     struct stat info {};
     return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
-}
-
-/// The agent's own folders and what lies in them; what stands above is the system's.
-bool is_private(const std::string& path) {
-    const auto lies_in = [&](const std::string& folder) {
-        return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
-    };
-    return lies_in(locations().state) || lies_in(locations().runtime);
 }
 
 }  // namespace
@@ -63,12 +53,19 @@ const std::string& config_file() {
     return locations().config;
 }
 
+std::string own_root(const std::string& path) {
+    for (const std::string& root : {locations().state, locations().runtime}) {
+        if (path.starts_with(root) && (path.size() == root.size() || path[root.size()] == '/')) return root;
+    }
+    return {};
+}
+
 bool make_private_dir(const std::string& path) {
     if (is_folder(path)) return true;
     for (std::size_t slash = path.find('/', 1); slash != std::string::npos;
          slash = path.find('/', slash + 1)) {
         const std::string above = path.substr(0, slash);
-        mkdir(above.c_str(), is_private(above) ? 0700 : 0755);
+        mkdir(above.c_str(), own_root(above).empty() ? 0755 : 0700);
     }
     // Somebody else may have made it in between.
     return mkdir(path.c_str(), 0700) == 0 || (errno == EEXIST && is_folder(path));

@@ -4,12 +4,6 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <unistd.h>
-
-#include <algorithm>
-#include <cstdio>
-
-#include "store/paths.h"
 
 namespace zel::trace {
 namespace {
@@ -32,7 +26,7 @@ std::string file_name(std::string_view program) {
 
 bool LogFile::open(const std::string& folder, std::string_view program) {
     folder_ = folder;
-    path_ = folder + '/' + file_name(program);
+    name_ = file_name(program);
     reopen();
     return static_cast<bool>(file_);
 }
@@ -51,31 +45,31 @@ void LogFile::write(std::string_view line, std::time_t second) {
 
 void LogFile::reopen() {
     file_.reset();
-    if (!store::make_private_dir(folder_)) return;
-    // Nothing but a regular file: a link, pipe or terminal in its place is left alone.
-    file_ = store::open_file(path_, O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK, 0600);
-    struct stat info {};
-    if (file_ && (fstat(file_.get(), &info) != 0 || !S_ISREG(info.st_mode))) file_.reset();
+    // A link, pipe or terminal in its place is left alone.
+    if (const auto folder = store::OwnFolder::make(folder_))
+        file_ = folder.open_file(name_, O_WRONLY | O_APPEND | O_CREAT, 0600);
 }
 
 void LogFile::check() {
+    // The folder anew each time: somebody may have put another in its place.
+    const auto folder = store::OwnFolder::open(folder_);
     struct stat info {};
-    if (!file_ || !store::still_named(file_.get(), path_)) {
+    if (!file_ || !folder || !folder.still_holds(name_, file_.get())) {
         reopen();
     } else if (fstat(file_.get(), &info) == 0 && info.st_size > static_cast<off_t>(rotation_size)) {
-        rotate();
+        rotate(folder);
     }
 }
 
-void LogFile::rotate() {
-    const store::UniqueFd folder = store::open_file(folder_, O_RDONLY | O_DIRECTORY);
+void LogFile::rotate(const store::OwnFolder& folder) {
+    const store::UniqueFd lock = folder.readable();
     // Whoever does not get the lock goes on writing and looks again later.
-    if (!folder || flock(folder.get(), LOCK_EX | LOCK_NB) != 0) return;
-    if (store::still_named(file_.get(), path_)) {
-        const std::string newest = path_ + ".1";
+    if (!lock || flock(lock.get(), LOCK_EX | LOCK_NB) != 0) return;
+    if (folder.still_holds(name_, file_.get())) {
+        const std::string newest = name_ + ".1";
         // When this cannot be, the file goes on growing until it can.
-        static_cast<void>(std::rename(newest.c_str(), (path_ + ".2").c_str()));
-        static_cast<void>(std::rename(path_.c_str(), newest.c_str()));
+        static_cast<void>(folder.rename(newest, name_ + ".2"));
+        static_cast<void>(folder.rename(name_, newest));
     }
     reopen();
 }

@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "store/file_io.h"
+#include "store/own_folder.h"
 
 namespace zel::trace {
 
@@ -29,10 +30,10 @@ class LogFile {
   private:
     void reopen();
     void check();
-    void rotate();
+    void rotate(const store::OwnFolder& folder);
 
     std::string folder_;
-    std::string path_;
+    std::string name_;
     store::UniqueFd file_;
     std::time_t checked_at_ = 0;
     std::size_t written_since_check_ = 0;

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "readstrfile.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 #include <zel/win32.h>
 
+#include <array>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
@@ -31,6 +34,20 @@ const char* or_null(const char* value) {
 struct CloseFile {
     void operator()(std::FILE* file) const { std::fclose(file); }
 };
+
+/// Opens a regular file. Anything else is not even opened: a pipe in its place would hold the program up, a
+/// device may do something by that alone.
+std::FILE* open_regular(const char* path) {
+    const int found = open(path, O_PATH | O_CLOEXEC);
+    if (found < 0) return nullptr;
+    struct stat status {};
+    std::array<char, 32> again{};
+    std::snprintf(again.data(), again.size(), "/proc/self/fd/%d", found);
+    const bool regular = fstat(found, &status) == 0 && S_ISREG(status.st_mode);
+    std::FILE* const file = regular ? std::fopen(again.data(), "re") : nullptr;
+    close(found);
+    return file;
+}
 
 /// The line that begins with "[" and the identifier, or null.
 const char* find_entry(const char* buffer, std::string_view identifier) {
@@ -86,7 +103,7 @@ std::FILE* OpenStrFile(const char* name, std::uint32_t* length) {
         return nullptr;
     }
     std::snprintf(path.get(), path_size, "%.*s%s", static_cast<int>(sizeof directory), directory, name);
-    std::unique_ptr<std::FILE, CloseFile> file(std::fopen(path.get(), "re"));
+    std::unique_ptr<std::FILE, CloseFile> file(open_regular(path.get()));
     if (!file) {
         ZEL_TRACE(TRACE_LEVEL_RESOURCE, "<fopen failed. Can't open the rc file!return NULL.");
         return nullptr;

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // SNMP communities, hang settings and the maintenance boot mode on a made-up machine.
+#include <sys/inotify.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 
@@ -9,6 +10,7 @@
 #include "access/service_client.h"
 #include "home.h"
 #include "zel/access_control.h"
+#include "zel/access_monitor.h"
 #include "zel/tracelog.h"
 
 namespace {
@@ -165,8 +167,32 @@ TEST_F(Control, MaintenanceModeIsTheBootLoadersNextEntry) {
         EXPECT_NE(GetUtlBootMode(&mode), 0);
         EXPECT_EQ(mode, is_on);
     }
+    fs::permissions(home("editenv"), fs::perms(0722));  // a program that others could have written
+    EXPECT_NE(MOVALSetMode(MOVAL_MODE_ON, 1), 0);
+    EXPECT_EQ(read_text(home("grubenv")).find("Rescue"), std::string::npos);
     registry("Maintenance", "Target=sz:ipmi:diag\n");  // and no controller
     EXPECT_EQ(GetInstallStatus(), -1);
+}
+
+// A device would act by being opened; a pipe stands for it.
+TEST_F(Control, WhatIsNoFileIsNotEvenOpened) {
+    write_text(home("snmp/snmpd.conf"), "includeFile in.conf\n");
+    registry("Maintenance", "Target=sz:grub:Rescue\n");
+    const zel::store::UniqueFd watch(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    for (const std::string& path : {home("snmp/in.conf"), home("grubenv"), home("snmp/snmpd.conf"),
+                                    state("registry.conf"), state("storage.conf"), home("agent.conf")}) {
+        fs::remove(path);
+        ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+        ASSERT_GE(inotify_add_watch(watch.get(), path.c_str(), IN_OPEN), 0);
+        int number = 0;
+        EXPECT_EQ(communities(), Strings());
+        GetUtlBootMode(&number);
+        StorageThresholdItem items[STORAGE_DEVICES_MAX][4];
+        char names[STORAGE_DEVICES_MAX][30];
+        ReadThresholdFromFile(&number, &number, names, items);
+        char event[512];
+        EXPECT_EQ(read(watch.get(), event, sizeof event), -1) << path;
+    }
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -25,6 +26,7 @@ using Strings = std::vector<std::string>;
 class FreshHome : public testing::EmptyTestEventListener {
   public:
     FreshHome() {
+        umask(022);  // a home that others could write to is none
         if (mkdtemp(root_.data()) == nullptr) abort();
         fs::permissions(root_, fs::perms(0755));
         // So deep that a socket's plain path does not fit an address.

@@ -78,6 +78,7 @@ TEST(Service, ChangedSettingsAreTakenUpAndTold) {
 
     write_text(registry::path(), "no key file");
     EXPECT_EQ(ask("reset cpu"), "error the settings cannot be read");
+    EXPECT_TRUE(service.says(registry::path() + " cannot be understood; reading it as empty.\n"));
     write_text(registry::path(), "[SOFTWARE/QUD/ZELAgent/CPU]\nCycle=dword:1800\n");
     EXPECT_EQ(ask("reset cpu"), "ok");
     EXPECT_TRUE(service.says("cpu: Cycle 300 -> 1800\n"));

@@ -10,6 +10,7 @@
 
 #include "../agent/service_process.h"
 #include "bmc/controller.h"
+#include "bmc/settings.h"
 #include "running_simulator.h"
 #include "store/registry.h"
 #include "zel/tracelog.h"
@@ -260,6 +261,15 @@ TEST(SensorFaults, WithoutAControllerTheCallsFailInTime) {
     fails(with_password("s3cret-s3same", 0600));
     fails(with_password("secret", 0640));  // that the group can read
     fails(simulator.section() + "cipher_suite=99\n");
+    for (const char* word : {"", "allow_cipher_suite_0=false\n", "allow_cipher_suite_0=true\n"}) {
+        write_config(simulator.section() + "cipher_suite=0\n" + word);
+        EXPECT_EQ(bmc::read_settings().has_value(), std::string_view(word).ends_with("true\n")) << word;
+    }
+    write_config(simulator.section() + "cipher_suite=1\n");
+    EXPECT_TRUE(panel.open());
+    const std::string traced = read_text(state("log/controller_tests.log"));
+    EXPECT_NE(traced.find("With cipher_suite=1, whoever"), std::string::npos);
+    EXPECT_EQ(traced.find("keeps its password"), std::string::npos);
     for (const int longest : {1900, 200})  // the second time it is remembered
         fails("[controller]\ninterface=lan\nhost=127.0.0.1:9\nuser=admin\ntimeout=1\n",
               milliseconds(longest));

@@ -27,16 +27,25 @@ struct State {
 };
 thread_local State* state = nullptr;
 
-bool below(std::string_view path) {
-    return path.starts_with(state->folder);
-}
+/// A name as the `...at` calls take it.
+struct Name {
+    int folder;
+    std::string_view path;
+};
 
+bool below(std::string_view path) {
+    if (path.starts_with(state->folder)) return true;
+    if (!path.starts_with("/proc/self/fd/")) return false;
+    std::array<char, 4096> target{};
+    const ssize_t size = ::readlink(std::string(path).c_str(), target.data(), target.size());
+    return std::string_view(target.data(), static_cast<std::size_t>(size < 0 ? 0 : size))
+        .starts_with(state->folder);
+}
 bool below(int fd) {
-    std::array<char, 64> link{};
-    std::array<char, 4096> path{};
-    std::snprintf(link.data(), link.size(), "/proc/self/fd/%d", fd);
-    const ssize_t size = ::readlink(link.data(), path.data(), path.size());
-    return size > 0 && below(std::string_view(path.data(), static_cast<std::size_t>(size)));
+    return below("/proc/self/fd/" + std::to_string(fd));
+}
+bool below(const Name& name) {
+    return name.folder == AT_FDCWD || name.path.starts_with('/') ? below(name.path) : below(name.folder);
 }
 
 /// True when this call is the one, for a call on `where`, a path or a descriptor.
@@ -81,13 +90,14 @@ using namespace zel::faults;
 
 #define ZEL_BEFORE_LIBC extern "C" __attribute__((visibility("default")))
 
-ZEL_BEFORE_LIBC int open(const char* path, int flags, ...) {
+ZEL_BEFORE_LIBC int openat(int folder, const char* path, int flags, ...) {
     va_list more;
     va_start(more, flags);
     const mode_t mode = (flags & O_CREAT) != 0 ? va_arg(more, mode_t) : 0;
     va_end(more);
-    static auto* const real = next<int(const char*, int, ...)>("open");
-    return (flags & kChanging) != 0 && is_due("open", path) ? fail() : real(path, flags, mode);
+    static auto* const real = next<int(int, const char*, int, ...)>("openat");
+    const bool due = (flags & kChanging) != 0 && is_due("open", Name{folder, path});
+    return due ? fail() : real(folder, path, flags, mode);
 }
 
 ZEL_BEFORE_LIBC ssize_t write(int fd, const void* bytes, size_t size) {
@@ -114,10 +124,10 @@ ZEL_BEFORE_LIBC int ftruncate(int fd, off_t size) noexcept {
     return is_due("ftruncate", fd) ? fail() : real(fd, size);
 }
 
-ZEL_BEFORE_LIBC int rename(const char* from, const char* to) noexcept {
-    static auto* const real = next<int(const char*, const char*)>("rename");
-    if (is_due("rename", from)) return fail();
-    const int result = real(from, to);
+ZEL_BEFORE_LIBC int renameat(int old, const char* from, int folder, const char* to) noexcept {
+    static auto* const real = next<int(int, const char*, int, const char*)>("renameat");
+    if (is_due("rename", Name{old, from})) return fail();
+    const int result = real(old, from, folder, to);
     if (state == nullptr || result != 0) return result;
     state->outcome.renamed = true;
     state->outcome.folder_synced = false;
@@ -125,9 +135,14 @@ ZEL_BEFORE_LIBC int rename(const char* from, const char* to) noexcept {
     return result;
 }
 
-ZEL_BEFORE_LIBC int link(const char* from, const char* to) noexcept {
-    static auto* const real = next<int(const char*, const char*)>("link");
-    return is_due("link", from) ? fail() : real(from, to);
+ZEL_BEFORE_LIBC int linkat(int old, const char* from, int folder, const char* to, int flags) noexcept {
+    static auto* const real = next<int(int, const char*, int, const char*, int)>("linkat");
+    return is_due("link", Name{old, from}) ? fail() : real(old, from, folder, to, flags);
+}
+
+ZEL_BEFORE_LIBC int mkdirat(int folder, const char* path, mode_t mode) noexcept {
+    static auto* const real = next<int(int, const char*, mode_t)>("mkdirat");
+    return is_due("mkdir", Name{folder, path}) ? fail() : real(folder, path, mode);
 }
 
 ZEL_BEFORE_LIBC int mkdir(const char* path, mode_t mode) noexcept {

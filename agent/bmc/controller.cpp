@@ -99,14 +99,15 @@ std::optional<Reply> Controller::request(std::uint8_t lun, NetFn netfn, std::uin
                      unsigned{netfn}, unsigned{command}, why);
             return std::nullopt;
         }
-        auto [reply, session_lost] = attempt(lun, netfn, question);
+        Attempt answered = attempt(lun, netfn, question);
+        auto& reply = answered.reply;
         if (!reply) {
-            if (!session_lost || repeat != Repeat::freely || std::exchange(renewed, true))
+            if (!answered.session_lost || repeat != Repeat::freely || std::exchange(renewed, true))
                 return std::nullopt;
             continue;
         }
         if (!passes(reply->completion, repeat) || pauses == kPauses.size() || Clock::now() > latest)
-            return std::move(reply);
+            return std::move(answered.reply);
         TraceLog(TRACE_LEVEL_INFO, kModule, __func__, __LINE__,
                  "Request %02xh/%02xh: completion %02xh, asked again.", unsigned{netfn}, unsigned{command},
                  unsigned{reply->completion});

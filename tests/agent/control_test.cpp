@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// SNMP communities, hang settings and the maintenance boot mode on a made-up machine.
+// SNMP communities and hang settings on a made-up machine.
 #include <sys/socket.h>
-#include <sys/stat.h>
 
 #include <array>
 #include <cstring>
@@ -20,10 +19,7 @@ class Control : public ::testing::Test {
   protected:
     void SetUp() override {
         fs::create_directories(home("snmp/d"));
-        write_text(zel::store::config_file(),
-                   "[snmp]\nconf=" + home("snmp/snmpd.conf") +
-                       "\n[controller]\ninterface=none\n[maintenance]\ngrubenv=" + home("grubenv") +
-                       "\ngrub_editenv=" + home("editenv") + '\n');
+        write_text(zel::store::config_file(), "[snmp]\nconf=" + home("snmp/snmpd.conf") + '\n');
     }
     static void registry(const std::string& key, const std::string& values) {
         write_text(state("registry.conf"), "[SOFTWARE/QUD/ZELAgent/" + key + "]\n" + values);
@@ -142,31 +138,6 @@ TEST_F(Control, HangSettingsKeepTheirRangesAndTheServiceIsTold) {
              "HangEnable=dword:1\nInterval=dword:4294967295\nTimeout=dword:91\nTimeoutAct=dword:36\n"
              "Generation=dword:4294967295\n");
     EXPECT_EQ(hang(), "0 600 1|1 30 91 1 4294967295");
-}
-
-TEST_F(Control, MaintenanceModeIsTheBootLoadersNextEntry) {
-    const std::string block = "# GRUB Environment Block\n";
-    write_text(home("editenv"),
-               "#!/bin/sh\n"
-               "[ $2 = set ] && line=\"$3\"\nprintf '" +
-                   block + "saved=x\\n%s\\n####' \"$line\" >$1\n");
-    fs::permissions(home("editenv"), fs::perms(0700));
-    write_text(home("grubenv"), block + "next_entry=somebody's\nsaved_entry=0\n###########");
-    int mode = -1;
-    registry("Maintenance", "Target=sz:grub:Rescue > $(x) 'a b\n");
-    EXPECT_EQ(GetInstallStatus(), 1);
-    for (const auto& [bad, flag] : {std::pair(-1, 1), {0, 1}, {1, 2}, {2, 1}, {17, 0}})
-        EXPECT_NE(MOVALSetMode(bad, flag), 0) << bad << ' ' << flag;
-    EXPECT_EQ(MOVALSetMode(MOVAL_MODE_OFF, 0), 0);
-    EXPECT_NE(read_text(home("grubenv")).find("somebody's"), std::string::npos);
-    for (const auto& [wanted, is_on] :
-         {std::pair(MOVAL_MODE_ON, 1), {MOVAL_MODE_ON_REBOOT, 1}, {MOVAL_MODE_OFF, 0}}) {
-        EXPECT_EQ(MOVALSetMode(wanted, is_on), 0);
-        EXPECT_NE(GetUtlBootMode(&mode), 0);
-        EXPECT_EQ(mode, is_on);
-    }
-    registry("Maintenance", "Target=sz:ipmi:diag\n");  // and no controller
-    EXPECT_EQ(GetInstallStatus(), -1);
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Boot flags and the chassis light as a simulated controller sees them.
+// Boot flags as a simulated controller sees them.
 #include "bmc/controller.h"
 #include "running_simulator.h"
 #include "store/registry.h"
@@ -100,18 +100,6 @@ TEST_F(BootOptions, OnlyWhatTheControllerTookIsSuccess) {
     simulator_.rules("stop 00 09 05\n");
     EXPECT_EQ(mode(), -1);
     EXPECT_EQ(GetInstallStatus(), -1);
-}
-
-TEST_F(BootOptions, TheLightIsSwitchedWithTheSecondsGiven) {
-    for (std::uint8_t seconds : Bytes{15, 0, 255})
-        EXPECT_NE(ZELChassisIdentify_V15(&seconds), CHASSIS_IDENTIFY_FAILED);
-    EXPECT_EQ(simulator_.requests(), (Strings{"00/04.0 0f", "00/04.0 00", "00/04.0 ff"}));
-    std::uint8_t seconds = 9;
-    write_config(simulator_.section(), "timeout=1\n");
-    for (const char* rules : {"answer 00 04 09 cc\n", "stop 00 04 09\n", "stop 00 04 09\n"}) {
-        simulator_.rules(rules);
-        EXPECT_EQ(ZELChassisIdentify_V15(&seconds), CHASSIS_IDENTIFY_FAILED) << rules;
-    }
 }
 
 }  // namespace

@@ -18,7 +18,7 @@
 //   open ROW                chooses a row of the menu
 //   keys KEY KEY ...        see VtApp::keys
 //   press BUTTON            moves to a button and presses it
-//   shows TEXT              this is on the screen, frames, line ends and an entry's room being blanks
+//   shows TEXT              these words are on the screen, frames, line ends and an entry's room being blanks
 //   told TEXT               a message says this, and is answered
 //   file FILE [GROUP] LINE  the group of that file has the line, or a file of that name, wherever it lies,
 //                           the text
@@ -215,7 +215,7 @@ class Road : public testing::TestWithParam<std::string> {
         ASSERT_EQ(highlighted(*tool_), row);
         keys("Enter");
     }
-    void shows(const std::string& text) { EXPECT_TRUE(has(plain(tool_->picture()), text)); }
+    void shows(const std::string& text) { EXPECT_TRUE(has(plain(tool_->picture()), ' ' + text + ' ')); }
     void told(const std::string& text) {
         shows(text);
         EXPECT_TRUE(tool_->shows("│  ok  │"));

@@ -187,10 +187,11 @@ bool Password::wipe_copy_in(std::span<char> memory) const {
     // With zeros before and after it, so that no part of another text is taken for it.
     std::array<char, max_size + 2> copy{};
     std::copy_n(text_.data(), length, copy.data() + 1);
-    const auto found = std::ranges::search(memory, copy);
-    if (length > 0 && !found.empty()) ::explicit_bzero(found.data(), found.size());
+    const auto found = std::search(memory.begin(), memory.end(), copy.begin(), copy.end());
+    const bool wiped = length > 0 && found != memory.end();
+    if (wiped) ::explicit_bzero(&*found, copy.size());
     ::explicit_bzero(copy.data(), copy.size());
-    return length == 0 || !found.empty();
+    return length == 0 || wiped;
 }
 
 bool Password::read(const std::string& path) {

@@ -2,6 +2,7 @@
 #include "paths.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstddef>
@@ -12,9 +13,11 @@ namespace {
 
 struct Locations {
     std::string agent = ZEL_AGENT_DIR;
-    std::string state = "/var/lib/zelagent";
-    std::string runtime = "/run/zelagent";
     std::string config = "/etc/zelagent/agent.conf";
+    std::string settings = "/var/lib/zelagent";
+    std::string service = "/var/lib/zelagent/service";
+    std::string run = "/run/zelagent";
+    std::string everybody = "/run/zelagent-public";
 };
 
 Locations locate() {
@@ -23,7 +26,8 @@ Locations locate() {
     std::string agent = folder;
     while (agent.size() > 1 && agent.back() == '/')
         agent.pop_back();
-    return {agent, agent + "/state", agent + "/state", agent + "/agent.conf"};
+    const std::string state = agent + "/state";
+    return {agent, agent + "/agent.conf", state, state, state, state};
 }
 
 const Locations& locations() {
@@ -42,7 +46,7 @@ bool is_private(const std::string& path) {
     const auto lies_in = [&](const std::string& folder) {
         return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
     };
-    return lies_in(locations().state) || lies_in(locations().runtime);
+    return lies_in(locations().settings) || lies_in(locations().run);
 }
 
 }  // namespace
@@ -51,16 +55,28 @@ const std::string& agent_dir() {
     return locations().agent;
 }
 
-const std::string& state_dir() {
-    return locations().state;
-}
-
-const std::string& runtime_dir() {
-    return locations().runtime;
-}
-
 const std::string& config_file() {
     return locations().config;
+}
+
+const std::string& settings_folder() {
+    return locations().settings;
+}
+
+const std::string& service_folder() {
+    return locations().service;
+}
+
+const std::string& own_state_folder() {
+    return geteuid() == 0 ? locations().settings : locations().service;
+}
+
+const std::string& run_folder() {
+    return locations().run;
+}
+
+const std::string& public_folder() {
+    return locations().everybody;
 }
 
 bool make_private_dir(const std::string& path) {

@@ -1,4 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include <fcntl.h>
+#include <sys/file.h>
+
+#include <chrono>
 #include <csignal>
 
 #include "home.h"
@@ -9,7 +13,7 @@ namespace {
 using namespace zel::test;
 
 bool file_exists(const std::string& event) {
-    return std::filesystem::exists(zel::store::runtime_dir() + "/events/" + event);
+    return std::filesystem::exists(zel::store::run_folder() + "/events/" + event);
 }
 
 TEST(Event, IsSharedByNameAndGoesWithItsLastUser) {
@@ -41,6 +45,29 @@ TEST(Event, OfAKilledProcessIsGone) {
     EXPECT_EQ(finish_process(owner), 128 + SIGKILL);
     ASSERT_TRUE(file_exists("stale"));
     EXPECT_EQ(WaitForSingleObject(CreateEvent(nullptr, 0, 0, "stale"), 0), WAIT_TIMEOUT);
+}
+
+// Root sets the service's events: its user, once taken over, must not get hold of root by them.
+TEST(Event, OfAnotherUserCanNeitherHoldUsUpNorEndUs) {
+    if (geteuid() != 0) GTEST_SKIP() << "needs another user";
+    HANDLE owner = CreateEvent(nullptr, 0, 0, "theirs");
+    const std::string path = zel::store::run_folder() + "/events/theirs";
+    ASSERT_EQ(chown(path.c_str(), 65534, 65534), 0);
+    HANDLE event = OpenEvent(0, 0, "theirs");
+    ASSERT_NE(event, nullptr);
+    fs::resize_file(path, 0);
+    EXPECT_NE(SetEvent(event), 0);
+    EXPECT_EQ(WaitForSingleObject(event, INFINITE), WAIT_TIMEOUT);
+    CloseHandle(event);
+    CloseHandle(owner);
+
+    write_text(path, "");
+    ASSERT_EQ(chown(path.c_str(), 65534, 65534), 0);
+    const zel::store::UniqueFd held = zel::store::open_file(path, O_RDWR);
+    ASSERT_EQ(flock(held.get(), LOCK_EX), 0);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(OpenEvent(0, 0, "theirs"), nullptr);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
 }
 
 TEST(Event, UsersThatComeAndGoDoNotDisturbOneAnother) {

@@ -79,7 +79,14 @@ bool start_anew(const store::UniqueFd& file, bool manual_reset, bool initial) {
 
 bool is_ours(const store::UniqueFd& file) {
     struct stat info {};
-    return fstat(file.get(), &info) == 0 && info.st_uid == geteuid();
+    errno = EPERM;
+    return file && fstat(file.get(), &info) == 0 && info.st_uid == geteuid();
+}
+
+/// The folder of the events, made when it is missing. False for another user's: there we make nothing.
+bool make_our_folder(const std::string& path) {
+    return store::make_private_dir(path) &&
+           is_ours(store::open_file(path, O_PATH | O_DIRECTORY | O_NOFOLLOW));
 }
 
 /// Nobody else can make us wait: a lock on another user's file is had at once or not at all.
@@ -133,7 +140,7 @@ std::shared_ptr<Event> Event::attach(store::UniqueFd file, const std::string& pa
 
 std::shared_ptr<Event> Event::create_named(std::string_view name, bool manual_reset, bool initial) {
     const std::optional<std::string> path = path_of(name);
-    if (!path || !store::make_private_dir(store::parent_folder(*path))) return nullptr;
+    if (!path || !make_our_folder(store::parent_folder(*path))) return nullptr;
     for (int attempt = 0; attempt < attempts; ++attempt) {
         store::UniqueFd file = store::open_file(*path, O_RDWR | O_CREAT | O_NOFOLLOW, 0600);
         if (!file) return nullptr;

@@ -7,7 +7,8 @@
 // a creator starts it anew.
 //
 // Root sets events that belong to the service's user. That user can neither make root wait nor end it: of
-// another user's event the lock is asked for once, and it can be set, but not waited for.
+// another user's event the lock is asked for once, and it can be set, but not waited for; none is made in
+// another user's folder.
 #pragma once
 
 #include <sys/types.h>

@@ -6,6 +6,7 @@
 #include <csignal>
 
 #include "home.h"
+#include "store/file_io.h"
 #include "zel/win32.h"
 
 namespace {

@@ -360,7 +360,7 @@ bool serve() {
     std::array<int, 2> never{};
     store::make_private_dir(store::settings_folder());
     require(server.listen() && pipe(never.data()) == 0, "a service");
-    std::thread([read_end = never[0]] { server.run(read_end, [] { return true; }); }).detach();
+    std::thread([read_end = never[0]] { return server.run(read_end, [] { return true; }); }).detach();
     return true;
 }
 

@@ -61,6 +61,13 @@ bool may_write_settings() {
     return ::access(store::settings_folder().c_str(), W_OK) == 0;
 }
 
+/// An administrator may have closed the configuration to others, and so to the service's user.
+void look_at_configuration() {
+    const std::string& path = store::config_file();
+    if (::access(path.c_str(), R_OK) != 0 && errno != ENOENT)
+        log(path + ": " + std::strerror(errno) + "; going on without a controller");
+}
+
 /// Makes sure that this is the only service on these folders. No descriptor, and logged, when it is not.
 store::UniqueFd take_lock() {
     const std::string path = store::run_folder() + "/zelntserver.lock";
@@ -114,6 +121,7 @@ int run() {
     if (!lock) return 1;
     const store::UniqueFd signals = redirect_signals();
     if (!signals) return 1;
+    look_at_configuration();
     if (may_write_settings()) write_first_values();
     Resources resources;
     resources.reset_all();

@@ -13,7 +13,8 @@ test_packages=(libgtest-dev libgmock-dev libvterm-dev "${simulator_packages[@]}"
 bench_packages=(libvterm-dev whiptail ipmitool freeipmi-tools "${simulator_packages[@]}")
 lint_packages=(clang-format clang-tidy cppcheck)
 inband_packages=(qemu-system-x86 busybox-static cpio)
-package_packages=(debhelper dpkg-dev lintian man-db mandoc tmux)
+package_packages=(build-essential debhelper)
+package_check_packages=(lintian man-db mandoc systemd-container tmux "${simulator_packages[@]}")
 screenshot_packages=(tmux)
 
 as_root() {

@@ -41,8 +41,8 @@ bool write_boot_mark(const BootMark& mark) {
 }
 
 store::UniqueFd lock_boot_options(std::chrono::milliseconds longest) {
-    const std::string path = store::state_dir() + "/boot_options.lock";
-    if (store::make_private_dir(store::state_dir())) {
+    const std::string path = store::settings_folder() + "/boot_options.lock";
+    if (store::make_private_dir(store::settings_folder())) {
         auto file = store::open_file(path, O_RDWR | O_CREAT | O_NOFOLLOW, 0600);
         if (file && store::lock_file(file.get(), LOCK_EX, longest)) return file;
     }

@@ -16,7 +16,7 @@ constexpr FsLevels kDefaultPercent{95, 90, 85, 80};
 constexpr const char* kModeKey = "mode";
 
 const std::string& path() {
-    static const std::string& file = *new std::string(store::state_dir() + "/filesystem.conf");
+    static const std::string& file = *new std::string(store::settings_folder() + "/filesystem.conf");
     return file;
 }
 

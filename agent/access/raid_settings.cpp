@@ -14,7 +14,7 @@ using store::KeyFile;
 using store::Status;
 
 const std::string& path() {
-    static const std::string& file = *new std::string(store::state_dir() + "/zelmlx.inf");
+    static const std::string& file = *new std::string(store::settings_folder() + "/zelmlx.inf");
     return file;
 }
 

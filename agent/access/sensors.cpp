@@ -2,14 +2,12 @@
 // Thresholds of the management controller's sensors.
 #include <algorithm>
 #include <cstring>
-#include <memory>
 #include <mutex>
 #include <span>
 #include <vector>
 
 #include "bmc/sensor_list.h"
 #include "controller_visit.h"
-#include "sensors_lock.h"
 #include "sensors_monitoring.h"
 #include "sensors_state.h"
 #include "store/registry.h"
@@ -135,7 +133,6 @@ bool write_row(SensorTable& table, const Row& row, bool& reachable) {
     if (!state || !state->known) return fail("Thresholds that were not read by this process");
     const ThresholdValues wanted{row.lHighFatal, row.lHighWarning, row.lLowWarning, row.lLowFatal};
     const bool changed = row.bChangeThreshFlag == 1;
-    const auto lock = changed ? std::make_unique<SensorsLock>() : nullptr;
     bool written = false;
     if (changed && reachable) {
         const Access access = write_sensor(bmc::controller(), *state, wanted);

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "sensors_reapply.h"
 
+#include "bmc/request_limit.h"
 #include "bmc/sensor_list.h"
 #include "controller_visit.h"
-#include "sensors_lock.h"
 #include "sensors_monitoring.h"
 #include "zel/tracelog.h"
 
@@ -12,6 +12,8 @@ namespace {
 
 // Nobody waits for it: also a slow controller gets through all of its sensors.
 constexpr std::chrono::minutes kLongestReapply{10};
+// More than the tool takes from the controller to the registry.
+constexpr std::chrono::seconds kSecondLook{2};
 
 /// What the sensor shall have: the kept thresholds, and its present ones where none were kept, it has none,
 /// they cannot be set, or it could not represent what was kept.
@@ -29,10 +31,9 @@ ThresholdValues wanted_of(const SensorState& state, const ThresholdValues& kept)
 /// them.
 Access reapply(bmc::Controller& controller, SensorState& state) {
     if (state.sensor.settable == 0 || !kept_thresholds(state)) return Access::refused;
-    const SensorsLock lock;
-    const auto kept = kept_thresholds(state);  // as they are once nobody writes
-    if (!kept) return Access::refused;
     if (const Access read = read_sensor(controller, state); read != Access::done) return read;
+    const auto kept = kept_thresholds(state);  // as they are now that the controller was asked
+    if (!kept) return Access::refused;
     const ThresholdValues wanted = wanted_of(state, *kept);
     if (wanted == state.values) return Access::refused;
     const Access written = write_sensor(controller, state, wanted);
@@ -83,7 +84,11 @@ bool ThresholdKeeper::next_has_its_own() {
         if (!kept) continue;
         const Access read = read_sensor(controller_, state);
         if (read == Access::unreachable || controller_.target() != target_) return false;
-        return read == Access::refused || wanted_of(state, *kept) == state.values;
+        if (read == Access::refused || wanted_of(state, *kept) == state.values) return true;
+        // The tool may have been between the controller and the registry.
+        if (!bmc::RequestLimit::pause(kSecondLook)) return true;
+        const auto since = kept_thresholds(state);
+        return !since || wanted_of(state, *since) == state.values;
     }
     return true;
 }

@@ -43,7 +43,7 @@ Outcome outcome_of(std::string_view answer) {
 }  // namespace
 
 const std::string& service_socket_path() {
-    static const std::string path = store::runtime_dir() + "/zelntserver.sock";
+    static const std::string path = store::run_folder() + "/zelntserver.sock";
     return path;
 }
 

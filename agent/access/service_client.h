@@ -3,6 +3,7 @@
 // Unix SOCK_SEQPACKET socket, one short text each way.
 //
 //   "ping"              "ok ZELntserver <version>"
+//   "reload"            "ok": the service has read all settings anew
 //   "reset <resource>"  "ok", or "error <why>"; the service reads that resource's settings anew
 #pragma once
 

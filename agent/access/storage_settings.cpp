@@ -15,7 +15,7 @@ using store::KeyFile;
 constexpr Naming kNaming{.prefix = "device ", .name_start = "", .longest = STORAGE_NAME_SIZE - 1};
 
 const std::string& path() {
-    static const std::string& file = *new std::string(store::state_dir() + "/storage.conf");
+    static const std::string& file = *new std::string(store::settings_folder() + "/storage.conf");
     return file;
 }
 

@@ -36,7 +36,7 @@ std::string cache_path(const std::string& target) {
         if (!std::isalnum(static_cast<unsigned char>(c)) && c != '.') c = '_';
     }
     name.resize(std::min<std::size_t>(name.size(), 200));
-    return store::state_dir() + "/sdr/" + name;
+    return store::own_state_folder() + "/sdr/" + name;
 }
 
 /// FNV-1a: finds what a disk or an editor did, and is not meant against more.

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The sensor data records as they were last read, one file per controller in `state_dir()/sdr`: reading them
-// anew takes three requests a sensor, some seconds on a slow controller. A text file:
+// The sensor data records as they were last read, one file per controller in `own_state_folder()/sdr`:
+// reading them anew takes three requests a sensor, some seconds on a slow controller. A text file:
 //
 //   zelsdr 2 <controller and state of its repository>
 //   guid <the controller's, in hexadecimal digits, or none>

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <string_view>
 
@@ -112,6 +113,20 @@ bool refuse_password(const std::string& path, const char* why) {
     return false;
 }
 
+/// Where systemd keeps the password for the service, which may not read root's files; empty for who is given
+/// none.
+std::string credential() {
+    const char* const folder = ::secure_getenv("CREDENTIALS_DIRECTORY");
+    return folder == nullptr ? std::string() : std::string(folder) + "/password";
+}
+
+/// Where there is no file to load, the unit hands over an empty line.
+bool holds_password(const std::string& path) {
+    char first = '\n';
+    const auto file = path.empty() ? store::UniqueFd() : store::open_file(path, O_RDONLY | O_NOFOLLOW);
+    return file && ::read(file.get(), &first, 1) == 1 && first != '\n';
+}
+
 /// As many bytes as fit, or as the file has.
 ssize_t read_bytes(int fd, std::span<char> out) {
     ssize_t got = 0;
@@ -150,6 +165,8 @@ std::optional<Settings> read_settings() {
     reader.text("host", settings.host);
     reader.text("user", settings.user);
     reader.text("password_file", settings.password_file);
+    if (auto given = credential(); !settings.password_file.empty() && holds_password(given))
+        settings.password_file = std::move(given);
     reader.choice("privilege", kPrivileges, settings.privilege);
     reader.choice("workaround", kWorkarounds, settings.open_session_privilege);
     settings.cipher_suite = static_cast<std::uint8_t>(reader.number("cipher_suite", 0, 17, 3));
@@ -199,7 +216,9 @@ bool Password::read(const std::string& path) {
     const auto file = store::open_regular(path, O_NOFOLLOW);
     struct stat info {};
     if (!file || ::fstat(file.get(), &info) != 0) return refuse_password(path, store::why_not_opened());
-    if ((info.st_mode & (S_IRWXG | S_IRWXO)) != 0) return refuse_password(path, "open to group or others");
+    // systemd may give access to a credential by a list, whose mask then stands in the group's place.
+    const mode_t closed = path == credential() ? S_IRWXO : S_IRWXG | S_IRWXO;
+    if ((info.st_mode & closed) != 0) return refuse_password(path, "open to group or others");
     if (info.st_uid != 0 && info.st_uid != ::geteuid()) return refuse_password(path, "owned by another user");
 
     // Room for the longest password and a line's end, CR included.

@@ -6,7 +6,9 @@
 //   device=/dev/ipmi0           inband: the kernel's device
 //   host=address[:port]         lan: the controller; UDP port 623 unless another is given
 //   user=                       lan: at most 16 bytes
-//   password_file=              lan: a regular file that only its owner (root or this user) can read
+//   password_file=              lan: a regular file that only its owner (root or this user) can read; read
+//   from
+//                               the service manager's credential `password` where it gives this process one
 //   privilege=admin             lan: user, operator or admin
 //   cipher_suite=3              lan: 0 to 17; those that do not encrypt are warned of
 //   allow_cipher_suite_0=false  lan: true for a suite that asks for no password; 0 is refused else

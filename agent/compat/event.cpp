@@ -14,6 +14,7 @@
 #include <cerrno>
 #include <chrono>
 #include <climits>
+#include <cstddef>
 #include <ctime>
 #include <utility>
 
@@ -64,7 +65,7 @@ bool is_name(std::string_view name) {
 }
 
 std::string events_folder() {
-    return store::runtime_dir() + "/events";
+    return store::run_folder() + "/events";
 }
 
 bool nobody_uses(const store::UniqueFd& file) {
@@ -80,8 +81,27 @@ bool start_anew(const store::UniqueFd& file, bool manual_reset, bool initial) {
            ftruncate(file.get(), sizeof record) == 0;
 }
 
+bool is_ours(const store::UniqueFd& file) {
+    struct stat info {};
+    errno = EPERM;
+    return file && fstat(file.get(), &info) == 0 && info.st_uid == geteuid();
+}
+
+/// Nobody else can make us wait: a lock on another user's file is had at once or not at all.
 bool become_user(const store::UniqueFd& file) {
-    return store::lock_file(file.get(), LOCK_SH, longest_wait_for_lock);
+    const bool ours = is_ours(file);
+    return store::lock_file(file.get(), LOCK_SH, ours ? longest_wait_for_lock : std::chrono::seconds(0));
+}
+
+std::optional<EventRecord> read_record(const store::UniqueFd& file) {
+    EventRecord record{};
+    struct stat info {};
+    if (fstat(file.get(), &info) != 0) return std::nullopt;
+    errno = EINVAL;
+    const bool valid = S_ISREG(info.st_mode) && info.st_size == sizeof record &&
+                       pread(file.get(), &record, sizeof record, 0) == sizeof record &&
+                       record.magic == event_magic;
+    return valid ? std::optional(record) : std::nullopt;
 }
 
 void remove_if_named(const store::UniqueFd& file, const store::OwnFolder& folder, const std::string& name) {
@@ -109,23 +129,20 @@ Event::~Event() {
 
 std::shared_ptr<Event> Event::attach(store::UniqueFd file, const std::string& name) {
     const std::shared_ptr<Event> event(new Event(std::move(file), name));
-    struct stat info {};
-    if (fstat(event->file_.get(), &info) != 0) return nullptr;
-    errno = EINVAL;
-    if (info.st_size != sizeof(EventRecord)) return nullptr;
+    if (!read_record(event->file_)) return nullptr;
     void* const mapped =
         mmap(nullptr, sizeof(EventRecord), PROT_READ | PROT_WRITE, MAP_SHARED, event->file_.get(), 0);
     if (mapped == MAP_FAILED) return nullptr;
     event->record_ = static_cast<EventRecord*>(mapped);
-    errno = EINVAL;
-    return event->record_->magic == event_magic ? event : nullptr;
+    return event;
 }
 
 std::shared_ptr<Event> Event::create_named(std::string_view name, bool manual_reset, bool initial) {
     if (!is_name(name)) return nullptr;
     const std::string own(name);
     const auto folder = store::OwnFolder::make(events_folder());
-    for (int attempt = 0; folder && attempt < attempts; ++attempt) {
+    if (!folder || !is_ours(folder.readable())) return nullptr;  // another user's: there we make nothing
+    for (int attempt = 0; attempt < attempts; ++attempt) {
         store::UniqueFd file = folder.open_file(own, O_RDWR | O_CREAT, 0600);
         if (!file) return nullptr;
         if (nobody_uses(file) && !start_anew(file, manual_reset, initial)) return nullptr;
@@ -157,7 +174,13 @@ std::shared_ptr<Event> Event::open_named(std::string_view name) {
 }
 
 void Event::set() {
-    std::atomic_ref(record_->state).store(1);
+    // Not through the mapping: another user who cut the file short would end us there.
+    constexpr std::uint32_t kSet = 1;
+    if (!file_) {
+        std::atomic_ref(record_->state).store(kSet);
+    } else if (pwrite(file_.get(), &kSet, sizeof kSet, offsetof(EventRecord, state)) != sizeof kSet) {
+        return;
+    }
     // All are woken even when only one can go on: one that is killed on its way must not take the signal
     // along.
     syscall(SYS_futex, &record_->state, FUTEX_WAKE, INT_MAX, nullptr, nullptr, 0);
@@ -169,6 +192,7 @@ bool Event::take() {
 }
 
 bool Event::wait(std::uint32_t ms) {
+    if (file_ && !is_ours(file_)) return false;
     const timespec deadline = deadline_in(ms == no_limit ? 0 : ms);
     while (!take()) {
         if (!sleep_on(record_->state, ms == no_limit ? nullptr : &deadline)) return take();

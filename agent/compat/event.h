@@ -5,6 +5,10 @@
 // Each user of a named event keeps a shared flock on the file. Who can get an exclusive one knows that nobody
 // uses it: then a closing user removes the file, an opener takes it as the leftover of a killed process, and
 // a creator starts it anew.
+//
+// Root sets events that belong to the service's user. That user can neither make root wait nor end it: of
+// another user's event the lock is asked for once, and it can be set, but not waited for; none is made in
+// another user's folder.
 #pragma once
 
 #include <sys/types.h>
@@ -40,7 +44,8 @@ class Event {
     static std::shared_ptr<Event> open_named(std::string_view name);
 
     void set();
-    /// Waits until set, at most `ms` milliseconds (0xFFFFFFFF: without limit). False when the time passed.
+    /// Waits until set, at most `ms` milliseconds (0xFFFFFFFF: without limit). False when the time passed,
+    /// and at once for another user's event.
     bool wait(std::uint32_t ms);
 
   private:

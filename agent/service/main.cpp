@@ -2,16 +2,14 @@
 // ZELntserver, the agent's service: holds the settings of the monitored resources, takes changes up when it
 // is told, and answers to those who want to know whether it runs.
 #include <fcntl.h>
-#include <strings.h>
 #include <sys/file.h>
 #include <sys/signalfd.h>
 #include <sys/stat.h>
 #include <systemd/sd-daemon.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <array>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -19,43 +17,67 @@
 #include <string>
 #include <string_view>
 
-#include "bmc/settings.h"
+#include "access/service_client.h"
 #include "controller_watch.h"
 #include "event_watch.h"
+#include "first_values.h"
 #include "log.h"
 #include "resources.h"
 #include "server.h"
 #include "store/file_io.h"
-#include "store/key_file.h"
 #include "store/key_file_read.h"
 #include "store/own_folder.h"
 #include "store/paths.h"
-#include "store/registry.h"
 #include "zel/tracelog.h"
 
 namespace zel::service {
 namespace {
 
 constexpr const char* kVersion = "ZELntserver " ZEL_VERSION;
-constexpr const char* kUsage = "usage: ZELntserver [--foreground | --help | --version]\n";
+constexpr const char* kUsage =
+    "usage: ZELntserver [--foreground | --prepare | --reload | --help | --version]\n";
+
+/// The folder that everybody may look into is made as one that is not: others come in when it is ours.
+bool open_to_everybody(const std::string& folder) {
+    return folder == store::run_folder() || ::chmod(folder.c_str(), 0755) == 0;
+}
 
 bool make_folders() {
-    for (const std::string& folder : {store::state_dir(), store::runtime_dir()}) {
-        if (store::make_private_dir(folder)) continue;
+    const std::string& everybody = store::public_folder();
+    for (const std::string& folder : {store::service_folder(), store::run_folder(), everybody}) {
+        if (store::make_private_dir(folder) && (folder != everybody || open_to_everybody(folder))) continue;
         log(folder + ": " + std::strerror(errno));
         return false;
     }
     return true;
 }
 
+/// False, and logged, for root on the installed folders: root would follow what the service's user put there.
+bool is_service_user() {
+    if (store::own_state_folder() == store::service_folder()) return true;
+    log("the installed service has a user of its own: systemctl start zelntserver");
+    return false;
+}
+
+bool may_write_settings() {
+    return ::access(store::settings_folder().c_str(), W_OK) == 0;
+}
+
+/// An administrator may have closed the configuration to others, and so to the service's user.
+void look_at_configuration() {
+    const std::string& path = store::config_file();
+    if (::access(path.c_str(), R_OK) != 0 && errno != ENOENT)
+        log(path + ": " + std::strerror(errno) + "; going on without a controller");
+}
+
 /// Makes sure that this is the only service on these folders. No descriptor, and logged, when it is not.
 store::UniqueFd take_lock() {
     constexpr const char* kName = "zelntserver.lock";
-    const auto folder = store::OwnFolder::open(store::runtime_dir());
+    const auto folder = store::OwnFolder::open(store::run_folder());
     store::UniqueFd file = folder ? folder.open_file(kName, O_RDWR | O_CREAT, 0600) : store::UniqueFd();
     if (file && store::lock_file(file.get(), LOCK_EX, std::chrono::milliseconds(0))) return file;
     log(errno == ETIMEDOUT ? "ZELntserver is already running"
-                           : store::runtime_dir() + '/' + kName + ": " + std::strerror(errno));
+                           : store::run_folder() + '/' + kName + ": " + std::strerror(errno));
     return {};
 }
 
@@ -72,56 +94,16 @@ store::UniqueFd redirect_signals() {
     return file;
 }
 
-/// True when the registry file has a text for this value. Asked of the file itself: a value whose type an
-/// administrator forgot reads as missing, and yet it must not be written over.
-bool stands_in_registry(std::string_view key, const char* name) {
-    store::KeyFile file;
-    store::read_key_file(store::registry::path(), file);
-    return std::ranges::any_of(file.groups(), [&](const std::string& group) {
-        std::string path = group;
-        std::ranges::replace(path, '\\', '/');
-        return ::strcasecmp(path.c_str(), std::string(key).c_str()) == 0 &&
-               std::ranges::any_of(file.keys(group), [&](const std::string& one) {
-                   return ::strcasecmp(one.c_str(), name) == 0;
-               });
-    });
-}
-
-/// Writes a value that is missing.
-void write_missing(const char* key, const char* name, store::registry::Value value) {
-    if (stands_in_registry(key, name)) return;
-    const std::array values{store::registry::Entry{name, std::move(value)}};
-    if (store::registry::set(key, values) != store::Status::ok) {
-        log(store::registry::path() + ": " + std::strerror(errno));
-    }
-}
-
-/// The tabs of the sensors, where there is a management controller to read them from.
-std::uint32_t sensor_tabs() {
-    constexpr std::uint32_t kVoltage = 0x80;
-    constexpr std::uint32_t kTemperature = 0x40;
-    const auto settings = bmc::read_settings();
-    if (!settings) {
-        log(store::config_file() + ": [controller] makes no sense; going on without a controller");
-        return 0;
-    }
-    return bmc::is_present(*settings) ? kVoltage | kTemperature : 0;
-}
-
-/// On the first start, tells the programs which agent this is and what it has.
-void write_first_values() {
-    if (store::registry::check() != store::Status::ok) {
-        log(store::registry::path() + ": cannot be read or does not parse; going on with the defaults");
-        return;
-    }
-    write_missing("SOFTWARE/QUD/ZELAgent", "CurrentVersion", std::string("4.1"));
-    if (const std::uint32_t tabs = sensor_tabs(); tabs != 0)
-        write_missing("SOFTWARE/QUD/ZELAgent/CPL", "CplTabView", tabs);
+std::string reload(Resources& resources) {
+    log("reading all settings anew");
+    resources.reset_all();
+    return "ok";
 }
 
 std::string answer(std::string_view request, Resources& resources) {
     constexpr std::string_view kReset = "reset ";
     if (request == "ping") return std::string("ok ") + kVersion;
+    if (request == "reload") return reload(resources);
     if (request.starts_with(kReset)) return resources.reset(request.substr(kReset.size()));
     return "error unknown request";
 }
@@ -131,21 +113,21 @@ bool take_signal(int signals, Resources& resources) {
     signalfd_siginfo info{};
     if (::read(signals, &info, sizeof info) != sizeof info) return true;
     if (info.ssi_signo != SIGHUP) return false;
-    log("reading all settings anew");
-    resources.reset_all();
+    reload(resources);
     return true;
 }
 
 int run() {
     ::umask(S_IRWXG | S_IRWXO);
-    if (!make_folders()) return 1;
+    if (!is_service_user() || !make_folders()) return 1;
     TraceLogInit(0, "ZELntserver", 0, 5, 0);
     store::tell_unreadable_files_to(log);
     const store::UniqueFd lock = take_lock();
     if (!lock) return 1;
     const store::UniqueFd signals = redirect_signals();
     if (!signals) return 1;
-    write_first_values();
+    look_at_configuration();
+    if (may_write_settings()) write_first_values();
     Resources resources;
     resources.reset_all();
     Server server([&](std::string_view request) { return answer(request, resources); });
@@ -154,10 +136,26 @@ int run() {
     const EventWatch eventlog("Eventlog_Cycle_Event", [&] { resources.reset("eventlog"); });
     log(std::string(kVersion) + " is ready");
     ::sd_notify(0, "READY=1");
-    server.run(signals.get(), [&] { return take_signal(signals.get(), resources); });
+    const bool ordered = server.run(signals.get(), [&] { return take_signal(signals.get(), resources); });
     ::sd_notify(0, "STOPPING=1");
     log("ZELntserver ends");
-    return 0;
+    return ordered ? 0 : 1;
+}
+
+/// What the service needs done by who may write the settings, before it starts as one who may not.
+int prepare() {
+    ::umask(S_IRWXG | S_IRWXO);
+    TraceLogInit(0, "ZELntserver", 0, 5, 0);
+    return write_first_values() ? 0 : 1;
+}
+
+/// Has the running service read all settings anew, and waits until it has.
+int order_reload() {
+    constexpr std::chrono::seconds kPatience{10};
+    const auto answer = access::request("reload", std::chrono::steady_clock::now() + kPatience);
+    if (answer.outcome == access::Outcome::ok) return 0;
+    std::fputs("ZELntserver does not answer\n", stderr);
+    return 1;
 }
 
 }  // namespace
@@ -173,6 +171,8 @@ int main(int argc, char** argv) try {
         std::puts(zel::service::kVersion);
         return 0;
     }
+    if (option == "--prepare") return zel::service::prepare();
+    if (option == "--reload") return zel::service::order_reload();
     if (argc > 1 && option != "--foreground") {
         std::fputs(zel::service::kUsage, stderr);
         return 2;

@@ -62,7 +62,7 @@ bool Server::listen() {
     return false;
 }
 
-void Server::run(int signals, const std::function<bool()>& on_signal) {
+bool Server::run(int signals, const std::function<bool()>& on_signal) {
     for (;;) {
         const short accepting = Clock::now() < accept_after_ ? 0 : POLLIN;
         std::vector<pollfd> watched{{signals, POLLIN, 0}, {listener_.get(), accepting, 0}};
@@ -71,9 +71,9 @@ void Server::run(int signals, const std::function<bool()>& on_signal) {
         if (::poll(watched.data(), watched.size(), milliseconds_to_wait()) < 0) {
             if (errno == EINTR) continue;
             log(std::string("poll: ") + std::strerror(errno));
-            return;
+            return false;
         }
-        if (watched[0].revents != 0 && !on_signal()) return;
+        if (watched[0].revents != 0 && !on_signal()) return true;
         for (std::size_t i = 0; i < clients_.size(); ++i) {
             if (watched[i + 2].revents != 0 && !serve(clients_[i])) clients_[i].socket.reset();
         }

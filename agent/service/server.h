@@ -27,7 +27,8 @@ class Server {
     bool listen();
 
     /// Serves clients; each time `signals` can be read, `on_signal` is called and ends this with false.
-    void run(int signals, const std::function<bool()>& on_signal);
+    /// @return False, and logged, when it can no longer wait for anything.
+    [[nodiscard]] bool run(int signals, const std::function<bool()>& on_signal);
 
   private:
     using Clock = std::chrono::steady_clock;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -63,6 +64,15 @@ void remove_stale_temporaries(const OwnFolder& folder, const std::string& file) 
     }
 }
 
+/// Where a folder is open to a group, and to nobody else, the group may read what is written there: the
+/// installed service its settings. Only the owner may write it.
+bool share_with_group(int file, int folder) {
+    struct stat info {};
+    if (fstat(folder, &info) != 0) return false;
+    if ((info.st_mode & (S_IRWXG | S_IRWXO)) != (S_IRGRP | S_IXGRP)) return true;
+    return fchown(file, static_cast<uid_t>(-1), info.st_gid) == 0 && fchmod(file, 0640) == 0;
+}
+
 /// A synced file beside the one that it is going to replace; removed when it never does.
 class Replacement {
   public:
@@ -78,7 +88,8 @@ class Replacement {
     bool write(std::string_view bytes) {
         synced_ = folder_.readable();
         const UniqueFd file = synced_ ? create() : UniqueFd();
-        return file && write_all(file.get(), bytes) && fsync(file.get()) == 0;
+        return file && share_with_group(file.get(), synced_.get()) && write_all(file.get(), bytes) &&
+               fsync(file.get()) == 0;
     }
 
     bool commit() {

@@ -2,6 +2,7 @@
 #include "paths.h"
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstddef>
@@ -13,15 +14,18 @@ namespace {
 
 struct Locations {
     std::string agent = ZEL_AGENT_DIR;
-    std::string state = "/var/lib/zelagent";
-    std::string runtime = "/run/zelagent";
     std::string config = "/etc/zelagent/agent.conf";
+    std::string settings = "/var/lib/zelagent";
+    std::string service = "/var/lib/zelagent/service";
+    std::string run = "/run/zelagent";
+    std::string everybody = "/run/zelagent-public";
 };
 
 Locations locate() {
     const auto agent = agent_dir_of_environment();
     if (!agent) return {};
-    return {*agent, *agent + "/state", *agent + "/state", *agent + "/agent.conf"};
+    const std::string state = *agent + "/state";
+    return {*agent, *agent + "/agent.conf", state, state, state, state};
 }
 
 const Locations& locations() {
@@ -41,23 +45,35 @@ const std::string& agent_dir() {
     return locations().agent;
 }
 
-const std::string& state_dir() {
-    return locations().state;
-}
-
-const std::string& runtime_dir() {
-    return locations().runtime;
-}
-
 const std::string& config_file() {
     return locations().config;
 }
 
 std::string own_root(const std::string& path) {
-    for (const std::string& root : {locations().state, locations().runtime}) {
+    for (const std::string& root : {locations().settings, locations().run}) {
         if (path.starts_with(root) && (path.size() == root.size() || path[root.size()] == '/')) return root;
     }
     return {};
+}
+
+const std::string& settings_folder() {
+    return locations().settings;
+}
+
+const std::string& service_folder() {
+    return locations().service;
+}
+
+const std::string& own_state_folder() {
+    return geteuid() == 0 ? locations().settings : locations().service;
+}
+
+const std::string& run_folder() {
+    return locations().run;
+}
+
+const std::string& public_folder() {
+    return locations().everybody;
 }
 
 bool make_private_dir(const std::string& path) {

@@ -177,7 +177,7 @@ Status update(const std::function<bool(KeyFile&)>& change) {
 }  // namespace
 
 const std::string& path() {
-    static const std::string& file = *new std::string(state_dir() + "/registry.conf");
+    static const std::string& file = *new std::string(settings_folder() + "/registry.conf");
     return file;
 }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The agent's registry: typed values under key paths, in `state_dir()/registry.conf`.
+// The agent's registry: typed values under key paths, in `settings_folder()/registry.conf`.
 //
 //   [SOFTWARE/QUD/ZELAgent]
 //   CurrentVersion=sz:4.1

@@ -177,7 +177,7 @@ bool open_log(const char* program) {
     if (!log.ready) {
         keep_name(log.program, program);
         log.pid = getpid();
-        log.opened = log.file.open(zel::store::state_dir() + "/log", log.program.data());
+        log.opened = log.file.open(zel::store::own_state_folder() + "/log", log.program.data());
         log.ready = true;
     }
     return log.opened;

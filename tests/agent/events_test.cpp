@@ -1,7 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include <fcntl.h>
+#include <sys/file.h>
+
+#include <chrono>
 #include <csignal>
 
 #include "home.h"
+#include "store/file_io.h"
 #include "zel/win32.h"
 
 namespace {
@@ -9,7 +14,7 @@ namespace {
 using namespace zel::test;
 
 bool file_exists(const std::string& event) {
-    return std::filesystem::exists(zel::store::runtime_dir() + "/events/" + event);
+    return std::filesystem::exists(zel::store::run_folder() + "/events/" + event);
 }
 
 TEST(Event, IsSharedByNameAndGoesWithItsLastUser) {
@@ -41,6 +46,34 @@ TEST(Event, OfAKilledProcessIsGone) {
     EXPECT_EQ(finish_process(owner), 128 + SIGKILL);
     ASSERT_TRUE(file_exists("stale"));
     EXPECT_EQ(WaitForSingleObject(CreateEvent(nullptr, 0, 0, "stale"), 0), WAIT_TIMEOUT);
+}
+
+// Root sets the service's events: its user, once taken over, must not get hold of root by them.
+TEST(Event, OfAnotherUserCanNeitherHoldUsUpNorEndUs) {
+    if (geteuid() != 0) GTEST_SKIP() << "needs another user";
+    HANDLE owner = CreateEvent(nullptr, 0, 0, "theirs");
+    const std::string run = zel::store::run_folder();
+    const std::string path = run + "/events/theirs";
+    for (const std::string& theirs : {run, run + "/events", path})
+        ASSERT_EQ(chown(theirs.c_str(), 65534, 65534), 0);
+    HANDLE event = OpenEvent(0, 0, "theirs");
+    ASSERT_NE(event, nullptr);
+    fs::resize_file(path, 0);
+    EXPECT_NE(SetEvent(event), 0);
+    EXPECT_EQ(WaitForSingleObject(event, INFINITE), WAIT_TIMEOUT);
+    CloseHandle(event);
+    CloseHandle(owner);
+
+    write_text(path, "");
+    ASSERT_EQ(chown(path.c_str(), 65534, 65534), 0);
+    const zel::store::UniqueFd held = zel::store::open_file(path, O_RDWR);
+    ASSERT_EQ(flock(held.get(), LOCK_EX), 0);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(OpenEvent(0, 0, "theirs"), nullptr);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+    EXPECT_EQ(CreateEvent(nullptr, 0, 0, "ours"), nullptr);  // in their folder
+    for (const std::string& ours : {run, run + "/events"})
+        ASSERT_EQ(chown(ours.c_str(), 0, 0), 0);
 }
 
 TEST(Event, UsersThatComeAndGoDoNotDisturbOneAnother) {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // What ZELntserver answers, takes up and tells.
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 
@@ -32,6 +33,7 @@ TEST(Service, OddClientsDoNoHarm) {
     EXPECT_EQ(fs::status(access::service_socket_path()).permissions(), fs::perms(0600));
     for (const auto& [request, answer] : std::initializer_list<std::pair<std::string, const char*>>{
              {"reset cpu", "ok"},
+             {"reload", "ok"},
              {"reset cpux", "error unknown resource"},
              {std::string("ping\0", 5), "error unknown request"},
              {std::string(257, 'p'), "error request too long"},
@@ -48,13 +50,13 @@ TEST(Service, OddClientsDoNoHarm) {
     EXPECT_EQ(CheckNTserverReady(), 0);
     if (::geteuid() != 0) return;
     // Another user is turned away, whatever the file's mode says.
-    ::chmod(store::state_dir().c_str(), 0755);
+    ::chmod(store::settings_folder().c_str(), 0755);
     ::chmod(access::service_socket_path().c_str(), 0666);
     EXPECT_EQ(finish_process(start_process([] {
                   return ::setuid(65534) == 0 && connect_to_service() && ask("ping").empty() ? 0 : 1;
               })),
               0);
-    EXPECT_EQ(ask("ping"), "ok ZELntserver 4.1.0");
+    EXPECT_EQ(ask("ping"), "ok ZELntserver 4.1.1");
 }
 
 TEST(Service, SettingsThatCannotBeReadLeaveTheHeldOnes) {
@@ -90,6 +92,14 @@ TEST(Service, OnlyOneRunsAndItEndsCleanly) {
     EXPECT_EQ(CheckNTserverReady(), 0);
     EXPECT_EQ(service.finish(SIGTERM), 0);
     EXPECT_FALSE(fs::exists(access::service_socket_path()));
+
+    // What it cannot go on after is no clean end: it has to be started again.
+    ServiceProcess failing;
+    ASSERT_TRUE(failing.ready());
+    const rlimit no_files{0, 0};
+    ASSERT_EQ(::prlimit(failing.id(), RLIMIT_NOFILE, &no_files, nullptr), 0);
+    EXPECT_EQ(ask("ping"), "");
+    EXPECT_EQ(failing.finish(), 1);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 
@@ -16,7 +17,7 @@ using namespace zel::test;
 using namespace std::string_literals;
 
 std::string file_path() {
-    return state_dir() + "/settings.conf";
+    return settings_folder() + "/settings.conf";
 }
 
 Status put(const std::string& key, std::int64_t value) {
@@ -138,6 +139,25 @@ TEST(TrustedPath, IsOneThatNobodyElseCanTurn) {
         EXPECT_EQ(testing::internal::GetCapturedStderr().starts_with("ZelDir is ignored: /"), link != "own");
     }
     setenv("ZelDir", before.c_str(), 1);
+}
+
+// The installed service may read the settings by its group, whoever writes them with whatever umask.
+TEST(KeyFile, IsSharedWithTheGroupThatItsFolderIsSharedWith) {
+    const gid_t group = geteuid() == 0 ? 65534 : getegid();
+    const mode_t former = umask(077);
+    ASSERT_EQ(chown(settings_folder().c_str(), static_cast<uid_t>(-1), group), 0);
+    for (const auto& [folder, file] : {std::pair(0750U, 0640U), {0700U, 0600U}, {0755U, 0600U}}) {
+        ASSERT_EQ(chmod(settings_folder().c_str(), folder), 0);
+        ASSERT_EQ(put("a", folder), Status::ok);
+        struct stat info {};
+        ASSERT_EQ(stat(file_path().c_str(), &info), 0);
+        EXPECT_EQ(info.st_mode & 07777, file);
+        EXPECT_EQ(info.st_gid, file == 0640 ? group : getegid());
+        ASSERT_EQ(stat((file_path() + ".lock").c_str(), &info), 0);
+        EXPECT_EQ(info.st_mode & 07777, 0600U);
+    }
+    umask(former);
+    ASSERT_EQ(chmod(settings_folder().c_str(), 0700), 0);
 }
 
 }  // namespace

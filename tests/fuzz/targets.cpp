@@ -67,7 +67,7 @@ std::string home(const std::string& name) {
     return store::agent_dir() + '/' + name;
 }
 std::string state(const std::string& name) {
-    return store::state_dir() + '/' + name;
+    return store::settings_folder() + '/' + name;
 }
 
 void write_file(const std::string& path, std::string_view text) {
@@ -128,7 +128,7 @@ int read_key_text(const std::uint8_t* data, std::size_t size) {
 }
 
 int read_registry(const std::uint8_t* data, std::size_t size) {
-    fs::remove_all(store::state_dir());
+    fs::remove_all(store::settings_folder());
     write_file(state("registry.conf"), text_of(data, size));
     LanSettingsRecord lan{};
     require(GetLanDataFromRegistry(&lan) == 1 || TestInputLanParameter(&lan) == 0, "valid LAN settings");
@@ -174,7 +174,7 @@ std::string rewrite_thresholds() {
 }
 
 int read_thresholds(const std::uint8_t* data, std::size_t size) {
-    fs::remove_all(store::state_dir());
+    fs::remove_all(store::settings_folder());
     for (const char* name : {"storage.conf", "filesystem.conf", "zelmlx.inf"})
         write_file(state(name), text_of(data, size));
     const std::string written = rewrite_thresholds();
@@ -286,7 +286,7 @@ int read_sensors(const std::uint8_t* data, std::size_t size) {
     access::ThresholdKeeper(bmc::controller()).put_back();
     access::set_boot_device(access::BootDevice::safe,
                             access::boots_from(access::BootDevice::diagnostic).has_value());
-    fs::remove_all(store::state_dir());
+    fs::remove_all(store::settings_folder());
     return 0;
 }
 
@@ -364,9 +364,9 @@ std::string answer(std::string_view request) {
 bool serve() {
     static service::Server& server = *new service::Server(answer);
     std::array<int, 2> never{};
-    store::make_private_dir(store::state_dir());
+    store::make_private_dir(store::settings_folder());
     require(server.listen() && pipe(never.data()) == 0, "a service");
-    std::thread([read_end = never[0]] { server.run(read_end, [] { return true; }); }).detach();
+    std::thread([read_end = never[0]] { return server.run(read_end, [] { return true; }); }).detach();
     return true;
 }
 

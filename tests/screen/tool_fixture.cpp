@@ -25,6 +25,10 @@ const std::map<std::string, std::string, std::less<>> kTracing = {
     {"readstrfile", " GetEnvLang OpenStrFile CPFindDestStr CPGetText "},
     {"msgwindow", " msgWindow msgWindowEx SelectFromButtons SelectFromButtonsEx "},
     {"cpu", " CpuPanel CpuEnableMornitorFunc "},
+    {"storage", " StoragePanel ThresholdSubPanel ListFunc check_threshold threshold_changed "},
+    {"filesystem",
+     " FilePanel Func1 Func2 Test_Changed ConvertThreshold TestCurrentFSValue PercentToBytes "
+     "BytesToPercent KeepFSValue FreeMemofFSsize "},
     {"lan", " LanPanel "},
     {"mylex", " MylexPanel "},
     {"syslog", " SyslogPanel GetIntervalValue SetIntervalValue "},

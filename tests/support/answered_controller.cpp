@@ -27,6 +27,7 @@ std::vector<std::uint8_t> record_part(const std::vector<simulator::Sensor>& sens
 
 AnswerRequest answer_request = [](bmc::NetFn, std::uint8_t, Bytes) { return std::nullopt; };
 std::string answered_target = "test";
+std::function<void()> on_pause;
 
 std::optional<bmc::Reply> PlayedController::operator()(bmc::NetFn netfn, std::uint8_t command, Bytes data) {
     commands.push_back(command);
@@ -82,6 +83,7 @@ const char* RequestLimit::reached() {
     return nullptr;
 }
 bool RequestLimit::pause(std::chrono::milliseconds /*length*/) {
+    if (test::on_pause) test::on_pause();
     return true;
 }
 

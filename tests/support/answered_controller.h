@@ -23,6 +23,8 @@ using AnswerRequest =
 extern AnswerRequest answer_request;
 /// Where.
 extern std::string answered_target;
+/// Called when somebody would wait between two requests; null at first.
+extern std::function<void()> on_pause;
 
 /// A controller with sensors, all of which a test may change; std::ref(it) is one that answers.
 struct PlayedController {

@@ -38,10 +38,10 @@ class FreshHome : public testing::EmptyTestEventListener {
 
   private:
     void OnTestStart(const testing::TestInfo& /*test*/) override {
-        for (const std::string& folder : {store::agent_dir(), store::state_dir()}) {
+        for (const std::string& folder : {store::agent_dir(), store::settings_folder()}) {
             ASSERT_TRUE(store::make_private_dir(folder));
             for (const auto& entry : fs::directory_iterator(folder)) {
-                if (entry.path() != store::state_dir() && entry.path().filename() != "log")
+                if (entry.path() != store::settings_folder() && entry.path().filename() != "log")
                     fs::remove_all(entry);
             }
         }
@@ -87,13 +87,13 @@ inline std::string home(const std::string& name) {
     return store::agent_dir() + '/' + name;
 }
 inline std::string state(const std::string& name) {
-    return store::state_dir() + '/' + name;
+    return store::settings_folder() + '/' + name;
 }
 
 /// The files of the state folder whose names contain `part`.
 inline Strings state_files(const std::string& part) {
     Strings found;
-    for (const auto& entry : fs::directory_iterator(store::state_dir())) {
+    for (const auto& entry : fs::directory_iterator(store::settings_folder())) {
         if (entry.path().filename().string().find(part) != std::string::npos) found.push_back(entry.path());
     }
     return found;

@@ -3,17 +3,22 @@
 #pragma once
 
 #include "bmc/controller.h"
+#include "bmc/request_limit.h"
 
 namespace zel::access {
 
 /// Ends the session with the controller at the end of its life: controllers have few of them, and a program
-/// that stays on a panel for an hour has no use for one in between.
+/// that stays on a panel for an hour has no use for one in between. Its requests take no longer together than
+/// `longest`, which is what somebody waits for a list.
 class ControllerVisit {
   public:
-    ControllerVisit() = default;
+    explicit ControllerVisit(std::chrono::milliseconds longest = bmc::kLongestList) : limit_(longest) {}
     ~ControllerVisit() { bmc::controller().end_session(); }
     ControllerVisit(const ControllerVisit&) = delete;
     ControllerVisit& operator=(const ControllerVisit&) = delete;
+
+  private:
+    bmc::RequestLimit limit_;
 };
 
 }  // namespace zel::access

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What happens when the operating system hangs, for the library that reads and writes it and the service that
-// takes it up.
+// What happens when the operating system, or a shutdown of it, hangs: for the library that reads and writes
+// it and the service that takes it up.
 //
 //   SOFTWARE/QUD/ZELAgent/Shutdown   HangEnable (0 or 1), Timeout (seconds), TimeoutAct (an action code)
 //   SOFTWARE/QUD/ZELAgent/Watchdog   HangEnable, Interval, Timeout, TimeoutAct; Generation, which counts the

@@ -2,12 +2,14 @@
 // Thresholds of the management controller's sensors.
 #include <algorithm>
 #include <cstring>
+#include <memory>
 #include <mutex>
 #include <span>
 #include <vector>
 
 #include "bmc/sensor_list.h"
 #include "controller_visit.h"
+#include "sensors_lock.h"
 #include "sensors_monitoring.h"
 #include "sensors_state.h"
 #include "store/registry.h"
@@ -21,7 +23,7 @@ namespace bmc = zel::bmc;
 
 constexpr const char* kModule = "sensors";
 
-/// A sensor's identity in the library's own fields of the records; never 0, what a caller clears them to.
+/// What tells a sensor in the library's own fields of the records; never 0, what a caller clears them to.
 constexpr std::uint32_t kTag = 0x5e000000;
 std::uint32_t tag_of(const bmc::Sensor& sensor) {
     return kTag | sensor.id();
@@ -72,8 +74,8 @@ bool find_sensors(SensorTable& table, int* count, Location* out) {
         return fail("The sensors could not be found");
     }
     table.sensors.clear();
-    for (bmc::Sensor& sensor : *found) {
-        table.sensors.push_back({.sensor = std::move(sensor)});
+    for (bmc::Sensor& sensor : found->sensors) {
+        table.sensors.push_back({.sensor = std::move(sensor), .controller = found->controller});
         const bmc::Sensor& kept = table.sensors.back().sensor;
         Location row{};
         std::memcpy(row.name, kept.name.c_str(), std::min(kept.name.size(), sizeof row.name - 1));
@@ -133,6 +135,7 @@ bool write_row(SensorTable& table, const Row& row, bool& reachable) {
     if (!state || !state->known) return fail("Thresholds that were not read by this process");
     const ThresholdValues wanted{row.lHighFatal, row.lHighWarning, row.lLowWarning, row.lLowFatal};
     const bool changed = row.bChangeThreshFlag == 1;
+    const auto lock = changed ? std::make_unique<SensorsLock>() : nullptr;
     bool written = false;
     if (changed && reachable) {
         const Access access = write_sensor(bmc::controller(), *state, wanted);

@@ -3,27 +3,35 @@
 
 #include "bmc/sensor_list.h"
 #include "controller_visit.h"
+#include "sensors_lock.h"
 #include "sensors_monitoring.h"
 #include "zel/tracelog.h"
 
 namespace zel::access {
 namespace {
 
-/// What the sensor shall have: the kept thresholds, and its present ones where none were kept or it has none.
+// Nobody waits for it: also a slow controller gets through all of its sensors.
+constexpr std::chrono::minutes kLongestReapply{10};
+
+/// What the sensor shall have: the kept thresholds, and its present ones where none were kept, it has none,
+/// they cannot be set, or it could not represent what was kept.
 ThresholdValues wanted_of(const SensorState& state, const ThresholdValues& kept) {
     ThresholdValues wanted = state.values;
     for (std::size_t i = 0; i < wanted.size(); ++i) {
-        if (wanted[i] != SENSOR_NO_THRESHOLD && kept[i] != SENSOR_NO_THRESHOLD) wanted[i] = kept[i];
+        const bool can_be = wanted[i] != SENSOR_NO_THRESHOLD && kept[i] != SENSOR_NO_THRESHOLD &&
+                            state.sensor.can_set(i) && state.sensor.conversion.code(kept[i]);
+        if (can_be && !has_value(state, i, kept[i])) wanted[i] = kept[i];
     }
     return wanted;
 }
 
 /// `done` when the sensor got its thresholds, `refused` when there was nothing to do or it would not take
 /// them.
-Access reapply(bmc::Controller& controller, bmc::Sensor sensor) {
-    const auto kept = kept_thresholds(sensor);
-    if (!kept || sensor.settable == 0) return Access::refused;
-    SensorState state{.sensor = std::move(sensor)};
+Access reapply(bmc::Controller& controller, SensorState& state) {
+    if (state.sensor.settable == 0 || !kept_thresholds(state)) return Access::refused;
+    const SensorsLock lock;
+    const auto kept = kept_thresholds(state);  // as they are once nobody writes
+    if (!kept) return Access::refused;
     if (const Access read = read_sensor(controller, state); read != Access::done) return read;
     const ThresholdValues wanted = wanted_of(state, *kept);
     if (wanted == state.values) return Access::refused;
@@ -37,21 +45,47 @@ Access reapply(bmc::Controller& controller, bmc::Sensor sensor) {
 
 }  // namespace
 
-std::optional<int> reapply_thresholds(bmc::Controller& controller) {
+std::optional<int> ThresholdKeeper::look() {
     if (!any_settings()) return 0;
-    const ControllerVisit visit;
+    if (known_ && next_has_its_own()) return 0;
+    return put_back();
+}
+
+std::optional<int> ThresholdKeeper::put_back() {
+    known_ = false;
+    if (!any_settings()) return 0;
+    const ControllerVisit visit(kLongestReapply);
+    sensors_.clear();
     int given = 0;
     for (const auto& [kind, most] : {std::pair(bmc::Kind::temperature, TEMP_SENSORS_MAX),
                                      std::pair(bmc::Kind::voltage, VOLT_SENSORS_MAX)}) {
-        auto sensors = bmc::find_sensors(controller, kind, static_cast<std::size_t>(most));
-        if (!sensors) return std::nullopt;
-        for (bmc::Sensor& sensor : *sensors) {
-            const Access access = reapply(controller, std::move(sensor));
+        const bool first = kind == bmc::Kind::temperature;
+        auto found = bmc::find_sensors(controller_, kind, static_cast<std::size_t>(most), first);
+        if (!found) return std::nullopt;
+        for (bmc::Sensor& sensor : found->sensors) {
+            sensors_.push_back({.sensor = std::move(sensor), .controller = found->controller});
+            const Access access = reapply(controller_, sensors_.back());
             if (access == Access::unreachable) return std::nullopt;
             given += access == Access::done ? 1 : 0;
         }
     }
+    target_ = controller_.target();
+    known_ = true;
     return given;
+}
+
+/// Looks at the next sensor with kept thresholds. False when it has others, or when it could not be asked.
+bool ThresholdKeeper::next_has_its_own() {
+    const ControllerVisit visit;
+    for (std::size_t tries = 0; tries < sensors_.size(); ++tries) {
+        SensorState& state = sensors_[next_++ % sensors_.size()];
+        const auto kept = state.sensor.settable != 0 ? kept_thresholds(state) : std::nullopt;
+        if (!kept) continue;
+        const Access read = read_sensor(controller_, state);
+        if (read == Access::unreachable || controller_.target() != target_) return false;
+        return read == Access::refused || wanted_of(state, *kept) == state.values;
+    }
+    return true;
 }
 
 }  // namespace zel::access

@@ -2,7 +2,10 @@
 #include "sensors_state.h"
 
 #include <algorithm>
+#include <cmath>
+#include <optional>
 
+#include "bmc/reading_factors.h"
 #include "zel/tracelog.h"
 
 namespace zel::access {
@@ -24,10 +27,11 @@ Access refused_by_controller(const SensorState& state, const char* what, std::ui
 
 /// The thresholds that callers see of those that the controller reported.
 void take_values(SensorState& state, const bmc::ThresholdCodes& reading) {
-    bmc::ThresholdCodes seen = reading;
-    if (state.sensor.settable != 0) seen.mask &= state.sensor.settable;
+    const bmc::Conversion& conversion = state.sensor.conversion;
+    state.reading = reading;
     for (std::size_t i = 0; i < bmc::kThresholds; ++i) {
-        state.values[i] = seen.has(i) ? state.sensor.conversion.whole(seen.code(i)) : SENSOR_NO_THRESHOLD;
+        const bool has_value = reading.has(i) && conversion.has_value(reading.code(i));
+        state.values[i] = has_value ? conversion.whole(reading.code(i)) : SENSOR_NO_THRESHOLD;
     }
 }
 
@@ -40,13 +44,43 @@ bmc::ThresholdCodes encode_changes(const SensorState& state, const ThresholdValu
         const auto code = state.sensor.conversion.code(wanted[i]);
         if (state.values[i] == SENSOR_NO_THRESHOLD) {
             fault = "the sensor has no such threshold";
+        } else if (!state.sensor.can_set(i)) {
+            fault = "one of those changed cannot be set";
         } else if (!code) {
             fault = "the sensor cannot represent a value";
-        } else {
+        } else if (*code != state.reading.code(i)) {
             changes.set(i, *code);
         }
     }
     return changes;
+}
+
+bool is_in(std::uint8_t mask, unsigned bit) {
+    return (mask >> bit & 1) != 0;
+}
+
+/// Judges the six thresholds as the controller would have them. A pair that stays as it is may be as its
+/// maker left it, and non-recoverable thresholds that were on the wrong side before bound nothing.
+bool stays_in_order(const SensorState& state, const bmc::ThresholdCodes& changes) {
+    const auto before = [&state](unsigned bit) {
+        return state.sensor.conversion.exact(state.reading.codes[bit]);
+    };
+    const auto after = [&](unsigned bit) {
+        return is_in(changes.mask, bit) ? state.sensor.conversion.exact(changes.codes[bit]) : before(bit);
+    };
+    const auto falls = [&](unsigned above, unsigned below) {
+        if (!is_in(changes.mask, above) && !is_in(changes.mask, below)) return true;
+        if (after(above) > after(below)) return true;
+        const bool bounds = is_in(bmc::kNonRecoverable, above) || is_in(bmc::kNonRecoverable, below);
+        return bounds && before(above) < before(below);
+    };
+    std::optional<unsigned> above;
+    for (const unsigned bit : bmc::kAllThresholdBits) {
+        if (!is_in(state.reading.mask, bit) || std::isnan(before(bit))) continue;
+        if (above && !falls(*above, bit)) return false;
+        above = bit;
+    }
+    return true;
 }
 
 bool same_codes(const bmc::ThresholdCodes& wanted, const bmc::ThresholdCodes& reading) {
@@ -60,14 +94,13 @@ bool same_codes(const bmc::ThresholdCodes& wanted, const bmc::ThresholdCodes& re
 
 void take_reading(SensorState& state, const bmc::ThresholdCodes& reading) {
     take_values(state, reading);
-    state.settable = state.sensor.settable != 0 && std::ranges::any_of(state.values, [](std::int64_t value) {
-                         return value != SENSOR_NO_THRESHOLD;
-                     });
     // A sensor whose present thresholds lie outside its own range must not fail a test for that.
     const bmc::Sensor& sensor = state.sensor;
     state.limits = {sensor.greatest, sensor.least, sensor.greatest, sensor.least};
+    state.settable = false;
     for (std::size_t i = 0; i < bmc::kThresholds; ++i) {
         if (state.values[i] == SENSOR_NO_THRESHOLD) continue;
+        state.settable = state.settable || sensor.can_set(i);
         auto& greatest = i < 2 ? state.limits.high_max : state.limits.low_max;
         auto& least = i < 2 ? state.limits.high_min : state.limits.low_min;
         greatest = std::max(greatest, state.values[i]);
@@ -88,11 +121,18 @@ bool passes_rules(const ThresholdValues& values, const ThresholdLimits& limits) 
     return above;
 }
 
+bool has_value(const SensorState& state, std::size_t threshold, std::int64_t value) {
+    return state.values[threshold] == value ||
+           (state.reading.has(threshold) &&
+            state.sensor.conversion.code(value) == state.reading.code(threshold));
+}
+
 Access read_sensor(bmc::Controller& controller, SensorState& state) {
     bmc::ThresholdReply reply;
     if (state.sensor.readable != 0) {
         const auto answer = bmc::read_thresholds(controller, state.sensor);
-        if (!answer) return Access::unreachable;
+        if (!answer || !bmc::learn_codes(controller, state.sensor, answer->thresholds))
+            return Access::unreachable;
         reply = *answer;
     }
     take_reading(state, reply.thresholds);
@@ -104,6 +144,7 @@ Access write_sensor(bmc::Controller& controller, SensorState& state, const Thres
     const char* fault = nullptr;
     const bmc::ThresholdCodes changes = encode_changes(state, wanted, fault);
     if (!fault && !passes_rules(wanted, state.limits)) fault = "out of limits or order";
+    if (!fault && !stays_in_order(state, changes)) fault = "out of order as the sensor would keep them";
     if (fault) return refuse(state, fault);
     if (changes.mask == 0) return Access::done;
 

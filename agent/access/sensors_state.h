@@ -5,6 +5,7 @@
 
 #include <array>
 #include <cstdint>
+#include <string>
 
 #include "bmc/sensor_thresholds.h"
 #include "zel/access_ipmi.h"
@@ -27,15 +28,17 @@ struct ThresholdLimits {
 
 struct SensorState {
     bmc::Sensor sensor{};
-    bool known = false;  ///< The fields below were read from the controller.
+    std::string controller{};  ///< Whose it is, as bmc::SensorList has it.
+    bool known = false;        ///< The fields below were read from the controller.
+    bmc::ThresholdCodes reading{};
     ThresholdValues values{};
     ThresholdLimits limits{};
     bool settable = false;
     std::uint32_t monitor = SENSOR_NO_MONITORING;
 };
 
-/// Takes over thresholds just read: values, limits (the sensor's range, widened to the values) and settable.
-/// On a sensor that can be set, thresholds that cannot be set count as missing.
+/// Takes over thresholds just read: values, limits (the sensor's range, widened to the values) and settable,
+/// which is whether any of them can be set.
 void take_reading(SensorState& state, const bmc::ThresholdCodes& reading);
 
 /// True when there are thresholds, all within the limits, falling strictly from the first to the last.
@@ -50,8 +53,13 @@ enum class Access {
 /// Reads a sensor's thresholds. A sensor that refuses has none.
 Access read_sensor(bmc::Controller& controller, SensorState& state);
 
+/// True when a threshold of that value is what the sensor has: the same number, or one that it can only keep
+/// as the code that it has.
+bool has_value(const SensorState& state, std::size_t threshold, std::int64_t value);
+
 /// Writes the thresholds that differ from the known ones, in one request, and reads back. Asks the controller
-/// nothing when none differs, or when one is missing, out of the limits, out of order or cannot be encoded.
+/// nothing when none differs, or when one is missing, cannot be set, out of the limits or cannot be encoded;
+/// or when what the controller would then have were out of order, non-recoverable thresholds among it.
 Access write_sensor(bmc::Controller& controller, SensorState& state, const ThresholdValues& wanted);
 
 }  // namespace zel::access

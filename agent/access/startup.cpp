@@ -6,6 +6,7 @@
 //   fault_tolerant=true|false   missing: false
 //   model=<number>              missing: 0, an unknown model
 #include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <limits>
@@ -54,6 +55,7 @@ bool fill_hardware_id(HwIdRecord& record) {
 }  // namespace
 
 extern "C" int call_zel_is_ft(void) try {
+    errno = 0;  // why reading failed is for the caller
     store::KeyFile config;
     if (read_config(config) == store::Status::failed) return -1;
     const auto text = config.get("hardware", "fault_tolerant");
@@ -68,6 +70,7 @@ extern "C" int call_zel_is_ft(void) try {
 
 extern "C" int CheckNTserverReady(void) try {
     constexpr std::chrono::seconds kPatience{1};
+    errno = 0;  // what talking to the service leaves there is for the caller
     const auto answer = zel::access::request("ping", std::chrono::steady_clock::now() + kPatience);
     return answer.text.starts_with("ok ZELntserver ") ? 0 : -1;
 } catch (...) {

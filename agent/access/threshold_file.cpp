@@ -6,7 +6,7 @@
 #include <charconv>
 #include <cstring>
 
-#include "store/utf8.h"
+#include "chars/utf8.h"
 #include "zel/tracelog.h"
 
 namespace zel::access {
@@ -33,7 +33,7 @@ std::optional<char> escaped_byte(std::string_view text) {
 
 std::string escape_name(std::string_view name) {
     constexpr std::string_view kDigits = "0123456789ABCDEF";
-    const bool utf8 = store::is_utf8(name);
+    const bool utf8 = chars::is_utf8(name);
     std::string text;
     text.reserve(name.size());
     for (const char character : name) {
@@ -61,7 +61,7 @@ std::string unescape_name(std::string_view text) {
 std::map<std::string, std::string> groups_by_name(const store::KeyFile& file, const Naming& naming) {
     std::map<std::string, std::string> groups;
     for (const std::string& group : file.groups()) {
-        if (!group.starts_with(naming.prefix) || !store::is_utf8(group))
+        if (!group.starts_with(naming.prefix) || !chars::is_utf8(group))
             continue;  // others could not be written
         std::string name = unescape_name(std::string_view(group).substr(naming.prefix.size()));
         if (name.empty() || name.size() > naming.longest || !name.starts_with(naming.name_start)) continue;

@@ -5,8 +5,10 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "freeipmi_library.h"
+#include "request_limit.h"
 #include "zel/tracelog.h"
 
 namespace zel::bmc {
@@ -15,6 +17,33 @@ namespace {
 constexpr const char* kModule = "controller";
 constexpr std::chrono::seconds kRememberUnreachable{2};
 constexpr std::size_t kLargestAnswer = 1024;
+// Between the attempts of one request: a second in all, short ones first, for most are busy only just now.
+constexpr std::array kPauses{std::chrono::milliseconds(20),  std::chrono::milliseconds(60),
+                             std::chrono::milliseconds(120), std::chrono::milliseconds(200),
+                             std::chrono::milliseconds(300), std::chrono::milliseconds(300)};
+// Where the refusals themselves take long (the kernel's driver refuses for a silent controller, after five
+// seconds), they are not waited for once more.
+constexpr std::chrono::seconds kLongestRetry{2};
+
+/// Whether the same request may well be taken a moment later. Not among them: a lost reservation, which the
+/// caller has to renew first; an update of the firmware, which takes minutes; "not supported in the present
+/// state" and "unspecified error", which last far more often than they pass.
+bool passes(std::uint8_t completion, Repeat repeat) {
+    switch (completion) {
+        case 0xc0:  // node busy
+        case 0xc4:  // out of space: of a message's buffer, for nothing of ours fills anything up
+        case 0xd0:  // the repository of sensor records is being updated
+        case 0xd2:  // the controller is starting
+            return true;
+        // Whether these were carried out is not known.
+        case 0xc3:  // time-out within the controller
+        case 0xce:  // it has no answer at hand
+        case 0xcf:  // it takes the request for one that it has answered
+            return repeat == Repeat::freely;
+        default:
+            return false;
+    }
+}
 
 /// When a lost datagram is sent again, in milliseconds. FreeIPMI waits once, once and then twice this long
 /// and only then looks at the clock: a little more than a quarter of the time-out ends right after it.
@@ -59,23 +88,49 @@ void Controller::Close::operator()(ipmi_ctx* context) const {
 }
 
 std::optional<Reply> Controller::request(std::uint8_t lun, NetFn netfn, std::uint8_t command,
-                                         std::span<const std::uint8_t> data) {
-    const std::scoped_lock lock(mutex_);
-    if (!context_ && !open()) return std::nullopt;
-    const FreeIpmi& ipmi = *freeipmi();
+                                         std::span<const std::uint8_t> data, Repeat repeat) {
     std::vector<std::uint8_t> question{command};
     question.insert(question.end(), data.begin(), data.end());
+    const auto latest = Clock::now() + kLongestRetry;
+    bool renewed = false;
+    for (std::size_t pauses = 0;;) {
+        if (const char* why = RequestLimit::reached()) {
+            TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "Request %02xh/%02xh not sent: %s.",
+                     unsigned{netfn}, unsigned{command}, why);
+            return std::nullopt;
+        }
+        Attempt answered = attempt(lun, netfn, question);
+        auto& reply = answered.reply;
+        if (!reply) {
+            if (!answered.session_lost || repeat != Repeat::freely || std::exchange(renewed, true))
+                return std::nullopt;
+            continue;
+        }
+        if (!passes(reply->completion, repeat) || pauses == kPauses.size() || Clock::now() > latest)
+            return std::move(answered.reply);
+        TraceLog(TRACE_LEVEL_INFO, kModule, __func__, __LINE__,
+                 "Request %02xh/%02xh: completion %02xh, asked again.", unsigned{netfn}, unsigned{command},
+                 unsigned{reply->completion});
+        RequestLimit::pause(kPauses[pauses++]);
+    }
+}
+
+Controller::Attempt Controller::attempt(std::uint8_t lun, NetFn netfn,
+                                        std::span<const std::uint8_t> question) {
+    const std::scoped_lock lock(mutex_);
+    const bool had_session = context_ != nullptr;
+    if (!context_ && !open()) return {};
+    const FreeIpmi& ipmi = *freeipmi();
     std::array<std::uint8_t, kLargestAnswer> answer{};
     const int size = ipmi.ipmi_cmd_raw(context_.get(), lun, netfn, question.data(),
                                        static_cast<unsigned>(question.size()), answer.data(), answer.size());
-    if (size < 2) {  // at the least the command again and the completion code
-        TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "Controller %s, request %02xh/%02xh: %s.",
-                 settings_.target().c_str(), unsigned{netfn}, unsigned{command},
-                 size < 0 ? ipmi.ipmi_ctx_errormsg(context_.get()) : "answer too short");
-        context_.reset();
-        return std::nullopt;
-    }
-    return Reply{answer[1], {answer.begin() + 2, answer.begin() + size}};
+    if (size >= 2)  // at the least the command again and the completion code
+        return {Reply{answer[1], {answer.begin() + 2, answer.begin() + size}}};
+    TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "Controller %s, request %02xh/%02xh: %s.",
+             settings_.target().c_str(), unsigned{netfn}, unsigned{question.front()},
+             size < 0 ? ipmi.ipmi_ctx_errormsg(context_.get()) : "answer too short");
+    context_.reset();
+    return {{}, had_session};
 }
 
 void Controller::end_session() {

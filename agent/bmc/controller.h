@@ -28,6 +28,12 @@ struct Reply {
     [[nodiscard]] bool ok() const { return completion == 0; }
 };
 
+/// Whether a request may be sent again when nobody knows whether it was carried out.
+enum class Repeat : std::uint8_t {
+    freely,      ///< Carried out twice it does the same as once.
+    if_refused,  ///< Only after a refusal that says that nothing was done.
+};
+
 /// One controller, reached as agent.conf says. All members may be called from any thread; requests wait for
 /// each other.
 class Controller {
@@ -37,14 +43,18 @@ class Controller {
     Controller(const Controller&) = delete;
     Controller& operator=(const Controller&) = delete;
 
-    /// Sends one request and waits for its answer. Opens a session when there is none; after a failure the
-    /// session is given up, so that the next request opens another one. A controller that could not be
-    /// reached is not tried again for two seconds, unless the settings changed: a program that asks several
-    /// things in a row waits once.
+    /// Sends one request and waits for its answer. Opens a session when there is none.
+    ///
+    /// What passes by itself is waited for: a controller that is busy or starting is asked again, with pauses
+    /// of a second in all, and only then its refusal is the answer. A session that was lost since the last
+    /// request is replaced once. Requests of other threads go between. A controller that could not be reached
+    /// is not tried again for two seconds, unless the settings changed: a program that asks several things in
+    /// a row waits once. The thread's RequestLimit holds.
     /// @param lun  Logical unit, 0 to 3.
-    /// @return Nothing, with the reason traced, when the controller gave no answer within the time-out.
+    /// @return Nothing, with the reason traced, when the controller gave no answer within the time-out (twice
+    ///         that when it falls silent within a session), or no request may begin any more.
     std::optional<Reply> request(std::uint8_t lun, NetFn netfn, std::uint8_t command,
-                                 std::span<const std::uint8_t> data = {});
+                                 std::span<const std::uint8_t> data = {}, Repeat repeat = Repeat::freely);
 
     /// Ends the session, if there is one: controllers have few of them, and give an idle one up after a
     /// while without telling.
@@ -60,6 +70,13 @@ class Controller {
     using Context = std::unique_ptr<ipmi_ctx, Close>;
     using Clock = std::chrono::steady_clock;
 
+    /// One way to the controller and back.
+    struct Attempt {
+        std::optional<Reply> reply;
+        bool session_lost = false;  ///< There was a session before, and it gave no answer.
+    };
+
+    Attempt attempt(std::uint8_t lun, NetFn netfn, std::span<const std::uint8_t> question);
     bool open();
     bool try_open();
 

@@ -9,6 +9,9 @@
 #include <charconv>
 #include <cstring>
 
+#include "controller_guid.h"
+#include "reading_factors.h"
+#include "request_limit.h"
 #include "store/file_io.h"
 #include "store/key_file.h"
 #include "store/own_folder.h"
@@ -19,10 +22,12 @@ namespace zel::bmc {
 namespace {
 
 constexpr const char* kModule = "sdr_cache";
-constexpr std::string_view kFormat = "zelsdr 1 ";
+constexpr std::string_view kFormat = "zelsdr 2 ";
+constexpr std::string_view kGuid = "guid ";
 constexpr std::string_view kSum = "sum ";
 constexpr std::size_t kLargestFile = std::size_t{1} << 20;
 constexpr std::chrono::seconds kLongestLock{10};
+constexpr std::chrono::milliseconds kOneLook{100};
 
 /// One name per controller, whatever characters its address has.
 std::string cache_path(const std::string& target) {
@@ -45,9 +50,9 @@ std::string checksum(std::string_view text) {
     return to_hex(bytes);
 }
 
-std::string serialise(const std::string& identity, const std::vector<Record>& records) {
-    std::string text = std::string(kFormat) + identity + '\n';
-    for (const Record& record : records)
+std::string serialise(const std::string& identity, const SensorRecords& known) {
+    std::string text = std::string(kFormat) + identity + '\n' + std::string(kGuid) + known.guid + '\n';
+    for (const Record& record : known.records)
         text += to_hex(record) + '\n';
     return text + std::string(kSum) + checksum(text) + '\n';
 }
@@ -73,7 +78,7 @@ std::optional<Record> parse_hex(std::string_view line) {
 }
 
 /// The records of a file's text; nothing when it is of another state of the repository, or damaged.
-std::optional<std::vector<Record>> parse(std::string_view text, const std::string& identity) {
+std::optional<SensorRecords> parse(std::string_view text, const std::string& identity) {
     const std::size_t last_line = text.rfind(kSum);
     if (last_line == std::string_view::npos) return std::nullopt;
     const std::string_view counted = text.substr(0, last_line);
@@ -81,22 +86,28 @@ std::optional<std::vector<Record>> parse(std::string_view text, const std::strin
 
     std::string_view rest = counted;
     if (take_line(rest) != std::string(kFormat) + identity) return std::nullopt;
-    std::vector<Record> records;
+    const std::string_view guid = take_line(rest);
+    if (!guid.starts_with(kGuid)) return std::nullopt;
+    SensorRecords known{.guid = std::string(guid.substr(kGuid.size())), .records = {}};
     while (!rest.empty()) {
         auto record = parse_hex(take_line(rest));
         if (!record) return std::nullopt;
-        records.push_back(*std::move(record));
+        known.records.push_back(*std::move(record));
     }
-    return records;
+    return known;
 }
 
-std::optional<std::vector<Record>> load(const std::string& path, const std::string& identity) {
+/// @param guid  Null: whichever stands there.
+std::optional<SensorRecords> load(const std::string& path, const std::string& identity,
+                                  const std::string* guid) {
     const auto folder = store::OwnFolder::open(store::parent_folder(path));
     const auto file = folder ? folder.open_file(store::last_name(path), O_RDONLY) : store::UniqueFd();
     if (!file) return std::nullopt;
     std::string text;
     if (!store::read_at_most(file.get(), kLargestFile, text)) return std::nullopt;
-    return parse(text, identity);
+    auto known = parse(text, identity);
+    if (known && guid && known->guid != *guid) return std::nullopt;
+    return known;
 }
 
 void trace_no_cache(const std::string& path) {
@@ -108,7 +119,11 @@ void trace_no_cache(const std::string& path) {
 store::UniqueFd lock(const std::string& path) {
     if (const auto folder = store::OwnFolder::make(store::parent_folder(path))) {
         auto file = folder.open_file(store::last_name(path) + ".lock", O_RDWR | O_CREAT, 0600);
-        if (file && store::lock_file(file.get(), LOCK_EX, kLongestLock)) return file;
+        const auto until = std::chrono::steady_clock::now() + kLongestLock;
+        while (file && !RequestLimit::reached()) {
+            if (store::lock_file(file.get(), LOCK_EX, kOneLook)) return file;
+            if (errno != ETIMEDOUT || std::chrono::steady_clock::now() > until) break;
+        }
     }
     trace_no_cache(path);
     return {};
@@ -116,20 +131,26 @@ store::UniqueFd lock(const std::string& path) {
 
 }  // namespace
 
-std::optional<std::vector<Record>> sensor_records(Controller& controller) {
-    const auto identity = repository_identity(controller);
+std::optional<SensorRecords> sensor_records(Controller& controller, bool ask_guid) {
+    const RequestLimit limit(kLongestList);
+    auto identity = repository_identity(controller);
     if (!identity) return std::nullopt;
+    std::optional<std::string> guid;
+    if (ask_guid && !(guid = read_guid(controller))) return std::nullopt;
     const std::string path = cache_path(controller.target());
-    if (auto kept = load(path, *identity)) return kept;
+    const std::string* asked = guid ? &*guid : nullptr;
+    if (auto kept = load(path, *identity, asked)) return kept;
 
     const auto locked = lock(path);
-    if (auto kept = load(path, *identity)) return kept;  // by whoever held the lock
-    auto read = read_repository(controller);
-    if (!read) return std::nullopt;
-    if (locked && read->complete && !store::replace_file(path, serialise(*identity, read->records))) {
-        trace_no_cache(path);
+    if (auto kept = load(path, *identity, asked)) return kept;  // by whoever held the lock
+    auto read = read_repository(controller, *std::move(identity));
+    if (!read || !(guid || (guid = read_guid(controller)))) return std::nullopt;
+    for (Record& record : read->records) {
+        if (!append_factors(controller, record)) return std::nullopt;
     }
-    return std::move(read->records);
+    SensorRecords known{.guid = *std::move(guid), .records = std::move(read->records)};
+    if (locked && !store::replace_file(path, serialise(read->identity, known))) trace_no_cache(path);
+    return known;
 }
 
 }  // namespace zel::bmc

@@ -27,11 +27,7 @@ enum Offset : std::size_t {
     kBaseUnit = 21,
     kModifierUnit = 22,
     kLinearisation = 23,
-    kFactor = 24,
-    kFactorHigh = 25,
-    kOffset = 26,
-    kOffsetHigh = 27,
-    kExponents = 29,
+    kFactors = 24,
     kSensorMax = 34,
     kSensorMin = 35,
     kNameType = 47,
@@ -45,60 +41,47 @@ constexpr std::uint8_t kAccessReadable = 1;
 constexpr std::uint8_t kAccessSettable = 2;
 constexpr std::uint8_t kNoAnalogReading = 3;
 
-// Sixteen thousand degrees or volts: no real sensor comes near, every value fits 32 bits, and none is taken
-// for the mark of a missing threshold.
-constexpr double kLargestValue = 16'000'000;
 // Far below any sensor's step: what the arithmetic of exponents may be off.
 constexpr double kTolerance = 1e-6;
 
-/// A number of `bits` bits in two's complement.
-int signed_number(unsigned bits, unsigned value) {
-    const unsigned sign = 1U << (bits - 1);
-    return static_cast<int>((value ^ sign) & (2 * sign - 1)) - static_cast<int>(sign);
-}
-
 /// What turns the record's base unit into ours: degrees Celsius, millivolts.
-struct Unit {
-    double scale;
-    double shift;
-};
-
-std::optional<Unit> unit_of(Kind kind, std::uint8_t base_unit) {
-    if (kind == Kind::voltage) return base_unit == 4 ? std::optional(Unit{1000, 0}) : std::nullopt;
+std::optional<Line> unit_of(Kind kind, std::uint8_t base_unit) {
+    if (kind == Kind::voltage) return base_unit == 4 ? std::optional(Line{1000, 0}) : std::nullopt;
     switch (base_unit) {
         case 1:
-            return Unit{1, 0};
+            return Line{1, 0};
         case 2:
-            return Unit{5.0 / 9, -160.0 / 9};
+            return Line{5.0 / 9, -160.0 / 9};
         case 3:
-            return Unit{1, -273.15};
+            return Line{1, -273.15};
         default:
             return std::nullopt;
     }
 }
 
+bool is_known(std::uint8_t linearisation) {
+    return linearisation <= Conversion::kLastFunction || linearisation >= Conversion::kFirstNonLinear;
+}
+
 /// The record's conversion; on failure the reason in `fault`.
 std::optional<Conversion> conversion_of(std::span<const std::uint8_t> record, Kind kind, const char*& fault) {
     const unsigned format = record[kUnits] >> 6;
-    const int factor = signed_number(10, record[kFactor] | (record[kFactorHigh] & 0xc0U) << 2);
-    const int offset = signed_number(10, record[kOffset] | (record[kOffsetHigh] & 0xc0U) << 2);
-    const double result_scale = std::pow(10, signed_number(4, record[kExponents] >> 4));
-    const double offset_scale = std::pow(10, signed_number(4, record[kExponents] & 0x0fU));
+    const auto linearisation = static_cast<std::uint8_t>(record[kLinearisation] & 0x7f);
+    const Line line = line_of(record.subspan<kFactors, kFactorBytes>());
     const auto unit = unit_of(kind, record[kBaseUnit]);
     // Bits 5 to 1 of the units byte say "per second" and "times another unit", bit 0 "percent".
     if (!unit || (record[kUnits] & 0x3f) != 0 || record[kModifierUnit] != 0) {
         fault = "unit not known";
     } else if (format == kNoAnalogReading) {
         fault = "no analog reading";
-    } else if ((record[kLinearisation] & 0x7f) != 0) {
-        fault = "not linear";
-    } else if (factor == 0) {
+    } else if (!is_known(linearisation)) {
+        fault = "linearisation not known";
+    } else if (linearisation < Conversion::kFirstNonLinear && line.factor == 0) {
         fault = "conversion factor is 0";
     } else {
-        const Conversion conversion(Conversion::Format{static_cast<std::uint8_t>(format)},
-                                    factor * result_scale * unit->scale,
-                                    offset * offset_scale * result_scale * unit->scale + unit->shift);
-        if (std::max(-conversion.lowest(), conversion.highest()) <= kLargestValue) return conversion;
+        const Conversion conversion(Conversion::Format{static_cast<std::uint8_t>(format)}, line,
+                                    linearisation, *unit);
+        if (conversion.is_non_linear() || conversion.lowest() < conversion.highest()) return conversion;
         fault = "values out of any sensor's range";
     }
     return std::nullopt;
@@ -108,10 +91,15 @@ std::optional<Conversion> conversion_of(std::span<const std::uint8_t> record, Ki
 /// lie in it.
 bool set_range(Sensor& sensor, std::uint8_t max_code, std::uint8_t min_code) {
     const auto inward = [&sensor](double least, double greatest) {
+        if (!(least < greatest)) return false;  // or no numbers
         sensor.least = static_cast<std::int64_t>(std::ceil(least - kTolerance));
         sensor.greatest = static_cast<std::int64_t>(std::floor(greatest + kTolerance));
         return sensor.greatest > sensor.least;
     };
+    if (sensor.conversion.is_non_linear()) {  // its thresholds, which are only shown, widen this
+        sensor.greatest = 1;
+        return true;
+    }
     const bool given = max_code != 0 || min_code != 0;
     const Conversion& conversion = sensor.conversion;
     if (given && inward(conversion.exact(min_code), conversion.exact(max_code))) return true;
@@ -164,39 +152,16 @@ void set_thresholds(Sensor& sensor, std::span<const std::uint8_t> record) {
     if (access == kAccessSettable) sensor.settable = record[kSettable] & readable;
 }
 
+/// Takes what stands behind the record. False when something stands there that does not belong.
+bool take_factors(Sensor& sensor, std::span<const std::uint8_t> bytes) {
+    if (!sensor.conversion.is_non_linear()) return bytes.empty();
+    sensor.settable = 0;  // no value can be turned into a code
+    for (; bytes.size() >= kCodeWithFactors; bytes = bytes.subspan(kCodeWithFactors))
+        sensor.conversion.learn(bytes[0], bytes.subspan<1, kFactorBytes>());
+    return bytes.empty();
+}
+
 }  // namespace
-
-Conversion::Conversion(Format format, double factor, double offset)
-    : format_(format), factor_(factor), offset_(offset) {
-    lowest_ = highest_ = exact(0);
-    for (int code = 1; code < 256; ++code) {
-        lowest_ = std::min(lowest_, exact(static_cast<std::uint8_t>(code)));
-        highest_ = std::max(highest_, exact(static_cast<std::uint8_t>(code)));
-    }
-}
-
-double Conversion::exact(std::uint8_t code) const {
-    int number = code;
-    if (format_ == Format::twos_complement && code >= 0x80) number -= 256;
-    if (format_ == Format::ones_complement && code >= 0x80) number -= 255;
-    return factor_ * number + offset_;
-}
-
-std::int64_t Conversion::whole(std::uint8_t code) const {
-    return std::llround(exact(code));
-}
-
-std::optional<std::uint8_t> Conversion::code(std::int64_t value) const {
-    const auto wanted = static_cast<double>(value);
-    std::uint8_t best = 0;
-    for (int code = 1; code < 256; ++code) {
-        const auto next = static_cast<std::uint8_t>(code);
-        if (std::abs(exact(next) - wanted) < std::abs(exact(best) - wanted)) best = next;
-    }
-    const double half_step = std::abs(factor_) / 2;
-    if (std::abs(exact(best) - wanted) > half_step * (1 + kTolerance)) return std::nullopt;
-    return best;
-}
 
 bool may_be_sensor(std::span<const std::uint8_t> record) {
     if (record.size() > kType && record[kType] != kFullRecord) return false;
@@ -207,7 +172,10 @@ bool may_be_sensor(std::span<const std::uint8_t> record) {
 
 ParsedRecord parse_record(std::span<const std::uint8_t> record) {
     if (!may_be_sensor(record)) return {};
-    if (record.size() < kName || record.size() != kRecordHeader + record[kSize]) return {{}, "wrong size"};
+    const std::size_t size = record.size() > kSize ? kRecordHeader + record[kSize] : kName;
+    if (size < kName || record.size() < size) return {{}, "wrong size"};
+    const auto factors = record.subspan(size);
+    record = record.first(size);
     const std::size_t name_size = record[kNameType] & 0x1fU;
     if (name_size > record.size() - kName) return {{}, "name longer than the record"};
     // Only our controller's own sensors that have thresholds.
@@ -220,11 +188,12 @@ ParsedRecord parse_record(std::span<const std::uint8_t> record) {
     sensor.number = record[kNumber];
     sensor.entity = record[kEntity];
     sensor.entity_instance = record[kEntityInstance] & 0x7f;
-    sensor.name = name_of(record[kNameType] >> 6, record.subspan(kName, name_size));
+    sensor.own_name = sensor.name = name_of(record[kNameType] >> 6, record.subspan(kName, name_size));
     set_thresholds(sensor, record);
     ParsedRecord result;
     if (const auto conversion = conversion_of(record, sensor.kind, result.fault)) {
         sensor.conversion = *conversion;
+        if (!take_factors(sensor, factors)) return {{}, "wrong size"};
         if (!set_range(sensor, record[kSensorMax], record[kSensorMin])) return {{}, "range below one unit"};
         result.sensor = std::move(sensor);
     }

@@ -9,41 +9,21 @@
 #include <span>
 #include <string>
 
+#include "conversion.h"
+
 namespace zel::bmc {
 
 enum class Kind : std::uint8_t { temperature = 0x01, voltage = 0x02 };
 
-/// From a sensor's one-byte codes to what people read and back: degrees Celsius or millivolts, y = a * x + b.
-class Conversion {
-  public:
-    enum class Format : std::uint8_t { is_unsigned = 0, ones_complement = 1, twos_complement = 2 };
-
-    Conversion() = default;
-    Conversion(Format format, double factor, double offset);
-
-    [[nodiscard]] double exact(std::uint8_t code) const;
-    /// Rounded to the nearest whole number, halves away from zero.
-    [[nodiscard]] std::int64_t whole(std::uint8_t code) const;
-    /// The code whose value is nearest. Nothing when that is more than half a step away: a controller would
-    /// take a wrapped code for what it says.
-    [[nodiscard]] std::optional<std::uint8_t> code(std::int64_t value) const;
-    /// Smallest and largest value of all codes.
-    [[nodiscard]] double lowest() const { return lowest_; }
-    [[nodiscard]] double highest() const { return highest_; }
-
-  private:
-    Format format_ = Format::is_unsigned;
-    double factor_ = 1;
-    double offset_ = 0;
-    double lowest_ = 0;
-    double highest_ = 255;
-};
-
-/// The four thresholds that the agent knows, from the top down. IPMI's non-recoverable ones are left alone.
+/// The four thresholds that the agent knows, from the top down. IPMI's non-recoverable ones are read, for the
+/// others must not go beyond them, and left alone.
 inline constexpr std::size_t kThresholds = 4;
 /// Where they stand in IPMI's masks (as bits) and lists of codes: upper critical, upper non-critical, lower
 /// non-critical, lower critical.
 inline constexpr std::array<std::uint8_t, kThresholds> kThresholdBits{4, 3, 0, 1};
+/// All six from the top down: the non-recoverable ones around those four.
+inline constexpr std::array<std::uint8_t, 6> kAllThresholdBits{5, 4, 3, 0, 1, 2};
+inline constexpr std::uint8_t kNonRecoverable = 1U << 5 | 1U << 2;
 
 struct Sensor {
     Kind kind = Kind::temperature;
@@ -51,15 +31,19 @@ struct Sensor {
     std::uint8_t number = 0;
     std::uint8_t entity = 0;           ///< What is measured, as IPMI numbers it.
     std::uint8_t entity_instance = 0;  ///< 1 to 127.
-    std::string name;                  ///< Printable ASCII; unique once it comes out of a list of sensors.
+    std::string own_name;              ///< As the record has it, printable ASCII.
+    std::string name;                  ///< The same; unique once it comes out of a list of sensors.
     std::uint8_t readable = 0;         ///< Mask of the thresholds that can be read.
     std::uint8_t settable = 0;         ///< Mask of those that can be read and set.
     Conversion conversion;
     std::int64_t least = 0;     ///< Smallest value that the sensor can report, and
     std::int64_t greatest = 0;  ///< largest, rounded inward; greater than `least`.
 
-    /// LUN and number in one: the sensor's identity.
+    /// LUN and number in one: what the controller knows the sensor by.
     [[nodiscard]] std::uint16_t id() const { return static_cast<std::uint16_t>(lun << 8 | number); }
+    [[nodiscard]] bool can_set(std::size_t threshold) const {
+        return (settable >> kThresholdBits[threshold] & 1) != 0;
+    }
 };
 
 struct ParsedRecord {
@@ -74,7 +58,11 @@ inline constexpr std::size_t kRecordHeader = 5;
 /// record.
 bool may_be_sensor(std::span<const std::uint8_t> record);
 
-/// Reads one whole record. Neither a sensor nor a fault when the record is about something else.
+/// What may stand behind a record: a code of a sensor that is not linear, and the factors for it.
+inline constexpr std::size_t kCodeWithFactors = 1 + kFactorBytes;
+
+/// Reads one whole record, with what the controller said of single codes behind it. Neither a sensor nor a
+/// fault when the record is about something else.
 ParsedRecord parse_record(std::span<const std::uint8_t> record);
 
 }  // namespace zel::bmc

@@ -7,6 +7,7 @@
 #include <set>
 #include <string>
 
+#include "controller_guid.h"
 #include "sdr_cache.h"
 #include "zel/tracelog.h"
 
@@ -67,12 +68,14 @@ void make_names_distinct(std::span<Sensor> sensors) {
     rename_equals(sensors, [](const Sensor& sensor) { return sensor.name + ' ' + number_suffix(sensor); });
 }
 
-std::optional<std::vector<Sensor>> find_sensors(Controller& controller, Kind kind, std::size_t most) {
-    const auto records = sensor_records(controller);
-    if (!records) return std::nullopt;
-    std::vector<Sensor> sensors;
+std::optional<SensorList> find_sensors(Controller& controller, Kind kind, std::size_t most, bool ask_guid) {
+    const auto known = sensor_records(controller, ask_guid);
+    const auto device = known ? device_id(controller) : std::nullopt;
+    if (!device) return std::nullopt;
+    SensorList list{.controller = identity_of(known->guid, controller.target(), *device), .sensors = {}};
+    std::vector<Sensor>& sensors = list.sensors;
     std::set<std::uint16_t> seen;
-    for (const Record& record : *records) {
+    for (const Record& record : known->records) {
         auto [sensor, fault] = parse_record(record);
         if (fault) {
             TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "Record %s left out: %s.",
@@ -93,7 +96,7 @@ std::optional<std::vector<Sensor>> find_sensors(Controller& controller, Kind kin
     if (sensors.size() > most)
         sensors.erase(sensors.begin() + static_cast<std::ptrdiff_t>(most), sensors.end());
     make_names_distinct(sensors);
-    return sensors;
+    return list;
 }
 
 }  // namespace zel::bmc

@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include <pthread.h>
+
 #include <cerrno>
+#include <csignal>
 #include <cstring>
 #include <exception>
 #include <memory>
@@ -28,11 +31,29 @@ HANDLE make_event(const char* name, bool manual_reset, bool initial) {
     return nullptr;
 }
 
+/// While it lives, this thread and those that it starts take no signal.
+class NoSignals {
+  public:
+    NoSignals() {
+        sigset_t all;
+        sigfillset(&all);
+        pthread_sigmask(SIG_SETMASK, &all, &before_);
+    }
+    ~NoSignals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+    NoSignals(const NoSignals&) = delete;
+    NoSignals& operator=(const NoSignals&) = delete;
+
+  private:
+    sigset_t before_{};
+};
+
 HANDLE start_thread(uint32_t (*proc)(void*), void* parameter) {
     // The handle stands for the end of the thread, which itself is detached.
     const auto ended = std::make_shared<Event>(true, false);
     void* const handle = events().add(ended);
     try {
+        // Signals are for the thread that the program began with, which may hold them back for a while.
+        const NoSignals inherited;
         std::thread([=] {
             proc(parameter);
             ended->set();

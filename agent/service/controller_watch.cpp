@@ -1,11 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "controller_watch.h"
 
+#include <unistd.h>
+
 #include <chrono>
+#include <cstdio>
+#include <cstdlib>
 #include <string>
 
-#include "access/controller_visit.h"
 #include "access/sensors_reapply.h"
+#include "bmc/request_limit.h"
 #include "bmc/settings.h"
 #include "log.h"
 #include "zel/tracelog.h"
@@ -14,35 +18,48 @@ namespace zel::service {
 namespace {
 
 constexpr std::chrono::minutes kPause{1};
+constexpr std::chrono::milliseconds kLongestEnd{1500};
 
-bool answers() {
-    constexpr std::uint8_t kGetDeviceId = 0x01;
+void look(access::ThresholdKeeper& keeper) {
     const auto settings = bmc::read_settings();
-    if (!settings || !bmc::is_present(*settings)) return false;
-    const access::ControllerVisit visit;
-    return bmc::controller().request(0, bmc::kApp, kGetDeviceId).has_value();
-}
-
-/// True when the sensors have what they shall have.
-bool put_thresholds_back() {
-    const auto given = access::reapply_thresholds(bmc::controller());
+    if (!settings || !bmc::is_present(*settings)) return keeper.forget();
+    const auto given = keeper.look();
     if (given && *given > 0) log("controller: thresholds put back on sensors: " + std::to_string(*given));
-    return given.has_value();
 }
 
 }  // namespace
 
-ControllerWatch::ControllerWatch() : thread_([this](const std::stop_token& stop) { run(stop); }) {}
+ControllerWatch::ControllerWatch()
+    : thread_([shared = shared_](const std::stop_token& stop) {
+          run(stop, *shared);
+          const std::scoped_lock lock(shared->mutex);
+          shared->ended = true;
+          shared->changed.notify_all();
+      }) {}
 
-ControllerWatch::~ControllerWatch() = default;
+ControllerWatch::~ControllerWatch() {
+    thread_.request_stop();
+    std::unique_lock lock(shared_->mutex);
+    if (shared_->changed.wait_for(lock, kLongestEnd, [this] { return shared_->ended; })) return;
+    log("controller: it does not answer; ending without it");
+    thread_.detach();
+    // Nothing that the thread uses may be taken down under it.
+    ::on_exit(
+        [](int status, void*) {
+            std::fflush(nullptr);
+            ::_exit(status);
+        },
+        nullptr);
+}
 
-void ControllerWatch::run(const std::stop_token& stop) try {
+void ControllerWatch::run(const std::stop_token& stop, Shared& shared) try {
     TraceLogSetThrName("controller");
-    bool answered = false;
+    const bmc::RequestLimit limit(stop);
+    access::ThresholdKeeper keeper(bmc::controller());
     while (!stop.stop_requested()) {
-        answered = answers() && (answered || put_thresholds_back());
-        std::unique_lock lock(mutex_);
-        stopped_.wait_for(lock, stop, kPause, [] { return false; });
+        look(keeper);
+        std::unique_lock lock(shared.mutex);
+        shared.changed.wait_for(lock, stop, kPause, [] { return false; });
     }
 } catch (const std::exception& error) {
     log(std::string("controller: no longer watched: ") + error.what());

@@ -3,14 +3,16 @@
 
 #include <unistd.h>
 
+#include "chars/plain.h"
 #include "store/file_io.h"
 #include "zel/tracelog.h"
 
 namespace zel::service {
 
 void log(const std::string& line) {
-    TraceLog(TRACE_LEVEL_INFO, "service", __func__, __LINE__, "%s", line.c_str());
-    store::write_all(STDERR_FILENO, line + '\n');
+    const std::string shown = chars::escaped(line);
+    TraceLog(TRACE_LEVEL_INFO, "service", __func__, __LINE__, "%s", shown.c_str());
+    store::write_all(STDERR_FILENO, shown + '\n');
 }
 
 }  // namespace zel::service

@@ -9,8 +9,8 @@
 #include <system_error>
 #include <unordered_map>
 
+#include "chars/utf8.h"
 #include "key_file_read.h"
-#include "utf8.h"
 
 namespace zel::store {
 namespace {
@@ -28,7 +28,7 @@ bool is_control(char c) {
 }
 
 bool is_name(std::string_view name) {
-    return !name.empty() && is_utf8(name) && std::ranges::none_of(name, is_control) &&
+    return !name.empty() && chars::is_utf8(name) && std::ranges::none_of(name, is_control) &&
            name.find_first_of("[]") == std::string_view::npos;
 }
 
@@ -39,7 +39,7 @@ bool is_key(std::string_view key) {
 
 bool is_value(std::string_view value) {
     const auto unfit = [](char c) { return is_control(c) && c != '\t' && c != '\n' && c != '\r'; };
-    return is_utf8(value) && std::ranges::none_of(value, unfit);
+    return chars::is_utf8(value) && std::ranges::none_of(value, unfit);
 }
 
 /// The letter after the backslash that a character of a value is written as; 0 for one that stands for
@@ -267,7 +267,7 @@ bool KeyFile::has_group(const std::string& group) const {
 
 std::optional<std::string> KeyFile::get(const std::string& group, const std::string& key) const {
     const Line* const line = impl_->find(group, key);
-    return line != nullptr && is_utf8(line->value) ? unescaped(line->value) : std::nullopt;
+    return line != nullptr && chars::is_utf8(line->value) ? unescaped(line->value) : std::nullopt;
 }
 
 std::optional<std::int64_t> KeyFile::get_int(const std::string& group, const std::string& key) const {

@@ -19,6 +19,7 @@
 #include <string>
 #include <string_view>
 
+#include "chars/plain.h"
 #include "log_file.h"
 #include "store/file_io.h"
 #include "store/paths.h"
@@ -70,15 +71,14 @@ void keep_name(std::array<char, Size>& target, const char* name) {
 /// A line being put together; what does not fit is left out.
 class Line {
   public:
-    /// Appends text; a control character becomes visible and harmless.
+    /// Appends text; what could steer a terminal or hide in a line becomes visible.
     void add(std::string_view text) {
         while (!text.empty()) {
-            const auto control = std::ranges::find_if(text, [](char c) { return is_control(c); });
-            const auto clean = static_cast<std::size_t>(control - text.begin());
-            append(cut(text.substr(0, clean), room()));
-            text.remove_prefix(clean);
+            const std::size_t plain = zel::chars::plain_prefix(text);
+            append(cut(text.substr(0, plain), room()));
+            text.remove_prefix(plain);
             if (text.empty()) break;
-            add_escaped(text.front());
+            append(zel::chars::escaped(text.front()));
             text.remove_prefix(1);
         }
     }
@@ -96,23 +96,12 @@ class Line {
     }
 
   private:
-    static bool is_control(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }
-
     [[nodiscard]] std::size_t room() const { return text_.size() - 1 - used_; }
 
     void append(std::string_view text) {
         if (text.size() > room()) return;
         std::memcpy(text_.data() + used_, text.data(), text.size());
         used_ += text.size();
-    }
-
-    void add_escaped(char c) {
-        if (c == '\n') return append("\\n");
-        if (c == '\t') return append("\\t");
-        constexpr std::string_view digits = "0123456789abcdef";
-        const auto code = static_cast<unsigned char>(c);
-        const std::array<char, 4> escaped{'\\', 'x', digits[code >> 4U], digits[code & 0xFU]};
-        append({escaped.data(), escaped.size()});
     }
 
     std::size_t used_ = 0;

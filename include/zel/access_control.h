@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The agent access library (libzelaccess.so), third part: server control. Names and flags of the server, the
-// chassis light, what happens when the operating system hangs, and the maintenance boot mode.
+// chassis light, what happens when the operating system or its shutdown hangs, and the maintenance boot mode.
 //
 // Mind the success senses: the Get calls of shutdown, watchdog and boot mode succeed with non-zero, their Set
 // calls with 0.
@@ -107,12 +107,12 @@ ZEL_API int GetZelaRegNum(RegNumItem* items, int count);
 /// @return CHASSIS_IDENTIFY_FAILED, else done.
 ZEL_API int ZELChassisIdentify_V15(uint8_t* interval);
 
-// ---- Shutdown when the operating system hangs ----
+// ---- A shutdown or reboot that hangs ----
 
-/// What happens when the operating system hangs.
+/// What happens when a shutdown or reboot hangs.
 typedef struct ShutdownRecord {
     uint32_t dwHangEnable;  ///< 1 on, 0 off.
-    uint32_t dwTimeout;     ///< Seconds without a sign of life: 300 to 6000.
+    uint32_t dwTimeout;     ///< Seconds that it may take: 300 to 6000.
     uint32_t dwTimeoutAct;  ///< The two actions, as SetTimeoutAct encodes them.
     uint8_t
         libraryTail[244];  ///< The library's; cleared by the caller before reading, handed back unchanged.

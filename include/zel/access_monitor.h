@@ -22,11 +22,14 @@ static_assert(sizeof(HwIdRecord) == 448, "HwIdRecord");
 static_assert(offsetof(HwIdRecord, modelNumber) == 80, "HwIdRecord.modelNumber");
 
 /// Tests for a fault-tolerant server.
-/// @return Greater than 0: it is one. 0: it is not. -1: the test failed.
+/// @return Greater than 0: it is one. 0: it is not. -1: the test failed; errno is EACCES when the caller's
+///         rights do not suffice.
 ZEL_API int call_zel_is_ft(void);
 
 /// Tests whether the agent's main service, ZELntserver, is running.
-/// @return -1 when it is not (or gives no answer within a second), anything else when it is.
+/// @return -1 when it is not (or gives no answer within a second), anything else when it is. With -1, errno
+/// is
+///         EACCES when the service's socket cannot be reached with the caller's rights.
 ZEL_API int CheckNTserverReady(void);
 
 /// Reads the hardware's identity the way agent 3.8 does.
@@ -246,12 +249,12 @@ ZEL_API int FreeMemofStruct(FsThresholdRecord** head);
 
 // ---- Network interfaces ----
 
-/// How the network interfaces are watched.
+/// How the network interfaces are watched. Thresholds are percent of the packets.
 typedef struct LanSettingsRecord {
     int32_t interval;  ///< Seconds between two samples, 1 to 3600.
-    int32_t hardware;  ///< Threshold of hardware errors, 0 to 100.
-    int32_t retry;     ///< Threshold of retries, 10 to 50.
-    int32_t abort_;    ///< Threshold of aborts, 10 to 50.
+    int32_t hardware;  ///< Hardware errors, 0 to 100.
+    int32_t retry;     ///< Retries, 10 to 50.
+    int32_t abort_;    ///< Aborts, 10 to 50.
 } LanSettingsRecord;
 static_assert(sizeof(LanSettingsRecord) == 16, "LanSettingsRecord");
 

@@ -32,7 +32,9 @@ ZEL_API void TraceLogSetThrName(const char* name);
 /// @param module    Name of the source file, without folder and suffix.
 /// @param function  Name of the function.
 /// @param line      Line in the source file.
-/// @param format    As for printf. Line feeds and other control characters of the outcome are made visible.
+/// @param format    As for printf. Of the outcome, line feeds, other control characters, what changes the
+/// direction
+///                  of writing and bytes that are not UTF-8 are made visible: "\n", "\x9b".
 ZEL_API void TraceLog(int level, const char* module, const char* function, int line, const char* format, ...)
     ZEL_PRINTF(5, 6);
 

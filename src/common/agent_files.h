@@ -5,7 +5,7 @@
 
 namespace zel {
 
-/// Path of the sensor-sharing library in the agent's directory.
+/// Path of the sensor-sharing library in the agent's directory; empty when that is not told.
 std::string shared_sensor_library();
 
 }  // namespace zel

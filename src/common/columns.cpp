@@ -10,6 +10,9 @@
 #include <cstring>
 #include <cwchar>
 
+#include "chars/plain.h"
+#include "chars/utf8.h"
+
 namespace zel {
 
 namespace {
@@ -28,7 +31,7 @@ Character next_character(std::string_view text) {
     wchar_t wide = 0;
     const std::size_t bytes = std::mbrtowc(&wide, text.data(), text.size(), &state);
     if (bytes == 0 || bytes > text.size()) return {1, -1};  // a zero byte, or not a character
-    return {bytes, wcwidth(wide)};
+    return {bytes, chars::is_plain(static_cast<char32_t>(wide)) ? wcwidth(wide) : -1};
 }
 
 /// The locale that the environment names, by the C library's order of precedence.
@@ -138,6 +141,19 @@ std::string shorten(std::string_view text, int columns) {
     return "..." + printable(text);
 }
 
+std::string abbreviate(std::string_view text, int columns) {
+    return columns_of(text) <= columns ? printable(text) : fit(text, columns - 3) + "...";
+}
+
+std::string printable_lines(std::string_view text) {
+    std::string result;
+    for (std::size_t end = 0; (end = text.find('\n')) != std::string_view::npos;) {
+        result += printable(text.substr(0, end)) + '\n';
+        text.remove_prefix(end + 1);
+    }
+    return result + printable(text);
+}
+
 void FreeMemory::operator()(char* memory) const {
     std::free(memory);
 }
@@ -146,12 +162,12 @@ Buffer allocate_buffer(std::size_t size) {
     return Buffer(static_cast<char*>(std::calloc(size, 1)));
 }
 
-Buffer recode_for_screen(const char* utf8, std::size_t padding) {
+Buffer recode_for_screen(const char* text, std::size_t padding) {
     const char* charset = nl_langinfo(CODESET);
-    if (std::strcmp(charset, "UTF-8") == 0) return nullptr;
+    if (std::strcmp(charset, "UTF-8") == 0 || !chars::is_utf8(text)) return nullptr;
     Converter converter(charset);
     if (!converter.usable()) return nullptr;
-    const std::string converted = converter.convert(utf8);
+    const std::string converted = converter.convert(text);
     Buffer result = allocate_buffer(converted.size() + padding);
     if (result) std::memcpy(result.get(), converted.data(), converted.size());
     return result;

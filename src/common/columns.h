@@ -20,15 +20,21 @@ std::string_view cut_bytes(std::string_view text, std::size_t limit);
 int columns_of(std::string_view text);
 
 /// The text cut or padded with blanks to exactly `columns` columns. A wide character that would be cut in
-/// half gives way to a blank; what cannot be shown becomes "?".
+/// half gives way to a blank; what cannot be shown, or must not (chars/plain.h), becomes "?".
 std::string fit(std::string_view text, int columns);
 
 /// The text as it can be shown: what cannot becomes "?".
 std::string printable(std::string_view text);
 
+/// The same for a text of several lines: their line feeds stay.
+std::string printable_lines(std::string_view text);
+
 /// The same in at most `columns` columns (4 or more); of a longer one the end is kept,
 /// behind "...", since paths differ at their ends.
 std::string shorten(std::string_view text, int columns);
+
+/// The same, but of a longer one the beginning is kept, in front of "...": names differ there.
+std::string abbreviate(std::string_view text, int columns);
 
 struct FreeMemory {
     void operator()(char* memory) const;
@@ -40,7 +46,8 @@ using Buffer = std::unique_ptr<char, FreeMemory>;
 Buffer allocate_buffer(std::size_t size);
 
 /// The zero-ended UTF-8 text in the character set of the locale, "?" standing for what it does not have,
-/// followed by at least `padding` zero bytes. Null when nothing needs converting or nothing can.
-Buffer recode_for_screen(const char* utf8, std::size_t padding);
+/// followed by at least `padding` zero bytes. Null when nothing needs converting or nothing can, and for a
+/// text that is not UTF-8: that is taken to be in the locale's character set already.
+Buffer recode_for_screen(const char* text, std::size_t padding);
 
 }  // namespace zel

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "dialog.h"
 
+#include "columns.h"
 #include "repaint.h"
 #include "terminal.h"
 #include "widgets.h"
@@ -41,25 +42,25 @@ newtComponent Dialog::keep(newtComponent component) {
 }
 
 newtComponent Dialog::label(const std::string& text) {
-    return keep(newt.newtLabel(kPlacedByGrid, kPlacedByGrid, text.c_str()));
+    return keep(newt.newtLabel(kPlacedByGrid, kPlacedByGrid, printable_lines(text).c_str()));
 }
 
 newtComponent Dialog::button(const std::string& text) {
-    return keep(newt.newtButton(kPlacedByGrid, kPlacedByGrid, text.c_str()));
+    return keep(newt.newtButton(kPlacedByGrid, kPlacedByGrid, printable(text).c_str()));
 }
 
 newtComponent Dialog::compact_button(const std::string& text) {
-    return keep(newt.newtCompactButton(kPlacedByGrid, kPlacedByGrid, text.c_str()));
+    return keep(newt.newtCompactButton(kPlacedByGrid, kPlacedByGrid, printable(text).c_str()));
 }
 
 newtComponent Dialog::textbox(int width, int height, const std::string& text) {
     newtComponent box = keep(newt.newtTextbox(kPlacedByGrid, kPlacedByGrid, width, height, NEWT_FLAG_WRAP));
-    newt.newtTextboxSetText(box, text.c_str());
+    newt.newtTextboxSetText(box, printable_lines(text).c_str());
     return box;
 }
 
 newtComponent Dialog::text_entry(const std::string& text, int width, int flags) {
-    return keep(newt.newtEntry(kPlacedByGrid, kPlacedByGrid, text.c_str(), width, nullptr, flags));
+    return keep(newt.newtEntry(kPlacedByGrid, kPlacedByGrid, printable(text).c_str(), width, nullptr, flags));
 }
 
 newtComponent Dialog::number_entry(const std::string& text, int width, int flags) {
@@ -69,12 +70,13 @@ newtComponent Dialog::number_entry(const std::string& text, int width, int flags
 }
 
 newtComponent Dialog::checkbox(const std::string& text, bool set, char* mark) {
-    return keep(newt.newtCheckbox(kPlacedByGrid, kPlacedByGrid, text.c_str(), set ? kMarked : kCleared,
-                                  nullptr, mark));
+    return keep(newt.newtCheckbox(kPlacedByGrid, kPlacedByGrid, printable(text).c_str(),
+                                  set ? kMarked : kCleared, nullptr, mark));
 }
 
 newtComponent Dialog::radio_button(const std::string& text, bool set, newtComponent previous) {
-    return keep(newt.newtRadiobutton(kPlacedByGrid, kPlacedByGrid, text.c_str(), set ? 1 : 0, previous));
+    return keep(
+        newt.newtRadiobutton(kPlacedByGrid, kPlacedByGrid, printable(text).c_str(), set ? 1 : 0, previous));
 }
 
 newtComponent Dialog::listbox(int height, int flags) {
@@ -111,7 +113,7 @@ void Dialog::add(std::initializer_list<newtComponent> components) {
 void Dialog::open(newtGrid outer, const std::string& title, std::initializer_list<int> hot_keys) {
     repaint_before_opening();
     newt.newtCursorOff();  // an entry left by a hot key in the dialog beneath leaves it visible
-    newt.newtGridWrappedWindow(outer, const_cast<char*>(title.c_str()));  // newt copies the title
+    newt.newtGridWrappedWindow(outer, printable_lines(title).data());  // newt copies the title
     open_ = true;
     repaint_after_opening();
     newt.newtGridFree(outer, 1);
@@ -122,6 +124,7 @@ void Dialog::open(newtGrid outer, const std::string& title, std::initializer_lis
 
 newtComponent Dialog::run() {
     newtExitStruct result{};
+    const CtrlCIsAKey held;
     do {
         repaint_if_changed();
         newt.newtFormRun(form_, &result);

@@ -41,7 +41,8 @@ class Dialog {
     Dialog(const Dialog&) = delete;
     Dialog& operator=(const Dialog&) = delete;
 
-    // The makers return handles that the dialog owns, also those that never join the form.
+    // The makers return handles that the dialog owns, also those that never join the form. Of every text,
+    // what cannot or must not be shown becomes "?" (`printable`).
     newtComponent label(const std::string& text);
     newtComponent button(const std::string& text);
     newtComponent compact_button(const std::string& text);

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "messages.h"
 
+#include "columns.h"
 #include "msgwindow.h"
 #include "newtlib.h"
-#include "readstrfile.h"
 
 namespace zel {
 
@@ -23,8 +23,8 @@ void show_error(const std::string& message) {
     show_titled("Error", message);
 }
 
-std::string show_call_failed(std::string_view call) {
-    std::string message = format_text(text("FUNC_CALL_ERR"), {call});
+std::string show_call_failed(std::string_view call, std::size_t limit) {
+    std::string message = format_text(text("FUNC_CALL_ERR"), {call}, limit);
     show_error(message);
     return message;
 }
@@ -33,7 +33,7 @@ BusyLine::BusyLine(const char* identifier) {
     const std::string line = text(identifier);
     shown_ = line != kMissingText;
     if (!shown_) return;
-    newt.newtPushHelpLine(line.c_str());
+    newt.newtPushHelpLine(printable(line).c_str());
     newt.newtRefresh();
 }
 

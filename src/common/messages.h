@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "readstrfile.h"
+
 namespace zel {
 
 /// A message under a title from the catalogue.
@@ -16,8 +18,9 @@ void show_titled(const char* title, const std::string& message);
 /// A message under the title "Error".
 void show_error(const std::string& message);
 
-/// Says that the call named failed, under the title "Error". Returns what was shown.
-std::string show_call_failed(std::string_view call);
+/// Says that the call named failed, under the title "Error", in at most `limit` bytes. Returns what was
+/// shown.
+std::string show_call_failed(std::string_view call, std::size_t limit = kTextBufferSize - 1);
 
 /// A line of the catalogue in place of the help line, for as long as something takes that the user waits for.
 /// A catalogue without the text leaves the help line alone.

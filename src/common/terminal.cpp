@@ -10,6 +10,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
+#include <new>
 #include <string_view>
 
 #include "newtlib.h"
@@ -32,10 +34,44 @@ void on_ending_signal(int) {
     _exit(0);
 }
 
+constexpr std::array kCrashes = {SIGSEGV, SIGBUS, SIGABRT, SIGILL, SIGFPE};
+std::array<struct sigaction, kCrashes.size()> actions_before{};
+
+// newt does not look whether it got the memory that it asked for. The crash goes on as it would have without
+// us, but on a terminal that shows what the shell says of it.
+void on_crash(int signal_number) {
+    terminal_give_back();
+    for (std::size_t i = 0; i < kCrashes.size(); ++i)
+        if (kCrashes[i] == signal_number) sigaction(signal_number, &actions_before[i], nullptr);
+    std::raise(signal_number);
+}
+
 // S-Lang's last word is exit(1); this net keeps the status 0 and says what it said.
 void on_slang_error(const char* format, va_list arguments) {
     std::vfprintf(stderr, format, arguments);
     std::fputc('\n', stderr);
+    end_process();
+}
+
+void set_interrupt_key(cc_t key) {
+    termios modes{};
+    if (!modes_saved || tcgetattr(STDIN_FILENO, &modes) != 0 || modes.c_cc[VINTR] == key) return;
+    modes.c_cc[VINTR] = key;
+    tcsetattr(STDIN_FILENO, TCSANOW, &modes);
+}
+
+// Nothing is unwound: what lies in between is newt's, and memory is short.
+void on_uncaught_exception() {
+    terminal_give_back();
+    try {
+        std::rethrow_exception(std::current_exception());
+    } catch (const std::bad_alloc&) {
+        std::fputs("ZELagntconf: there is not enough memory.\n", stderr);
+        ZEL_TRACE(TRACE_LEVEL_RESOURCE, "<out of memory.exit(0).");
+    } catch (...) {
+        std::fputs("ZELagntconf: an error in the program itself.\n", stderr);
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "<uncaught exception.exit(0).");
+    }
     end_process();
 }
 
@@ -46,6 +82,15 @@ void append_reset(std::string_view bytes) {
 }
 
 }  // namespace
+
+void prepare_endings() {
+    std::set_terminate(on_uncaught_exception);
+    // A handler and not SIG_IGN: programs that we start find the signal as it was.
+    struct sigaction action {};
+    action.sa_handler = [](int) {};
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGPIPE, &action, nullptr);
+}
 
 const char* terminal_problem() {
     if (isatty(STDIN_FILENO) == 0 || isatty(STDOUT_FILENO) == 0)
@@ -78,11 +123,22 @@ void terminal_arm() {
     sigfillset(&action.sa_mask);
     for (int signal_number : {SIGHUP, SIGTERM, SIGINT, SIGQUIT})
         sigaction(signal_number, &action, nullptr);
+    action.sa_handler = on_crash;
+    for (std::size_t i = 0; i < kCrashes.size(); ++i)
+        sigaction(kCrashes[i], &action, &actions_before[i]);
 }
 
 void terminal_give_back() {
     if (modes_saved) tcsetattr(STDIN_FILENO, TCSANOW, &saved_modes);
     [[maybe_unused]] const ssize_t written = write(STDOUT_FILENO, reset_bytes.data(), reset_length);
+}
+
+CtrlCIsAKey::CtrlCIsAKey() {
+    set_interrupt_key(_POSIX_VDISABLE);
+}
+
+CtrlCIsAKey::~CtrlCIsAKey() {
+    set_interrupt_key(saved_modes.c_cc[VINTR]);
 }
 
 void terminal_lost() {

@@ -4,7 +4,11 @@
 
 #include <zel/tracelog.h>
 
-/// One trace line of this file's module (`kModule`, the source file's name) and the calling function.
-/// A macro and not a function: the compiler then checks the format against the arguments, and the
-/// function's own name and line come along.
-#define ZEL_TRACE(level, ...) TraceLog((level), kModule, __func__, __LINE__, __VA_ARGS__)
+/// One trace line of this file's module (`kModule`, the source file's name) and the function named.
+/// A macro and not a function: the compiler then checks the format against the arguments, and the line's
+/// number comes along.
+#define ZEL_TRACE_AS(function, level, ...) TraceLog((level), kModule, (function), __LINE__, __VA_ARGS__)
+
+/// The same under the calling function's own name. A helper's line is its panel's, for whoever reads the log:
+/// it takes ZEL_TRACE_AS with the panel's name.
+#define ZEL_TRACE(level, ...) ZEL_TRACE_AS(__func__, level, __VA_ARGS__)

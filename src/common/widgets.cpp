@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <limits>
 
+#include "columns.h"
 #include "trace.h"
 
 namespace zel {
@@ -95,7 +96,7 @@ void set_entry(newtComponent entry, std::int64_t number) {
 }
 
 void append_row(newtComponent list, const std::string& text, std::intptr_t key) {
-    newt.newtListboxAppendEntry(list, text.c_str(), reinterpret_cast<void*>(key));
+    newt.newtListboxAppendEntry(list, printable(text).c_str(), reinterpret_cast<void*>(key));
 }
 
 std::intptr_t current_row(newtComponent list) {

@@ -48,7 +48,7 @@ std::string entry_string(newtComponent entry);
 /// Shows a number in the entry, its first digits in sight.
 void set_entry(newtComponent entry, std::int64_t number);
 
-/// Appends a row with a number as its key.
+/// Appends a row, as far as it can be shown, with a number as its key.
 void append_row(newtComponent list, const std::string& text, std::intptr_t key);
 /// The key of the list's current row.
 std::intptr_t current_row(newtComponent list);

@@ -30,13 +30,17 @@ bool bind(EntryPoint& slot, const char* name) {
     slot = reinterpret_cast<EntryPoint>(GetProcAddress(pDll, name));
     if (slot != nullptr) return true;
     FreeLibrary(pDll);
-    ZEL_TRACE(TRACE_LEVEL_ERROR, "<GetProcAddress(%s) failed.return FALSE.", name);
+    ZEL_TRACE_AS("InitBladeInfo", TRACE_LEVEL_ERROR, "<GetProcAddress(%s) failed.return FALSE.", name);
     return false;
 }
 
 int InitBladeInfo() {
     ZEL_TRACE(TRACE_LEVEL_TRACE, ">");
     const std::string path = shared_sensor_library();
+    if (path.empty()) {
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "<GetZelRootPath() failed.return FALSE.");
+        return 0;
+    }
     pDll = LoadLibrary(path.c_str());
     if (pDll == nullptr) {
         ZEL_TRACE(TRACE_LEVEL_ERROR, "<LoadLibraryi %s failed.return FALSE.", path.c_str());
@@ -88,7 +92,7 @@ void report(int now, int before, char mark) {
 bool apply(int before, char mark) {
     (mark == kMarked ? EnableSharedSensor : DisableSharedSensor)(SHARED_SENSOR_ALL);
     const int now = GetSharedSensorStatus();
-    ZEL_TRACE(TRACE_LEVEL_INFO, "oldflags = %d ;flags = %d", before, now);
+    ZEL_TRACE_AS("BladePanel", TRACE_LEVEL_INFO, "oldflags = %d ;flags = %d", before, now);
     if (pDll != nullptr) FreeLibrary(pDll);
     report(now, before, mark);
     return true;
@@ -111,10 +115,12 @@ void BladePanel() {
         return;
     }
     if (status == SHARED_SENSOR_UNCERTAIN) status = SHARED_SENSOR_ENABLED;
-    Widgets widgets;
-    Dialog dialog;
-    build(dialog, status, widgets);
-    dialog.run_until(widgets.ok, widgets.cancel, [&] { return apply(status, widgets.mark); });
+    {
+        Widgets widgets;
+        Dialog dialog;
+        build(dialog, status, widgets);
+        dialog.run_until(widgets.ok, widgets.cancel, [&] { return apply(status, widgets.mark); });
+    }
     ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
 }
 

@@ -1,10 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "chassis_identify.h"
 
-#include <unistd.h>
 #include <zel/access_control.h>
 
 #include <array>
+#include <cerrno>
+#include <ctime>
 
 #include "../common/messages.h"
 #include "../common/trace.h"
@@ -22,7 +23,7 @@ constexpr char kModule[] = "general_ipmi";
 constexpr char kSettingsKey[] = "SOFTWARE\\QUD\\ZELAgent\\CPL\\Default\\general";
 constexpr std::uint8_t kDefaultSecondsLit = 5;
 constexpr std::uint32_t kDefaultWaitMs = 6000;
-constexpr unsigned kSecondsForFirstCommand = 1;
+constexpr time_t kSecondsForFirstCommand = 1;
 
 HANDLE hChassisIdentifyThread = nullptr;  // kept only: the thread ends by itself
 void* lpdwTime = nullptr;
@@ -42,6 +43,16 @@ Rhythm read_rhythm() {
     if (rhythm.seconds_lit == 0) rhythm.seconds_lit = kDefaultSecondsLit;
     if (rhythm.wait_ms == 0) rhythm.wait_ms = kDefaultWaitMs;
     return rhythm;
+}
+
+/// Waits for the worker's first command, for the whole time whatever signals arrive: what it leaves behind
+/// after a shorter wait would be told as a failure of the next one.
+void wait_for_first_command() {
+    timespec end{};
+    clock_gettime(CLOCK_MONOTONIC, &end);
+    end.tv_sec += kSecondsForFirstCommand;
+    while (clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {
+    }
 }
 
 /// Reports a failure that the worker left behind, and takes it back.
@@ -83,11 +94,11 @@ std::uint32_t ThreadChassisIdentify(void*) {
 void begin_identify() {
     hChassisIdentifyThread = CreateThread(ThreadChassisIdentify, lpdwTime);
     if (hChassisIdentifyThread == nullptr) {
-        ZEL_TRACE(TRACE_LEVEL_ERROR, "Create Thread Failed!");
+        ZEL_TRACE_AS("GeneralPanel", TRACE_LEVEL_ERROR, "Create Thread Failed!");
         show_error("Create Thread Failed!");
     }
     report_failure(identifystatus, "Create Event Failed!");
-    sleep(kSecondsForFirstCommand);
+    wait_for_first_command();
     report_failure(ChassisStatus, "Chassis Identify failed!");
 }
 

@@ -15,14 +15,16 @@ namespace zel {
 namespace {
 
 constexpr char kModule[] = "general_ipmi";
+constexpr char kPanel[] = "GeneralPanel";
 constexpr char kDefaultCommunity[] = "plinth";
+constexpr std::size_t kMessageBytes = 99;
 
 /// A cleared node for the C library to free; null, after a message, when memory is short.
 CommunityNode* allocate_node() {
     auto* node = static_cast<CommunityNode*>(std::calloc(1, sizeof(CommunityNode)));
     if (node == nullptr) {
-        show_call_failed("malloc");
-        ZEL_TRACE(TRACE_LEVEL_RESOURCE, "<malloc failed.");
+        show_call_failed("malloc", kMessageBytes);
+        ZEL_TRACE_AS(kPanel, TRACE_LEVEL_RESOURCE, "<malloc failed.");
     }
     return node;
 }
@@ -55,8 +57,8 @@ bool CommunityList::put_in_front(const std::string& name) {
     head_ = first;
     for (CommunityNode* node = first->next; node != nullptr; node = node->next)
         ++node->index;
-    selected_ = 0;
-    stored_is_missing_ = true;
+    selectedIndex_ = 0;
+    notInConf_ = true;
     return true;
 }
 
@@ -66,14 +68,14 @@ bool CommunityList::read() {
     std::array<char, COMMUNITY_NODE_NAME_SIZE> currentCommunity{};
     if (GetCommunityNamefromReg(currentCommunity.data()) == 1) {
         show_error(text("HWERR_OPEN_ID"));
-        ZEL_TRACE(TRACE_LEVEL_ERROR, "<GetCommunityNamefromReg() failed.");
+        ZEL_TRACE_AS(kPanel, TRACE_LEVEL_ERROR, "<GetCommunityNamefromReg() failed.");
         return false;
     }
     currentCommunity.back() = '\0';
-    int index = 0;
-    if (TestCurrentSameasBefore(currentCommunity.data(), head_, &index) != 0)
+    int selectedIndex = 0;
+    if (TestCurrentSameasBefore(currentCommunity.data(), head_, &selectedIndex) != 0)
         return put_in_front(currentCommunity.data());
-    selected_ = index;
+    selectedIndex_ = selectedIndex;
     return true;
 }
 

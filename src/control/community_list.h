@@ -21,9 +21,9 @@ class CommunityList {
     bool read();
 
     [[nodiscard]] const CommunityNode* head() const { return head_; }
-    [[nodiscard]] std::int32_t selected() const { return selected_; }
+    [[nodiscard]] std::int32_t selectedIndex() const { return selectedIndex_; }
     /// True when the first name is the stored one and the configuration does not hold it.
-    [[nodiscard]] bool stored_is_missing() const { return stored_is_missing_; }
+    [[nodiscard]] bool notInConf() const { return notInConf_; }
 
     /// Stores the name of a row, by way of the default for each row above it.
     void store(std::int32_t row) const;
@@ -33,8 +33,8 @@ class CommunityList {
     bool put_in_front(const std::string& name);
 
     CommunityNode* head_ = nullptr;
-    std::int32_t selected_ = 0;
-    bool stored_is_missing_ = false;
+    std::int32_t selectedIndex_ = 0;
+    bool notInConf_ = false;
 };
 
 /// A node's name, read with the bound of its field.

@@ -20,6 +20,7 @@ namespace zel {
 namespace {
 
 constexpr char kModule[] = "general_ipmi";
+constexpr char kPanel[] = "GeneralPanel";
 constexpr int kRackWidth = 8;
 constexpr int kCommunityColumns = 50;
 
@@ -28,12 +29,12 @@ constexpr int kCommunityColumns = 50;
 struct Settings {
     std::array<char, RACK_NAME_SIZE> rackName{};
     SnmpFlags snmpFlags{};
-    CommunityList communities;
+    CommunityList communityList;
 };
 
 bool registry_failed(const char* trace) {
     show_error(text("HWERR_OPEN_ID"));
-    ZEL_TRACE(TRACE_LEVEL_ERROR, "%s", trace);
+    ZEL_TRACE_AS(kPanel, TRACE_LEVEL_ERROR, "%s", trace);
     return false;
 }
 
@@ -44,7 +45,7 @@ bool read_settings(Settings& settings) {
     if (GetSnmpFlagsfromReg(&settings.snmpFlags) == 1)
         return registry_failed("<GetSnmpFlagsfromReg() failed.");
     if (settings.snmpFlags.enable == 0) settings.snmpFlags.permit = 0;
-    return settings.communities.read();
+    return settings.communityList.read();
 }
 
 // ---- layout
@@ -83,18 +84,18 @@ void make_snmp_boxes(Dialog& dialog, const SnmpFlags& flags, Widgets& widgets) {
     newt.newtComponentAddCallback(enable, CheckBoxFunc1, nullptr);
 }
 
-newtComponent make_community_list(Dialog& dialog, const CommunityList& communities) {
+newtComponent make_community_list(Dialog& dialog, const CommunityList& communityList) {
     newtComponent list = dialog.listbox(1, NEWT_FLAG_RETURNEXIT);
-    for (const CommunityNode* node = communities.head(); node != nullptr; node = node->next)
-        append_row(list, shorten(community_name(*node), kCommunityColumns), node->index);
-    newt.newtListboxSetCurrent(list, communities.selected());
+    for (const CommunityNode* node = communityList.head(); node != nullptr; node = node->next)
+        append_row(list, abbreviate(community_name(*node), kCommunityColumns), node->index);
+    newt.newtListboxSetCurrent(list, communityList.selectedIndex());
     return list;
 }
 
 void build(Dialog& dialog, const Settings& settings, Widgets& widgets) {
     make_snmp_boxes(dialog, settings.snmpFlags, widgets);
     newtComponent community_label = dialog.label(text("GENERAL_SNMPC_ID"));
-    widgets.communities = make_community_list(dialog, settings.communities);
+    widgets.communities = make_community_list(dialog, settings.communityList);
     newtComponent rack_label = dialog.label(text("GENERAL_RACK_ID"));
     widgets.rack = dialog.text_entry(settings.rackName.data(), kRackWidth, NEWT_FLAG_SCROLL);
     newtComponent rack_section = dialog.label(text("RACK_MOUNT"));
@@ -145,11 +146,14 @@ bool refuse_while_running() {
     return true;
 }
 
-void write_rack_name(const Widgets& widgets) {
+/// Writes what the entry holds; as it was read when nobody changed it, for the entry shows "?" in some
+/// places.
+void write_rack_name(const Widgets& widgets, const std::string& as_read) {
     const std::string entered = entry_string(widgets.rack);
-    const std::string rackName(cut_bytes(entered, RACK_NAME_SIZE - 1));
+    const std::string rackName(entered == printable(as_read) ? as_read
+                                                             : cut_bytes(entered, RACK_NAME_SIZE - 1));
     if (ApplyRackmount(rackName.c_str()) != 1) return;
-    ZEL_TRACE(TRACE_LEVEL_ERROR, "ApplyRackmount failed.");
+    ZEL_TRACE_AS(kPanel, TRACE_LEVEL_ERROR, "ApplyRackmount failed.");
     show_error(text("HWERR_OPEN_ID"));
 }
 
@@ -161,24 +165,24 @@ void write_snmp_flags(const Widgets& widgets) {
 }
 
 /// False, with a message, while the stored name is chosen that the configuration does not hold.
-bool write_community(const Widgets& widgets, const CommunityList& communities) {
+bool write_community(const Widgets& widgets, const CommunityList& communityList) {
     const auto selectedIndex = static_cast<std::int32_t>(current_row(widgets.communities));
-    if (communities.stored_is_missing() && selectedIndex == 0) {
+    if (communityList.notInConf() && selectedIndex == 0) {
         constexpr char kMessage[] = "The current community name isn't contained in snmpd.conf.";
-        ZEL_TRACE(TRACE_LEVEL_ERROR, "%s", kMessage);
+        ZEL_TRACE_AS(kPanel, TRACE_LEVEL_ERROR, "%s", kMessage);
         show_message("TITTLE_GENERAL_ID", kMessage);
         return false;
     }
-    communities.store(selectedIndex);
+    communityList.store(selectedIndex);
     return true;
 }
 
 /// Writes everything. True when the panel may close.
 bool write_settings(const Widgets& widgets, const Settings& settings) {
     if (refuse_while_running()) return false;
-    write_rack_name(widgets);
+    write_rack_name(widgets, settings.rackName.data());
     write_snmp_flags(widgets);
-    if (!write_community(widgets, settings.communities)) return false;
+    if (!write_community(widgets, settings.communityList)) return false;
     startstatus = 0;
     return true;
 }
@@ -199,15 +203,15 @@ bool act(newtComponent answer, const Widgets& widgets, const Settings& settings)
 
 void GeneralPanel() {
     ZEL_TRACE(TRACE_LEVEL_TRACE, ">");
-    Settings settings;
-    if (!read_settings(settings)) return;
-    Widgets widgets;
     {
+        Settings settings;
+        if (!read_settings(settings)) return;
+        Widgets widgets;
         Dialog dialog;
         build(dialog, settings, widgets);
-        for (;;) {
+        for (bool done = false; !done;) {
             newtComponent answer = dialog.run();
-            if (answer == nullptr || act(answer, widgets, settings)) break;
+            done = answer == nullptr || act(answer, widgets, settings);
         }
     }
     ZEL_TRACE(TRACE_LEVEL_TRACE, "<");

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "../common/columns.h"
 #include "../common/dialog.h"
 #include "../common/messages.h"
 #include "../common/msgwindow.h"
@@ -19,7 +20,10 @@ namespace zel {
 namespace {
 
 constexpr char kModule[] = "moval_ipmi";
+constexpr char kPanel[] = "MOVALPanel_IPMI";
 constexpr int kNotInstalled = 0;
+/// Of the texts that tell that the state cannot be read, and of their title.
+constexpr std::size_t kTextBytes = 99;
 
 struct Widgets {
     newtComponent ok = nullptr;
@@ -30,15 +34,17 @@ struct Widgets {
 
 bool read_state(int& install_status, int& mode) {
     install_status = GetInstallStatus();
-    ZEL_TRACE(TRACE_LEVEL_INFO, "GetInstallStatus() return %d.", install_status);
+    ZEL_TRACE_AS(kPanel, TRACE_LEVEL_INFO, "GetInstallStatus() return %d.", install_status);
     if (install_status == -1) {
-        ZEL_TRACE(TRACE_LEVEL_ERROR, "<%s", show_call_failed("GetInstallStatus").c_str());
+        ZEL_TRACE_AS(kPanel, TRACE_LEVEL_ERROR, "<%s",
+                     show_call_failed("GetInstallStatus", kTextBytes).c_str());
         return false;
     }
     if (GetUtlBootMode(&mode) == 0) {
-        const std::string message = text("MOVALERR_GET_ID");
-        show_message("TITTLE_MOVAL_ID", message);
-        ZEL_TRACE(TRACE_LEVEL_ERROR, "<%s", message.c_str());
+        const std::string title(cut_bytes(text("TITTLE_MOVAL_ID"), kTextBytes));
+        const std::string message(cut_bytes(text("MOVALERR_GET_ID"), kTextBytes));
+        show_titled(title.c_str(), message);
+        ZEL_TRACE_AS(kPanel, TRACE_LEVEL_ERROR, "<%s", message.c_str());
         return false;
     }
     return true;
@@ -71,7 +77,7 @@ void build(Dialog& dialog, bool installed, int mode, Widgets& widgets) {
 bool set_mode(int mode, int flag, const char* failure) {
     if (MOVALSetMode(mode, flag) == 0) return true;
     show_message("TITTLE_MOVAL_ID", text("MOVALERR_SET_ID"));
-    ZEL_TRACE(TRACE_LEVEL_ERROR, "%s", failure);
+    ZEL_TRACE_AS(kPanel, TRACE_LEVEL_ERROR, "%s", failure);
     return false;
 }
 
@@ -86,7 +92,7 @@ bool is_reboot_confirmed(Dialog& dialog) {
 }
 
 void reboot() {
-    ZEL_TRACE(TRACE_LEVEL_INFO, "system reboot...");
+    ZEL_TRACE_AS(kPanel, TRACE_LEVEL_INFO, "system reboot...");
     // A fixed command, and the one that administrators know; the panel stays open should it fail.
     (void)!std::system("reboot");  // NOLINT(cert-env33-c,concurrency-mt-unsafe)
 }
@@ -110,12 +116,14 @@ void MOVALPanel_IPMI() {
     int mode = 0;
     if (!read_state(install_status, mode)) return;
     const bool installed = install_status != kNotInstalled;
-    Widgets widgets;
-    Dialog dialog;
-    build(dialog, installed, mode, widgets);
-    dialog.run_until(
-        widgets.ok, widgets.cancel, [&] { return !installed || apply(dialog, widgets); },
-        OnHotKey::run_again);
+    {
+        Widgets widgets;
+        Dialog dialog;
+        build(dialog, installed, mode, widgets);
+        dialog.run_until(
+            widgets.ok, widgets.cancel, [&] { return !installed || apply(dialog, widgets); },
+            OnHotKey::run_again);
+    }
     ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
 }
 

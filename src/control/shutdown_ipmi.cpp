@@ -15,6 +15,7 @@ namespace zel {
 namespace {
 
 constexpr char kModule[] = "shutdown_ipmi";
+constexpr char kPanel[] = "ShutdownPanel";
 constexpr std::uint32_t kShortest = 300;
 constexpr std::uint32_t kLongest = 6000;
 constexpr int kEntryWidth = 7;
@@ -32,7 +33,7 @@ Settings read_settings() {
     Settings settings;
     settings.readable = GetAllofShutDown(&settings.record) != 0;
     if (!settings.readable) {
-        ZEL_TRACE(TRACE_LEVEL_ERROR, "GetAllofShutDown() failed!");
+        ZEL_TRACE_AS(kPanel, TRACE_LEVEL_ERROR, "GetAllofShutDown() failed!");
         settings.record.dwHangEnable = 0;
         return settings;
     }
@@ -40,7 +41,7 @@ Settings read_settings() {
         text("SDERR_RANGE_ID"), {static_cast<int>(kShortest), static_cast<int>(kLongest)}, kMessageBytes);
     settings.timeout_text = std::to_string(settings.record.dwTimeout);
     if (!split_action_code(settings.record.dwTimeoutAct, settings.actions))
-        ZEL_TRACE(TRACE_LEVEL_ERROR, "GetTimeoutAct() failed.");
+        ZEL_TRACE_AS(kPanel, TRACE_LEVEL_ERROR, "GetTimeoutAct() failed.");
     return settings;
 }
 
@@ -64,7 +65,7 @@ bool write_settings(const HangDialog& dialog, Settings& settings) {
     if (dialog.is_enabled() && !take_entries(dialog, settings)) return false;
     if (SetAllofShutDown(&settings.record) == 0) return true;
     show_message("TITTLE_SHUTDOWN_ID", "Can't set shutdown's settings !");
-    ZEL_TRACE(TRACE_LEVEL_ERROR, "SetAllofShutDown() failed!");
+    ZEL_TRACE_AS(kPanel, TRACE_LEVEL_ERROR, "SetAllofShutDown() failed!");
     return false;
 }
 
@@ -73,14 +74,16 @@ bool write_settings(const HangDialog& dialog, Settings& settings) {
 void ShutdownPanel() {
     ZEL_TRACE(TRACE_LEVEL_TRACE, ">");
     Settings settings = read_settings();
-    HangDialog dialog({.title = "TITTLE_SHUTDOWN_ID",
-                       .check_label = "SHUTDOWN_HANG_ID",
-                       .fields = {{"SHUTDOWN_TIMEOUT_ID", settings.timeout_text}},
-                       .entry_width = kEntryWidth,
-                       .enabled = settings.record.dwHangEnable != 0,
-                       .readable = settings.readable,
-                       .actions = settings.actions});
-    dialog.run_until([&] { return write_settings(dialog, settings); });
+    {
+        HangDialog dialog({.title = "TITTLE_SHUTDOWN_ID",
+                           .check_label = "SHUTDOWN_HANG_ID",
+                           .fields = {{"SHUTDOWN_TIMEOUT_ID", settings.timeout_text}},
+                           .entry_width = kEntryWidth,
+                           .enabled = settings.record.dwHangEnable != 0,
+                           .readable = settings.readable,
+                           .actions = settings.actions});
+        dialog.run_until([&] { return write_settings(dialog, settings); });
+    }
     ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
 }
 

@@ -15,6 +15,7 @@ namespace zel {
 namespace {
 
 constexpr char kModule[] = "wdt_ipmi";
+constexpr char kPanel[] = "WDTPanel";
 constexpr int kEntryWidth = 5;
 constexpr std::size_t kMessageBytes = 159;
 
@@ -49,12 +50,12 @@ void read_settings(Settings& settings) {
     settings.timeout_message = range_message(kTimeout);
     settings.interval_message = range_message(kInterval);
     settings.readable = GetAllofWDT(&settings.record) != 0;
-    if (!settings.readable) ZEL_TRACE(TRACE_LEVEL_ERROR, "Can't get WDT's settings!");
+    if (!settings.readable) ZEL_TRACE_AS(kPanel, TRACE_LEVEL_ERROR, "Can't get WDT's settings!");
     settings.as_read = settings.record;
     if (!settings.readable)
         settings.record.qwHangEnable = 0;
     else if (!split_action_code(settings.record.qwTimeoutAct, settings.actions))
-        ZEL_TRACE(TRACE_LEVEL_TRACE, "Can't get WDT's actions!");
+        ZEL_TRACE_AS(kPanel, TRACE_LEVEL_TRACE, "Can't get WDT's actions!");
 }
 
 int CmpWDTChanged(WdtRecord before, WdtRecord after) {
@@ -95,7 +96,7 @@ bool write_settings(const HangDialog& dialog, Settings& settings) {
     if (CmpWDTChanged(settings.as_read, record) == 0) return true;
     if (SetAllofWDT(&record) == 0) return true;
     show_message("TITTLE_WDT_ID", "Can't set WDT's settings !");
-    ZEL_TRACE(TRACE_LEVEL_ERROR, "SetAllofWDT failed.");
+    ZEL_TRACE_AS(kPanel, TRACE_LEVEL_ERROR, "SetAllofWDT failed.");
     return false;
 }
 
@@ -112,15 +113,17 @@ void WDTPanel() {
     read_settings(settings);
     const bool enabled = settings.record.qwHangEnable != 0;
     if (enabled) ZEL_TRACE(TRACE_LEVEL_TRACE, "anchor = 0");
-    HangDialog dialog({.title = "TITTLE_WDT_ID",
-                       .check_label = "WDT_HANG_ID",
-                       .fields = {{"SHUTDOWN_TIMEOUT_ID", shown(settings, settings.record.qwTimeout)},
-                                  {"WDT_INTERVAL_ID", shown(settings, settings.record.qwInterval)}},
-                       .entry_width = kEntryWidth,
-                       .enabled = enabled,
-                       .readable = settings.readable,
-                       .actions = settings.actions});
-    dialog.run_until([&] { return write_settings(dialog, settings); });
+    {
+        HangDialog dialog({.title = "TITTLE_WDT_ID",
+                           .check_label = "WDT_HANG_ID",
+                           .fields = {{"SHUTDOWN_TIMEOUT_ID", shown(settings, settings.record.qwTimeout)},
+                                      {"WDT_INTERVAL_ID", shown(settings, settings.record.qwInterval)}},
+                           .entry_width = kEntryWidth,
+                           .enabled = enabled,
+                           .readable = settings.readable,
+                           .actions = settings.actions});
+        dialog.run_until([&] { return write_settings(dialog, settings); });
+    }
     ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
 }
 

@@ -32,23 +32,28 @@ struct OpenPanel {
     std::int32_t count = 0;
     std::int32_t current = 0;       // the sensor whose values the entries show
     std::int32_t last_pressed = 0;  // the one selected at the last OK
-    std::array<newtComponent, kLowNonRecoverable + 1> entries{};
+    std::array<newtComponent, kLowNonRecoverable + 1> keepentry{};
     newtComponent list = nullptr;
-    newtComponent check = nullptr;
+    newtComponent ListCheck = nullptr;
     newtComponent ok = nullptr;
     newtComponent cancel = nullptr;
-    char mark = kCleared;
 };
 OpenPanel panel;
 
 bool is_supported(std::int64_t value) {
     return value != SENSOR_NO_THRESHOLD;
 }
+bool is_setting(std::uint32_t monitor) {
+    return monitor != SENSOR_NO_MONITORING;
+}
 bool has_setting(const Sensor& sensor) {
-    return *sensor.monitor != SENSOR_NO_MONITORING;
+    return is_setting(*sensor.monitor);
 }
 newtComponent entry_of(std::size_t threshold) {
-    return panel.entries[kFirstEntry + threshold];
+    return panel.keepentry[kFirstEntry + threshold];
+}
+bool is_marked() {
+    return *panel.kind->mark == kMarked;
 }
 Sensor shown_sensor() {
     return panel.kind->sensor(panel.current);
@@ -68,19 +73,23 @@ newtComponent make_list(Dialog& dialog) {
     return list;
 }
 
-newtComponent make_check_box(Dialog& dialog, const Sensor& first) {
-    const bool set = *first.monitor != 0 && has_setting(first);
-    newtComponent box = dialog.checkbox(text(panel.kind->enable_label), set, &panel.mark);
-    set_checkbox_disabled(box, !has_setting(first));
-    CheckStruct = {
-        .components = panel.entries.data(), .first = kFirstEntry, .last = kLastEntry, .source = &panel.mark};
+newtComponent make_check_box(Dialog& dialog) {
+    const std::uint32_t flag = *panel.kind->opening_flag;
+    const bool set = flag != 0 && is_setting(flag);
+    newtComponent box = dialog.checkbox(text(panel.kind->enable_label), set, panel.kind->mark);
+    set_checkbox_disabled(box, !is_setting(flag));
+    CheckStruct = {.components = panel.keepentry.data(),
+                   .first = kFirstEntry,
+                   .last = kLastEntry,
+                   .source = panel.kind->mark};
     newt.newtComponentAddCallback(box, panel.kind->on_checkbox, nullptr);
     return box;
 }
 
 /// Whether sensor 0's entries open enabled.
-bool opens_editable(const Sensor& first) {
-    return has_setting(first) ? *first.monitor != 0 : panel.kind->editable_without_setting;
+bool opens_editable() {
+    const std::uint32_t flag = *panel.kind->opening_flag;
+    return is_setting(flag) ? flag != 0 : panel.kind->editable_without_setting;
 }
 
 newtComponent make_entry(Dialog& dialog, std::int64_t value, bool enabled) {
@@ -90,12 +99,12 @@ newtComponent make_entry(Dialog& dialog, std::int64_t value, bool enabled) {
 void make_entries(Dialog& dialog, const Sensor& first) {
     for (std::size_t i = 0; i < kThresholds; ++i) {
         const bool shown = first.settable && is_supported(*first.values[i]);
-        panel.entries[kFirstEntry + i] =
-            make_entry(dialog, shown ? *first.values[i] : 0, shown && opens_editable(first));
+        panel.keepentry[kFirstEntry + i] =
+            make_entry(dialog, shown ? *first.values[i] : 0, shown && opens_editable());
     }
     if (ZelVersion != kVersionWithNonRecoverable) return;
-    panel.entries[kHighNonRecoverable] = make_entry(dialog, 0, false);
-    panel.entries[kLowNonRecoverable] = make_entry(dialog, 0, false);
+    panel.keepentry[kHighNonRecoverable] = make_entry(dialog, 0, false);
+    panel.keepentry[kLowNonRecoverable] = make_entry(dialog, 0, false);
 }
 
 /// The rows of thresholds: label identifier and index of the entry.
@@ -114,9 +123,9 @@ void build(Dialog& dialog) {
     const Sensor first = panel.kind->sensor(0);
     newtComponent sensor_label = dialog.label(text(panel.kind->sensor_label));
     panel.list = make_list(dialog);
-    panel.check = make_check_box(dialog, first);
+    panel.ListCheck = make_check_box(dialog);
     make_entries(dialog, first);
-    dialog.add({sensor_label, panel.list, panel.check});
+    dialog.add({sensor_label, panel.list, panel.ListCheck});
 
     constexpr int left = NEWT_ANCHOR_LEFT;
     constexpr int top = NEWT_ANCHOR_TOP;
@@ -126,8 +135,8 @@ void build(Dialog& dialog) {
     for (const auto& [label_id, entry] : rows) {
         newtComponent label = dialog.label(text(label_id));
         dialog.place(thresholds, {0, row, label, left, {.left = 2, .top = 1}});
-        dialog.place(thresholds, {1, row, panel.entries[entry], left, {.left = 2, .top = 1}});
-        dialog.add({label, panel.entries[entry]});
+        dialog.place(thresholds, {1, row, panel.keepentry[entry], left, {.left = 2, .top = 1}});
+        dialog.add({label, panel.keepentry[entry]});
         ++row;
     }
     panel.ok = dialog.button(text("BUTTON_OK_ID"));
@@ -139,7 +148,7 @@ void build(Dialog& dialog) {
         dialog.grid(2, 1, {{0, 0, panel.ok, top, {.left = 3}}, {1, 0, panel.cancel, top, {.left = 3}}});
     newtGrid outer = dialog.grid(1, 4,
                                  {{0, 0, head, top},
-                                  {0, 1, panel.check, left, {.top = 1}},
+                                  {0, 1, panel.ListCheck, left, {.top = 1}},
                                   {0, 2, thresholds, top},
                                   {0, 3, buttons, top, {.top = 1}}});
     dialog.open(outer, text(panel.kind->title), {15, 128});
@@ -164,7 +173,7 @@ void read_entries(const Sensor& sensor) {
 
 /// Takes the mark as the sensor's monitoring flag, if it has one.
 void read_mark(const Sensor& sensor) {
-    if (has_setting(sensor)) *sensor.monitor = panel.mark == kMarked ? 1 : 0;
+    if (has_setting(sensor)) *sensor.monitor = is_marked() ? 1 : 0;
 }
 
 void show_sensor(const Sensor& sensor) {
@@ -172,9 +181,9 @@ void show_sensor(const Sensor& sensor) {
         const bool shown = sensor.settable && is_supported(*sensor.values[i]);
         set_entry(entry_of(i), shown ? *sensor.values[i] : 0);
     }
-    newt.newtCheckboxSetValue(panel.check, *sensor.monitor == 1 ? kMarked : kCleared);
-    set_checkbox_disabled(panel.check, !has_setting(sensor));
-    panel.kind->on_checkbox(panel.check, nullptr);
+    newt.newtCheckboxSetValue(panel.ListCheck, *sensor.monitor == 1 ? kMarked : kCleared);
+    set_checkbox_disabled(panel.ListCheck, !has_setting(sensor));
+    panel.kind->on_checkbox(panel.ListCheck, nullptr);
     if (sensor.settable) return;
     for (std::size_t i = 0; i < kThresholds; ++i)
         set_disabled(entry_of(i), true);
@@ -183,7 +192,7 @@ void show_sensor(const Sensor& sensor) {
 // ---- OK
 
 bool an_entry_is_empty() {
-    const auto first = panel.entries.begin() + kFirstEntry;
+    const auto first = panel.keepentry.begin() + kFirstEntry;
     if (std::none_of(first, std::next(first, kThresholds), entry_is_empty)) return false;
     show_message(panel.kind->title, text("INPUT_NULL_ID"));
     return true;
@@ -192,7 +201,7 @@ bool an_entry_is_empty() {
 /// Takes the dialog into the selected sensor's record. False, with a message, when an entry is empty.
 bool take_selected_sensor() {
     const SensorPanelKind& kind = *panel.kind;
-    if (kind.empty_test == EmptyTest::previous_ok && panel.mark == kMarked &&
+    if (kind.empty_test == EmptyTest::previous_ok && is_marked() &&
         kind.sensor(panel.last_pressed).settable && an_entry_is_empty())
         return false;
     panel.last_pressed = static_cast<std::int32_t>(current_row(panel.list));
@@ -259,7 +268,7 @@ void run_sensor_panel(const SensorPanelKind& kind, std::int32_t count) {
 
 void select_sensor(newtComponent list) {
     const Sensor left = shown_sensor();
-    if (panel.mark == kMarked && left.settable) {
+    if (is_marked() && left.settable) {
         refill_entries(left);
         read_entries(left);
     }
@@ -270,7 +279,7 @@ void select_sensor(newtComponent list) {
 
 void update_entries() {
     const Sensor sensor = shown_sensor();
-    const bool disabled = panel.mark == kCleared || (panel.mark == kMarked && !sensor.settable);
+    const bool disabled = *panel.kind->mark == kCleared || (is_marked() && !sensor.settable);
     for (std::size_t i = 0; i < kThresholds; ++i)
         set_disabled(entry_of(i), disabled || !is_supported(*sensor.values[i]));
 }

@@ -53,6 +53,8 @@ struct SensorPanelKind {
     bool editable_without_setting;
     Refill refill;
     EmptyTest empty_test;
+    char* mark;                         ///< The check box's mark.
+    const std::uint32_t* opening_flag;  ///< The monitoring flag of sensor 0 as it was read.
 
     Sensor (*sensor)(std::int32_t index);
     std::string_view (*name)(std::int32_t index);

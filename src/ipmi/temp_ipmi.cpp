@@ -12,6 +12,7 @@
 #include "../common/msgwindow.h"
 #include "../common/readstrfile.h"
 #include "../common/trace.h"
+#include "../common/widgets.h"
 #include "sensor_panel.h"
 #include "sensor_table.h"
 
@@ -20,11 +21,14 @@ namespace zel {
 namespace {
 
 constexpr char kModule[] = "temp_ipmi";
+constexpr char kPanel[] = "TemperaturePanel_IPMI";
 
 std::unique_ptr<TempThreshRecord[]> TempThreshData;
 std::unique_ptr<TempSensorLocation[]> sTempSensorTableEx;
 std::unique_ptr<TempSnapshot[]> snapshot;
 std::int32_t SenNum = 0;
+std::uint32_t TempMonitorFlag = 0;
+char EnableTemp = kCleared;
 
 int isnoterror(std::int64_t input, std::int64_t max, std::int64_t min) {
     ZEL_TRACE(TRACE_LEVEL_TRACE, ">input=%ld,max=%ld,min=%ld.", input, max, min);
@@ -67,7 +71,7 @@ void ChkBoxCallFunc(newtComponent, void*) {
 }
 
 void trace_write_failure() {
-    ZEL_TRACE(TRACE_LEVEL_ERROR, "TempSetIpmiThreshold() failed.");
+    ZEL_TRACE_AS(kPanel, TRACE_LEVEL_ERROR, "TempSetIpmiThreshold() failed.");
 }
 
 const SensorPanelKind kKind = {
@@ -80,6 +84,8 @@ const SensorPanelKind kKind = {
     .editable_without_setting = true,
     .refill = Refill::from_first_empty,
     .empty_test = EmptyTest::previous_ok,
+    .mark = &EnableTemp,
+    .opening_flag = &TempMonitorFlag,
     .sensor = sensor_at,
     .name = name_of,
     .as_read = value_as_read,
@@ -104,8 +110,8 @@ bool judge(std::int32_t count) {
             return false;
         }
         set_change_flag(kKind, i);
-        ZEL_TRACE(TRACE_LEVEL_INFO, "TempThreshData[%d].bChangeThreshFlag=%d", i,
-                  static_cast<int>(*sensor.changed));
+        ZEL_TRACE_AS(kPanel, TRACE_LEVEL_INFO, "TempThreshData[%d].bChangeThreshFlag=%d", i,
+                     static_cast<int>(*sensor.changed));
     }
     return true;
 }
@@ -134,9 +140,17 @@ int GetTempValue(std::int32_t* senNum) {
     return 1;
 }
 
+void free_tables() {
+    sTempSensorTableEx.reset();
+    TempThreshData.reset();
+    snapshot.reset();
+}
+
+/// Tells that memory is short for a table, gives back the others and traces it.
 bool allocation_failed(const char* trace) {
     msgWindow("Error", "ok", "malloc error!");
-    ZEL_TRACE(TRACE_LEVEL_RESOURCE, "%s", trace);
+    free_tables();
+    ZEL_TRACE_AS(kPanel, TRACE_LEVEL_RESOURCE, "%s", trace);
     return false;
 }
 
@@ -158,28 +172,24 @@ bool read_sensors() {
 void keep_as_read() {
     for (std::size_t i = 0; i < static_cast<std::size_t>(SenNum); ++i)
         snapshot[i] = snapshot_of<TempSnapshot>(TempThreshData[i]);
-}
-
-void run_panel() {
-    if (!allocate_tables()) return;
-    if (!read_sensors()) {
-        show_message("MAIN_TABNAME_TEMP_ID", text("IPMISENSOR_GET_ID"));
-        ZEL_TRACE(TRACE_LEVEL_ERROR, "<GetTempValue failed.");
-        return;
-    }
-    keep_as_read();
-    run_sensor_panel(kKind, SenNum);
-    ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
+    TempMonitorFlag = TempThreshData[0].dwMonitorFlag;
 }
 
 }  // namespace
 
 void TemperaturePanel_IPMI(std::int32_t version) {
     ZEL_TRACE(TRACE_LEVEL_TRACE, ">version=%d.", version);
-    run_panel();
-    sTempSensorTableEx.reset();
-    TempThreshData.reset();
-    snapshot.reset();
+    if (!allocate_tables()) return;
+    if (!read_sensors()) {
+        show_message("MAIN_TABNAME_TEMP_ID", text("IPMISENSOR_GET_ID"));
+        free_tables();
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "<GetTempValue failed.");
+        return;
+    }
+    keep_as_read();
+    run_sensor_panel(kKind, SenNum);
+    free_tables();
+    ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
 }
 
 }  // namespace zel

@@ -11,6 +11,7 @@
 #include "../common/msgwindow.h"
 #include "../common/readstrfile.h"
 #include "../common/trace.h"
+#include "../common/widgets.h"
 #include "sensor_panel.h"
 #include "sensor_table.h"
 
@@ -19,11 +20,14 @@ namespace zel {
 namespace {
 
 constexpr char kModule[] = "voltage_ipmi";
+constexpr char kPanel[] = "VoltagePanel";
 
 std::unique_ptr<VoltThreshRecord[]> VOLThreshData;
 std::unique_ptr<VoltSensorLocation[]> sVOLSensorTableEx;
 std::unique_ptr<VoltSnapshot[]> snapshot;
 std::int32_t SenNum = 0;
+std::uint32_t VOLMonitorFlag = 0;
+char EnableVOL = kCleared;
 
 int _isnoterror(std::int64_t input, std::int64_t max, std::int64_t min) {
     ZEL_TRACE(TRACE_LEVEL_TRACE, ">");
@@ -66,7 +70,7 @@ void CheckBoxCallFunc(newtComponent, void*) {
 }
 
 void trace_write_failure() {
-    ZEL_TRACE(TRACE_LEVEL_ERROR, "VoltpSetIpmiThreshold failed.");
+    ZEL_TRACE_AS(kPanel, TRACE_LEVEL_ERROR, "VoltpSetIpmiThreshold failed.");
 }
 
 const SensorPanelKind kKind = {
@@ -79,6 +83,8 @@ const SensorPanelKind kKind = {
     .editable_without_setting = false,
     .refill = Refill::empty_only,
     .empty_test = EmptyTest::now_selected,
+    .mark = &EnableVOL,
+    .opening_flag = &VOLMonitorFlag,
     .sensor = sensor_at,
     .name = name_of,
     .as_read = value_as_read,
@@ -134,9 +140,17 @@ int GetVOLValue(std::int32_t* senNum) {
     return 1;
 }
 
+void free_tables() {
+    VOLThreshData.reset();
+    sVOLSensorTableEx.reset();
+    snapshot.reset();
+}
+
+/// Tells that memory is short for a table, gives back the others and traces it.
 bool allocation_failed(const char* trace) {
     msgWindow("ERROR", " ok ", "malloc error");
-    ZEL_TRACE(TRACE_LEVEL_RESOURCE, "%s", trace);
+    free_tables();
+    ZEL_TRACE_AS(kPanel, TRACE_LEVEL_RESOURCE, "%s", trace);
     return false;
 }
 
@@ -158,28 +172,24 @@ bool read_sensors() {
 void keep_as_read() {
     for (std::size_t i = 0; i < static_cast<std::size_t>(SenNum); ++i)
         snapshot[i] = snapshot_of<VoltSnapshot>(VOLThreshData[i]);
-}
-
-void run_panel() {
-    if (!allocate_tables()) return;
-    if (!read_sensors()) {
-        show_message("MAIN_TABNAME_VOL_ID", text("IPMISENSOR_GET_ID"));
-        ZEL_TRACE(TRACE_LEVEL_ERROR, "<GetVOLValue failed.");
-        return;
-    }
-    keep_as_read();
-    run_sensor_panel(kKind, SenNum);
-    ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
+    VOLMonitorFlag = VOLThreshData[0].dwMonitorFlag;
 }
 
 }  // namespace
 
 void VoltagePanel(std::int32_t version) {
     ZEL_TRACE(TRACE_LEVEL_TRACE, ">version=%d.", version);
-    run_panel();
-    VOLThreshData.reset();
-    sVOLSensorTableEx.reset();
-    snapshot.reset();
+    if (!allocate_tables()) return;
+    if (!read_sensors()) {
+        show_message("MAIN_TABNAME_VOL_ID", text("IPMISENSOR_GET_ID"));
+        free_tables();
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "<GetVOLValue failed.");
+        return;
+    }
+    keep_as_read();
+    run_sensor_panel(kKind, SenNum);
+    free_tables();
+    ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
 }
 
 }  // namespace zel

@@ -42,7 +42,7 @@ class SmbiosSession {
     SmbiosSession() {
         if (iFlag_ctlcmn_libzelsmbios <= 0) return;
         const std::int32_t result = ctlcmn_libzelsmbios.initialise();
-        ZEL_TRACE(TRACE_LEVEL_INFO, "zel_smbios_init() return %d.", result);
+        ZEL_TRACE_AS("ZEL_IS_BLADE", TRACE_LEVEL_INFO, "zel_smbios_init() return %d.", result);
         open_ = result != -1;
     }
     ~SmbiosSession() {

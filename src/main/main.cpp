@@ -6,6 +6,7 @@
 #include <zel/smbios.h>
 #include <zel/win32.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -26,6 +27,7 @@ namespace zel {
 namespace {
 
 constexpr char kModule[] = "main";
+constexpr char kMain[] = "main";  // the function whose steps these are
 constexpr std::uint32_t kVoltageTab = 0x80;
 constexpr std::uint32_t kTemperatureTab = 0x40;
 /// Zero bytes after the catalogue, where its look-up stops.
@@ -68,14 +70,22 @@ void raslib_fini() {
     ZEL_TRACE(TRACE_LEVEL_TRACE, "<Return.");
 }
 
+/// After a call that failed: says so when the reason is that it is not this user's to make.
+void tell_missing_rights() {
+    if (errno != EACCES) return;
+    std::fputs("ZELagntconf: this user has no access to the agent; run the tool as root.\n", stderr);
+    ZEL_TRACE_AS(kMain, TRACE_LEVEL_ERROR, "no access to the agent for this user.");
+}
+
 bool probe_fault_tolerance() {
     const int result = call_zel_is_ft();
     if (result == -1) {
-        ZEL_TRACE(TRACE_LEVEL_ERROR, "<call_zel_is_ft() failed.exit(0).");
+        tell_missing_rights();
+        ZEL_TRACE_AS(kMain, TRACE_LEVEL_ERROR, "<call_zel_is_ft() failed.exit(0).");
         return false;
     }
     if (result > 0) {
-        ZEL_TRACE(TRACE_LEVEL_INFO, "This is FT server.");
+        ZEL_TRACE_AS(kMain, TRACE_LEVEL_INFO, "This is FT server.");
         gZelIsFt = 1;
     }
     return true;
@@ -92,19 +102,20 @@ bool load_catalogue() {
     std::uint32_t length = 0;
     std::FILE* file = OpenStrFile(catalogue_name(), &length);
     if (file == nullptr) {
-        ZEL_TRACE(TRACE_LEVEL_ERROR, "<Open string file failed.exit(0).");
+        ZEL_TRACE_AS(kMain, TRACE_LEVEL_ERROR, "<Open string file failed.exit(0).");
         return false;
     }
     Buffer buffer = allocate_buffer(length + kCataloguePadding);
     if (!buffer) {
-        ZEL_TRACE(TRACE_LEVEL_RESOURCE, "<malloc error!exit(0).");
+        ZEL_TRACE_AS(kMain, TRACE_LEVEL_RESOURCE, "<malloc error!exit(0).");
         std::fclose(file);
         return false;
     }
     const std::size_t bytes_read = std::fread(buffer.get(), 1, length, file);
     std::fclose(file);
     if (bytes_read == 0) {
-        ZEL_TRACE(TRACE_LEVEL_RESOURCE, "<fread failed.exit(0)");
+        buffer.reset();
+        ZEL_TRACE_AS(kMain, TRACE_LEVEL_RESOURCE, "<fread failed.exit(0)");
         return false;
     }
     Buffer recoded = recode_for_screen(buffer.get(), kCataloguePadding);
@@ -114,32 +125,39 @@ bool load_catalogue() {
 
 bool require_service() {
     if (CheckNTserverReady() != -1) return true;
+    tell_missing_rights();
     std::puts("Please confirm ZELntserver is running!");
     free_catalogue();
-    ZEL_TRACE(TRACE_LEVEL_ERROR, "<ZELntserver is not running.exit(0).");
+    ZEL_TRACE_AS(kMain, TRACE_LEVEL_ERROR, "<ZELntserver is not running.exit(0).");
     return false;
 }
 
 void read_version() {
     if (GetCurrentVersion(&ZelVersion) != 0) return;
-    ZEL_TRACE(TRACE_LEVEL_ERROR, "Get version value failed from registry.exit(0)");
+    ZEL_TRACE_AS(kMain, TRACE_LEVEL_ERROR, "Get version value failed from registry.exit(0)");
     ZelVersion = 4;  // an unreadable version does not end the tool: it goes on as for the newest agent
 }
 
 /// Asks the sensor-sharing library for its status. A server without that library cannot run the tool.
 bool query_shared_sensor() {
     const std::string path = shared_sensor_library();
+    if (path.empty()) {
+        raslib_fini();
+        std::fputs("ZELagntconf: the agent's directory is not known, or its path is too long.\n", stderr);
+        ZEL_TRACE_AS(kMain, TRACE_LEVEL_ERROR, "<GetZelRootPath() failed.return FALSE.");
+        return false;
+    }
     HMODULE library = LoadLibrary(path.c_str());
     if (library == nullptr) {
         raslib_fini();
-        ZEL_TRACE(TRACE_LEVEL_ERROR, "<LoadLibrary %s failed.return FALSE.", path.c_str());
+        ZEL_TRACE_AS(kMain, TRACE_LEVEL_ERROR, "<LoadLibrary %s failed.return FALSE.", path.c_str());
         return false;
     }
     void* entry = GetProcAddress(library, "GetSharedSensorStatus");
     if (entry == nullptr) {
         FreeLibrary(library);
         raslib_fini();
-        ZEL_TRACE(TRACE_LEVEL_ERROR, "<GetProcAddress(GetSharedSensorStatus) failed.return FALSE.");
+        ZEL_TRACE_AS(kMain, TRACE_LEVEL_ERROR, "<GetProcAddress(GetSharedSensorStatus) failed.return FALSE.");
         return false;
     }
     GetSharedSensorStatus_Value = reinterpret_cast<GetSharedSensorStatusFn>(entry)();
@@ -154,7 +172,7 @@ bool probe_nas_model(MenuFlags& flags) {
         std::puts("Get HWID from proc error!");
         free_catalogue();
         raslib_fini();
-        ZEL_TRACE(TRACE_LEVEL_ERROR, "<GetHWIDFromProc error!exit(0).");
+        ZEL_TRACE_AS(kMain, TRACE_LEVEL_ERROR, "<GetHWIDFromProc error!exit(0).");
         return false;
     }
     const auto model = static_cast<std::int32_t>(record.modelNumber);
@@ -167,7 +185,7 @@ bool probe_nas_model(MenuFlags& flags) {
 
 void probe_blade() {
     iBladeFlag = ZEL_IS_BLADE();
-    ZEL_TRACE(TRACE_LEVEL_INFO, "iBladeFlag = %d.", iBladeFlag);
+    ZEL_TRACE_AS(kMain, TRACE_LEVEL_INFO, "iBladeFlag = %d.", iBladeFlag);
 }
 
 bool has_blade_row() {
@@ -178,7 +196,7 @@ bool probe_as_agent_38(MenuFlags& flags) {
     flags.show_voltage = flags.show_temperature = flags.show_moval = 1;
     probe_blade();
     if (!query_shared_sensor()) return false;
-    ZEL_TRACE(TRACE_LEVEL_INFO, "GetSharedSensorStatus() return %d.", GetSharedSensorStatus_Value);
+    ZEL_TRACE_AS(kMain, TRACE_LEVEL_INFO, "GetSharedSensorStatus() return %d.", GetSharedSensorStatus_Value);
     flags.rows = has_blade_row() ? 13 : 12;
     return probe_nas_model(flags);
 }
@@ -196,7 +214,7 @@ bool bind_screen_libraries() {
     if (initnewtlib() == -1) {
         free_catalogue();
         raslib_fini();
-        ZEL_TRACE(TRACE_LEVEL_ERROR, "<Init newtlib failed!return 0.");
+        ZEL_TRACE_AS(kMain, TRACE_LEVEL_ERROR, "<Init newtlib failed!return 0.");
         std::fputs("ZELagntconf: the library newt cannot be loaded.\n", stderr);
         return false;
     }
@@ -204,7 +222,7 @@ bool bind_screen_libraries() {
         free_catalogue();
         freenewtlib();
         raslib_fini();
-        ZEL_TRACE(TRACE_LEVEL_ERROR, "<Init slang lib failed!return 0.");
+        ZEL_TRACE_AS(kMain, TRACE_LEVEL_ERROR, "<Init slang lib failed!return 0.");
         std::fputs("ZELagntconf: the library S-Lang cannot be loaded.\n", stderr);
         return false;
     }
@@ -224,14 +242,14 @@ bool require_terminal() {
     std::fprintf(stderr, "%s\n", problem);
     free_catalogue();
     release_all();
-    ZEL_TRACE(TRACE_LEVEL_ERROR, "<%s exit(0).", problem);
+    ZEL_TRACE_AS(kMain, TRACE_LEVEL_ERROR, "<%s exit(0).", problem);
     return false;
 }
 
 void run_screen(const MenuFlags& flags) {
     NewtStartUp();
-    ZEL_TRACE(TRACE_LEVEL_INFO, "iShowVoltFlag = %d.", flags.show_voltage);
-    ZEL_TRACE(TRACE_LEVEL_INFO, "iShowTempFlag = %d.", flags.show_temperature);
+    ZEL_TRACE_AS(kMain, TRACE_LEVEL_INFO, "iShowVoltFlag = %d.", flags.show_voltage);
+    ZEL_TRACE_AS(kMain, TRACE_LEVEL_INFO, "iShowTempFlag = %d.", flags.show_temperature);
     EditParameter(flags.show_voltage, flags.show_temperature, flags.show_moval, flags.rows);
     free_catalogue();
     newt.newtCls();
@@ -242,7 +260,7 @@ void run_screen(const MenuFlags& flags) {
 void run(int argument_count) {
     if (argument_count >= 2) {
         std::fputs("The parameter is invalid.\n", stderr);
-        ZEL_TRACE(TRACE_LEVEL_ERROR, "<No params needed.exit(0).");
+        ZEL_TRACE_AS(kMain, TRACE_LEVEL_ERROR, "<No params needed.exit(0).");
         return;
     }
     if (!probe_fault_tolerance() || !load_catalogue() || !require_service()) return;
@@ -252,7 +270,7 @@ void run(int argument_count) {
     const bool probed = ZelVersion > 1 ? probe_as_agent_39_and_later(flags) : probe_as_agent_38(flags);
     if (!probed || !bind_screen_libraries() || !require_terminal()) return;
     run_screen(flags);
-    ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
+    ZEL_TRACE_AS(kMain, TRACE_LEVEL_TRACE, "<");
 }
 
 }  // namespace
@@ -262,6 +280,7 @@ void run(int argument_count) {
 int main(int argc, char**) {
     TraceLogInit(0, "ZELagntconf", 0, 5, 0);
     TraceLog(TRACE_LEVEL_TRACE, "main", "main", __LINE__, ">");
+    zel::prepare_endings();
     zel::prepare_locale();
     zel::run(argc);
     zel::end_process();

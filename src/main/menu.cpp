@@ -1,4 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include <string>
+#include <vector>
+
 #include "../common/columns.h"
 #include "../common/dialog.h"
 #include "../common/msgwindow.h"
@@ -70,23 +73,49 @@ void open_panel(Panel panel) {
         case Panel::shutdown:
             return ShutdownPanel();
         case Panel::blade:
-            ZEL_TRACE(TRACE_LEVEL_TRACE, "Open  BladePanel()");
+            ZEL_TRACE_AS("EditParameter", TRACE_LEVEL_TRACE, "Open  BladePanel()");
             return BladePanel();
         case Panel::unsupported:
-            ZEL_TRACE(TRACE_LEVEL_ERROR, "Not Supported.");
+            ZEL_TRACE_AS("EditParameter", TRACE_LEVEL_ERROR, "Not Supported.");
             return tell_unsupported();
         case Panel::unsupported_silent:
             return tell_unsupported();
     }
 }
 
-newtComponent make_list(Dialog& dialog, const MenuFacts& facts) {
+using TabNames = std::vector<std::string>;
+
+/// The rows' labels, all of one width.
+TabNames read_tab_names(const MenuFacts& facts) {
+    TabNames tabNames;
+    for (const char* label : menu_labels(facts))
+        tabNames.push_back(fit(label != nullptr ? text(label) : "", kLabelColumns));
+    return tabNames;
+}
+
+newtComponent make_list(Dialog& dialog, const TabNames& tabNames) {
     newtComponent list = dialog.listbox(kRowsInSight, NEWT_FLAG_RETURNEXIT | NEWT_FLAG_SCROLL);
     std::intptr_t row = 0;
-    for (const char* label : menu_labels(facts))
-        append_row(list, fit(label != nullptr ? text(label) : "", kLabelColumns), row++);
+    for (const std::string& label : tabNames)
+        append_row(list, label, row++);
     newt.newtListboxSetCurrent(list, 0);
     return list;
+}
+
+void run_menu(const MenuFacts& facts) {
+    const TabNames tabNames = read_tab_names(facts);
+    Dialog dialog;
+    newtComponent list = make_list(dialog, tabNames);
+    newtComponent close = dialog.button(text("BUTTON_CLOSE_ID"));
+    newtGrid grid =
+        dialog.grid(1, 2, {{0, 0, list, NEWT_ANCHOR_TOP}, {0, 1, close, NEWT_ANCHOR_TOP, {.top = 1}}});
+    dialog.add({list, close});
+    dialog.open(grid, text("TITTLE_MAIN_ID"), {1, 15});
+    for (;;) {
+        newtComponent answer = dialog.run();
+        if (answer == close || answer == nullptr) return;
+        open_panel(panel_of_row(facts, static_cast<std::uint32_t>(current_row(list))));
+    }
 }
 
 }  // namespace
@@ -105,18 +134,7 @@ void EditParameter(std::int32_t iShowVoltFlag, std::int32_t iShowTempFlag, std::
         .blade = iBladeFlag,
         .shared_sensor_status = GetSharedSensorStatus_Value,
     };
-    Dialog dialog;
-    newtComponent list = make_list(dialog, facts);
-    newtComponent close = dialog.button(text("BUTTON_CLOSE_ID"));
-    newtGrid grid =
-        dialog.grid(1, 2, {{0, 0, list, NEWT_ANCHOR_TOP}, {0, 1, close, NEWT_ANCHOR_TOP, {.top = 1}}});
-    dialog.add({list, close});
-    dialog.open(grid, text("TITTLE_MAIN_ID"), {1, 15});
-    for (;;) {
-        newtComponent answer = dialog.run();
-        if (answer == close || answer == nullptr) break;
-        open_panel(panel_of_row(facts, static_cast<std::uint32_t>(current_row(list))));
-    }
+    run_menu(facts);
     ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
 }
 

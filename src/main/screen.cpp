@@ -3,6 +3,7 @@
 
 #include <cstdio>
 
+#include "../common/columns.h"
 #include "../common/newtlib.h"
 #include "../common/readstrfile.h"
 #include "../common/repaint.h"
@@ -92,8 +93,9 @@ void NewtStartUp() {
     terminal_arm();
     set_colours();
     newt.newtCls();
-    newt.newtPushHelpLine(text("MAIN_HELPLINE_ID").c_str());
-    newt.newtDrawRootText(0, 0, format_text(text("MAIN_ROOTTEXT_ID"), {}, kRootTextSize - 1).c_str());
+    newt.newtPushHelpLine(printable(text("MAIN_HELPLINE_ID")).c_str());
+    const std::string root_text = format_text(text("MAIN_ROOTTEXT_ID"), {}, kRootTextSize - 1);
+    newt.newtDrawRootText(0, 0, printable(root_text).c_str());
     repaint_arm();
     ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
 }

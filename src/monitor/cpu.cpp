@@ -97,7 +97,8 @@ void message(const char* identifier) {
 /// The CPUs that the panel can show, of those that the agent counts.
 std::int32_t shown_cpu_count(std::int32_t count) {
     constexpr std::int32_t most = kRows - 1;
-    if (count > most) ZEL_TRACE(TRACE_LEVEL_ERROR, "%d CPUs, only the first %d are shown.", count, most);
+    if (count > most)
+        ZEL_TRACE_AS("CpuPanel", TRACE_LEVEL_ERROR, "%d CPUs, only the first %d are shown.", count, most);
     return std::clamp(count, 0, most);
 }
 
@@ -106,7 +107,7 @@ bool read_settings(CpuSettingsRecord& settings) {
     keepdata = {};
     if (GetCpuDataFromRegistry(&settings) == 1) {
         show_error(text("HWERR_OPEN_ID"));
-        ZEL_TRACE(TRACE_LEVEL_ERROR, "<GetCpuDataFromRegistry() failed.");
+        ZEL_TRACE_AS("CpuPanel", TRACE_LEVEL_ERROR, "<GetCpuDataFromRegistry() failed.");
         return false;
     }
     TotalCpuCount = shown_cpu_count(settings.cpuCount);
@@ -336,7 +337,6 @@ RowState judge(const CpuThresholdRow& row) {
 /// Writes the cycle and every valid row, up to the first one that brings a message. True when the panel may
 /// close: the shown row and the last of the others were written.
 bool write_settings(const Widgets& widgets, const CpuSettingsRecord& settings) {
-    ZEL_TRACE(TRACE_LEVEL_TRACE, ">");
     write_cycle(widgets);
     const std::intptr_t shown_row = current_row(widgets.cpu_list);
     int shown_result = 0;
@@ -350,9 +350,7 @@ bool write_settings(const Widgets& widgets, const CpuSettingsRecord& settings) {
         if (state == RowState::reported) return false;
         if (state == RowState::valid) (shown ? shown_result : other_result) = PutCpuThreshold(number, &row);
     }
-    const int done = shown_result & other_result;
-    ZEL_TRACE(TRACE_LEVEL_TRACE, "<return %d.", done);
-    return done != 0;
+    return (shown_result & other_result) != 0;
 }
 
 }  // namespace
@@ -362,10 +360,12 @@ void CpuPanel() {
     const CycleTexts cycle_texts = read_cycle_texts();
     CpuSettingsRecord settings;
     if (!read_settings(settings)) return;
-    Widgets widgets;
-    Dialog dialog;
-    build(dialog, cycle_texts, settings, widgets);
-    dialog.run_until(widgets.ok, widgets.cancel, [&] { return write_settings(widgets, settings); });
+    {
+        Widgets widgets;
+        Dialog dialog;
+        build(dialog, cycle_texts, settings, widgets);
+        dialog.run_until(widgets.ok, widgets.cancel, [&] { return write_settings(widgets, settings); });
+    }
     ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
 }
 

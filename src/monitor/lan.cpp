@@ -20,6 +20,7 @@ namespace zel {
 namespace {
 
 constexpr char kModule[] = "lan";
+constexpr char kPanel[] = "LanPanel";
 constexpr int kEntryWidth = 5;
 
 /// One row of the dialog, in the order of the record.
@@ -58,9 +59,9 @@ ErrorTexts format_errors() {
 LanSettingsRecord read_settings() {
     LanSettingsRecord settings{};
     const int result = GetLanDataFromRegistry(&settings);
-    ZEL_TRACE(TRACE_LEVEL_INFO, "GetLanDataFromRegistry() return %d", result);
+    ZEL_TRACE_AS(kPanel, TRACE_LEVEL_INFO, "GetLanDataFromRegistry() return %d", result);
     if (result == 1) {
-        ZEL_TRACE(TRACE_LEVEL_ERROR, "GetLanDataFromRegistry() failed.");
+        ZEL_TRACE_AS(kPanel, TRACE_LEVEL_ERROR, "GetLanDataFromRegistry() failed.");
         show_error("Open Registry Failed!");
     }
     return settings;
@@ -110,7 +111,8 @@ bool read_entries(const Widgets& widgets, LanSettingsRecord& settings) {
 /// Has the agent judge the settings; every failing field gets its own message.
 bool are_valid(const LanSettingsRecord& settings, const ErrorTexts& errors) {
     const int problems = TestInputLanParameter(&settings);
-    ZEL_TRACE(TRACE_LEVEL_INFO, "TestInputLanParameter return 0x%x", static_cast<unsigned>(problems));
+    ZEL_TRACE_AS(kPanel, TRACE_LEVEL_INFO, "TestInputLanParameter return 0x%x",
+                 static_cast<unsigned>(problems));
     for (std::size_t i = 0; i < kFields.size(); ++i) {
         if ((problems & kFields[i].invalid_bit) != 0) show_message("TITTLE_LAN_ID", errors[i]);
     }
@@ -120,7 +122,7 @@ bool are_valid(const LanSettingsRecord& settings, const ErrorTexts& errors) {
 bool write_settings(const Widgets& widgets, LanSettingsRecord& settings, const ErrorTexts& errors) {
     if (!read_entries(widgets, settings) || !are_valid(settings, errors)) return false;
     const int written = PutLanThreshold(&settings);
-    ZEL_TRACE(TRACE_LEVEL_INFO, "PutLanThreshold return %d", written);
+    ZEL_TRACE_AS(kPanel, TRACE_LEVEL_INFO, "PutLanThreshold return %d", written);
     return written != 0;
 }
 
@@ -130,10 +132,13 @@ void LanPanel() {
     ZEL_TRACE(TRACE_LEVEL_TRACE, ">");
     const ErrorTexts errors = format_errors();
     LanSettingsRecord settings = read_settings();
-    Widgets widgets;
-    Dialog dialog;
-    build(dialog, settings, widgets);
-    dialog.run_until(widgets.ok, widgets.cancel, [&] { return write_settings(widgets, settings, errors); });
+    {
+        Widgets widgets;
+        Dialog dialog;
+        build(dialog, settings, widgets);
+        dialog.run_until(widgets.ok, widgets.cancel,
+                         [&] { return write_settings(widgets, settings, errors); });
+    }
     ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
 }
 

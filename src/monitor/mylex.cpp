@@ -19,6 +19,7 @@ namespace zel {
 namespace {
 
 constexpr char kModule[] = "mylex";
+constexpr char kPanel[] = "MylexPanel";
 constexpr int kEntryWidth = 5;
 // What the message tells; the agent judges the range.
 constexpr int kLowestInterval = 10;
@@ -30,22 +31,24 @@ std::string interval_error() {
 
 /// The stored interval, or nothing after a message.
 std::optional<std::int32_t> read_interval() {
-    const std::unique_ptr<MylexThresholdBlock> block(new (std::nothrow) MylexThresholdBlock{});
+    std::unique_ptr<MylexThresholdBlock> block(new (std::nothrow) MylexThresholdBlock{});
     if (!block) {
         show_call_failed("malloc");
-        ZEL_TRACE(TRACE_LEVEL_RESOURCE, "<malloc failed.");
+        ZEL_TRACE_AS(kPanel, TRACE_LEVEL_RESOURCE, "<malloc failed.");
         return {};
     }
     const int result = Mylex_ReadThresholdFromFile(block.get());
-    ZEL_TRACE(TRACE_LEVEL_INFO, "Mylex_ReadThresholdFromFile() return %d.", result);
+    ZEL_TRACE_AS(kPanel, TRACE_LEVEL_INFO, "Mylex_ReadThresholdFromFile() return %d.", result);
     if (result == MYLEX_READ_FAILED) {
         show_call_failed("Mylex_ReadThresholdFromFile");
-        ZEL_TRACE(TRACE_LEVEL_ERROR, "<Mylex_ReadThresholdFromFile failed.");
+        block.reset();
+        ZEL_TRACE_AS(kPanel, TRACE_LEVEL_ERROR, "<Mylex_ReadThresholdFromFile failed.");
         return {};
     }
     if (result == MYLEX_NO_FILE) {
         show_error("Can't open zelmlx.inf!");
-        ZEL_TRACE(TRACE_LEVEL_ERROR, "<open zelmlx.inf failed.");
+        block.reset();
+        ZEL_TRACE_AS(kPanel, TRACE_LEVEL_ERROR, "<open zelmlx.inf failed.");
         return {};
     }
     return block->interval;
@@ -77,7 +80,7 @@ void build(Dialog& dialog, std::int32_t interval, Widgets& widgets) {
 bool apply(std::int32_t interval, std::int32_t old_interval) {
     if (interval == old_interval) return true;
     const int result = ResetMylexService(interval);
-    ZEL_TRACE(TRACE_LEVEL_INFO, "ResetMylexService() return %d.", result);
+    ZEL_TRACE_AS(kPanel, TRACE_LEVEL_INFO, "ResetMylexService() return %d.", result);
     switch (result) {
         case MYLEX_BAD_INTERVAL:
             show_message("TITTLE_MYLEX_ID", interval_error());
@@ -99,11 +102,13 @@ void MylexPanel() {
     ZEL_TRACE(TRACE_LEVEL_TRACE, ">");
     const std::optional<std::int32_t> interval = read_interval();
     if (!interval) return;
-    Widgets widgets;
-    Dialog dialog;
-    build(dialog, *interval, widgets);
-    dialog.run_until(widgets.ok, widgets.cancel,
-                     [&] { return apply(entry_number(widgets.entry), *interval); });
+    {
+        Widgets widgets;
+        Dialog dialog;
+        build(dialog, *interval, widgets);
+        dialog.run_until(widgets.ok, widgets.cancel,
+                         [&] { return apply(entry_number(widgets.entry), *interval); });
+    }
     ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
 }
 

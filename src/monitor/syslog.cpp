@@ -55,7 +55,7 @@ void build(Dialog& dialog, std::uint32_t interval, Widgets& widgets) {
 void signal_alert_manager() {
     HANDLE event = OpenEvent(0, 0, kCycleEvent);
     if (event == nullptr) return;
-    ZEL_TRACE(TRACE_LEVEL_TRACE, "Open Eventlog_Cycle_Event Success.");
+    ZEL_TRACE_AS("SyslogPanel", TRACE_LEVEL_TRACE, "Open Eventlog_Cycle_Event Success.");
     SetEvent(event);
     CloseHandle(event);
 }
@@ -116,17 +116,19 @@ void SyslogPanel() {
     const std::uint32_t storedInterval = interval;  // also a value out of range: OK then replaces it
     if (!in_range(interval)) interval = kDefault;
 
-    Widgets widgets;
-    Dialog dialog;
-    build(dialog, interval, widgets);
-    bool save = false;
-    dialog.run_until(widgets.ok, widgets.cancel, [&] {
-        interval = static_cast<std::uint32_t>(entry_number(widgets.entry));
-        save = in_range(interval);
-        if (!save) show_message("TITTLE_SYSLOG_ID", range_error);
-        return save;
-    });
-    if (save && interval != storedInterval && SetIntervalValue(interval) == 1) signal_alert_manager();
+    {
+        Widgets widgets;
+        Dialog dialog;
+        build(dialog, interval, widgets);
+        bool save = false;
+        dialog.run_until(widgets.ok, widgets.cancel, [&] {
+            interval = static_cast<std::uint32_t>(entry_number(widgets.entry));
+            save = in_range(interval);
+            if (!save) show_message("TITTLE_SYSLOG_ID", range_error);
+            return save;
+        });
+        if (save && interval != storedInterval && SetIntervalValue(interval) == 1) signal_alert_manager();
+    }
     ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
 }
 

@@ -21,7 +21,7 @@ TEST(TraceLog, WritersOfSeveralProcessesLoseNoLineWhileTheFileRotates) {
     constexpr int count = 4000;
     const auto write = [](int thread) {
         for (int i = 0; i < count; ++i)
-            TraceLog(TRACE_LEVEL_TRACE, "m", "f", 1, "id %d-%d-%d end", getpid(), thread, i);
+            TraceLog(TRACE_LEVEL_TRACE, "m", "f", 1, "id %d-%d-%d \u202E\x9B end", getpid(), thread, i);
     };
     EXPECT_TRUE(run_processes(3, [&] {
         if (TraceLogInit(0, "busy", 0, 5, 0) != 0) return 1;
@@ -35,7 +35,7 @@ TEST(TraceLog, WritersOfSeveralProcessesLoseNoLineWhileTheFileRotates) {
     for (const char* suffix : {".1", ".2", ""}) {
         std::ifstream text(log_path("busy") + suffix);
         for (std::string line; std::getline(text, line);) {
-            ASSERT_TRUE(line.starts_with("20") && line.ends_with(" end")) << line;
+            ASSERT_TRUE(line.starts_with("20") && line.ends_with(R"( \xe2\x80\xae\x9b end)")) << line;
             EXPECT_TRUE(ids.insert(line.substr(line.find("id "))).second) << line;
         }
     }

@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Boot flags and the chassis light as a simulated controller sees them.
+#include <csignal>
+#include <thread>
+
 #include "bmc/controller.h"
 #include "running_simulator.h"
 #include "store/registry.h"
@@ -53,8 +56,8 @@ TEST_F(BootOptions, OnHoldsForOneBootAndOffTakesBackOnlyThat) {
             const std::string read = "00/09.0 05 00 00", set = "00/08.0 ";
             const std::string flags = valid + ' ' + device + " 00 00 00";
             EXPECT_EQ(simulator_.requests(),
-                      (Strings{read, set + "00 01", set + "03 1f", set + "04 ff ff", set + "05 " + flags,
-                               set + "00 02", set + "00 00", read}));
+                      (Strings{read, "00/09.0 03 00 00", "00/09.0 00 00 00", set + "00 01", set + "03 1f",
+                               set + "04 ff ff", set + "05 " + flags, set + "00 02", set + "00 00", read}));
             EXPECT_EQ(parameter(5), flags);
             EXPECT_EQ(parameter(3), "1f");
             EXPECT_EQ(parameter(0), "00");
@@ -62,7 +65,17 @@ TEST_F(BootOptions, OnHoldsForOneBootAndOffTakesBackOnlyThat) {
         }
         EXPECT_EQ(MOVALSetMode(MOVAL_MODE_OFF, 0), 0);
         EXPECT_EQ(parameter(5), "00 00 00 00 00");
+        EXPECT_EQ(parameter(3), "00");  // as it was before, through both times on
         EXPECT_EQ(mode(), MOVAL_MODE_OFF);
+    }
+    // Put back as well after the server has booted and used the flags up; and not when somebody else wrote
+    // it.
+    for (const auto& [written, after] : {std::pair(std::uint8_t{0x1f}, "02"), {0x04, "04"}}) {
+        ASSERT_EQ(write({3, 2}), "00");
+        ASSERT_EQ(MOVALSetMode(MOVAL_MODE_ON, 1), 0);
+        ASSERT_EQ(write({5, 0, 0, 0, 0, 0}) + write({3, written}), "0000");
+        EXPECT_EQ(MOVALSetMode(MOVAL_MODE_OFF, 0), 0);
+        EXPECT_EQ(parameter(3), after);
     }
     // Others' flags: another device, not valid, locked.
     for (const Bytes& others :
@@ -93,20 +106,81 @@ TEST_F(BootOptions, OnlyWhatTheControllerTookIsSuccess) {
         EXPECT_EQ(parameter(5), flags) << rules;
         EXPECT_EQ(parameter(0), "00") << rules;
     }
-    ASSERT_EQ(write({0, 1}), "00");
-    EXPECT_NE(MOVALSetMode(MOVAL_MODE_OFF, 0), 0);
-    EXPECT_EQ(parameter(0), "01");
     write_config(simulator_.section(), "timeout=1\n");
     simulator_.rules("stop 00 09 05\n");
     EXPECT_EQ(mode(), -1);
     EXPECT_EQ(GetInstallStatus(), -1);
 }
 
+/// Waits until the controller was asked for something; false after ten seconds.
+bool is_asked(RunningSimulator& simulator, const std::string& request) {
+    for (int looks = 0; looks < 1000; ++looks, usleep(10'000)) {
+        if (std::ranges::count(simulator.requests(), request) > 0) return true;
+    }
+    return false;
+}
+
+TEST_F(BootOptions, AnInterruptedChangeNeverBlocksTheNext) {
+    write_config(simulator_.section(), "timeout=1\n");
+    const std::string flags = valid + " 10 00 00 00";
+    // Of another program: respected, and taken over when it never ends.
+    ASSERT_EQ(write({0, 1}), "00");
+    std::thread other([] {
+        usleep(600'000);
+        EXPECT_EQ(write({0, 0}), "00");
+    });
+    simulator_.requests();
+    EXPECT_EQ(MOVALSetMode(MOVAL_MODE_ON, 1), 0);
+    other.join();
+    Strings requests = simulator_.requests();
+    const auto begun = std::ranges::find(requests, "00/08.0 00 01");
+    EXPECT_EQ(std::count(requests.begin(), begun, "00/08.0 00 00"), 1);  // by whoever began it
+    ASSERT_EQ(write({0, 1}), "00");
+    EXPECT_EQ(MOVALSetMode(MOVAL_MODE_OFF, 0), 0);
+    EXPECT_EQ(parameter(0) + ' ' + parameter(5), "00 00 00 00 00 00");
+    // Of ours, at each of its requests: the controller falls silent, the tool is killed, it is told to end.
+    for (const auto& [stop, request] : {std::pair<const char*, std::string>{"00", "00 01"},
+                                        {nullptr, "03 1f"},
+                                        {"05", "05 " + flags},
+                                        {nullptr, "00 02"},
+                                        {nullptr, "00 00"}}) {
+        for (const int how : {0, SIGKILL, SIGTERM}) {
+            if (how == 0 && !stop) continue;
+            SCOPED_TRACE(request + " " + std::to_string(how));
+            ASSERT_EQ(write({3, 4}), "00");
+            simulator_.requests();
+            simulator_.rules(how == 0 ? std::string("stop 00 08 ") + stop + '\n' : "delay 30000\n");
+            const pid_t tool = start_process([] {
+                std::signal(SIGTERM, [](int) { _exit(7); });
+                return MOVALSetMode(MOVAL_MODE_ON, 1);
+            });
+            ASSERT_TRUE(is_asked(simulator_, "00/08.0 " + request));
+            if (how != 0) kill(tool, how);
+            const int ended = finish_process(tool);
+            simulator_.rules("");
+            if (how == SIGTERM) {  // finished before it ended
+                EXPECT_EQ(ended, 7);
+                EXPECT_EQ(parameter(0) + ' ' + parameter(5), "00 " + flags);
+            }
+            const auto start = std::chrono::steady_clock::now();
+            EXPECT_NE(mode(), -1);
+            EXPECT_EQ(parameter(0), "00");
+            EXPECT_EQ(MOVALSetMode(MOVAL_MODE_ON, 1), 0);
+            EXPECT_EQ(parameter(5), flags);
+            EXPECT_EQ(MOVALSetMode(MOVAL_MODE_OFF, 0), 0);
+            EXPECT_EQ(parameter(3) + ' ' + parameter(5), "04 00 00 00 00 00");
+            EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+        }
+    }
+}
+
 TEST_F(BootOptions, TheLightIsSwitchedWithTheSecondsGiven) {
     for (std::uint8_t seconds : Bytes{15, 0, 255})
         EXPECT_NE(ZELChassisIdentify_V15(&seconds), CHASSIS_IDENTIFY_FAILED);
     EXPECT_EQ(simulator_.requests(), (Strings{"00/04.0 0f", "00/04.0 00", "00/04.0 ff"}));
+    simulator_.rules("answer 00 04 * c0 2\n");  // busy: no reason to give the light up
     std::uint8_t seconds = 9;
+    EXPECT_NE(ZELChassisIdentify_V15(&seconds), CHASSIS_IDENTIFY_FAILED);
     write_config(simulator_.section(), "timeout=1\n");
     for (const char* rules : {"answer 00 04 09 cc\n", "stop 00 04 09\n", "stop 00 04 09\n"}) {
         simulator_.rules(rules);

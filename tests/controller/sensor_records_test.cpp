@@ -1,54 +1,74 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Sensor data records and conversions, without a controller.
+// Sensor data records and conversions; and how lists of them are read from controllers that are not at their
+// best.
+#include <freeipmi/freeipmi.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <memory>
 #include <random>
+#include <thread>
 
+#include "../agent/service_process.h"
+#include "bmc/controller.h"
+#include "bmc/request_limit.h"
+#include "bmc/sdr_cache.h"
 #include "bmc/sdr_record.h"
+#include "running_simulator.h"
 #include "simulation.h"
-#include "zel/access_ipmi.h"
+#include "store/late_library.h"
 
 namespace {
 
 using namespace zel;
+using namespace zel::test;
 using bmc::Conversion;
 using Record = std::vector<std::uint8_t>;
 
-/// A voltage sensor of `factor` * 10^`exponent` volts a step.
-simulator::Sensor volts(int factor, int exponent) {
-    simulator::Sensor sensor{.name = "Sixteen letters.", .type = 2, .unit = 4, .format = 0, .factor = factor};
-    sensor.exponent = exponent;
-    sensor.max_code = 255;
-    sensor.min_code = 0;
-    return sensor;
-}
-
-bmc::Sensor parsed(const simulator::Sensor& sensor) {
-    return bmc::parse_record(simulator::record_of(sensor)).sensor.value();
-}
-
-TEST(SensorRecords, CodesComeBackAndValuesOutsideAreRefused) {
-    for (const auto& [factor, exponent] : {std::pair{63, -3}, {157, -4}, {39, -4}, {1, -3}}) {
-        const Conversion conversion = parsed(volts(factor, exponent)).conversion;
-        for (int code = 0; code < 256; ++code) {
+TEST(SensorRecords, EveryFunctionIsTheOneThatFreeIpmiKnowsAndCodesComeBack) {
+    const store::LateLibrary library("libfreeipmi.so.17");
+    decltype(&ipmi_sensor_decode_value) decode = nullptr;
+    ASSERT_TRUE(library.bind("ipmi_sensor_decode_value", decode));
+    std::mt19937 random(3);
+    const auto from = [&random](int least, int greatest) {
+        return static_cast<std::int16_t>(least + static_cast<int>(random() % unsigned(greatest - least + 1)));
+    };
+    int compared = 0;
+    for (int round = 0; round < 600; ++round) {
+        const auto factor = from(-511, 511), offset = from(-511, 511);
+        const auto result = static_cast<std::int8_t>(from(-6, 1)),
+                   scale = static_cast<std::int8_t>(from(-4, 2));
+        simulator::Sensor sensor{.name = "T", .format = static_cast<std::uint8_t>(from(0, 2))};
+        sensor.linearisation = static_cast<std::uint8_t>(round % 12);
+        sensor.factor = factor, sensor.offset = offset;
+        sensor.exponent = result, sensor.offset_exponent = scale;
+        const auto read = bmc::parse_record(simulator::record_of(sensor)).sensor;
+        if (!read) continue;
+        EXPECT_EQ(read->conversion.code(std::numeric_limits<std::int64_t>::max()), std::nullopt);
+        if (sensor.linearisation == 0) {  // half a step beyond the ends
+            const double half = std::abs(factor) * std::pow(10, result) / 2;
+            const auto& ours = read->conversion;
+            for (const double end : {ours.highest() + half + 1, ours.lowest() - half - 1})
+                EXPECT_EQ(ours.code(std::llround(end)), std::nullopt) << round;
+        }
+        for (unsigned code = 0; code < 256; ++code) {
+            const Conversion& ours = read->conversion;
             const auto byte = static_cast<std::uint8_t>(code);
-            ASSERT_EQ(conversion.code(conversion.whole(byte)), byte) << factor << "e" << exponent;
+            double theirs = 0;
+            const int status =
+                decode(result, scale, factor, offset, sensor.linearisation, sensor.format, byte, &theirs);
+            ASSERT_EQ(ours.has_value(byte), status == 0 && std::abs(theirs) <= 16'000'000) << round;
+            if (!ours.has_value(byte)) continue;
+            ASSERT_NEAR(ours.exact(byte), theirs, 1e-9 * std::abs(theirs) + 1e-9) << round;
+            const auto shown = ours.whole(byte);
+            const auto back = ours.code(shown);
+            if (!back) continue;  // rounded to beyond the ends
+            const double away = std::abs(ours.exact(*back) - static_cast<double>(shown));
+            ASSERT_LE(away, std::abs(theirs - static_cast<double>(shown)) + 1e-6) << round;
+            ++compared;
         }
     }
-    const Conversion twelve = parsed(volts(63, -3)).conversion;
-    EXPECT_EQ(twelve.code(16065 + 31), 255);
-    for (const std::int64_t outside : {std::int64_t{16065 + 32}, std::int64_t{-32}, INT64_MAX})
-        EXPECT_EQ(twelve.code(outside), std::nullopt);
-    EXPECT_EQ(parsed({.name = "T"}).conversion.code(128), std::nullopt);
-
-    simulator::Sensor narrow = volts(157, -4);
-    narrow.max_code = 250;
-    narrow.min_code = 3;
-    EXPECT_EQ(parsed(narrow).greatest, 3925);
-    EXPECT_EQ(parsed(narrow).least, 48);  // 47.1
-    narrow.min_code = 251;                // no range: that of all codes
-    EXPECT_EQ(parsed(narrow).greatest, 4003);
+    EXPECT_GT(compared, 50'000);
 }
 
 TEST(SensorRecords, WhatCannotBeTrustedIsLeftOut) {
@@ -59,7 +79,7 @@ TEST(SensorRecords, WhatCannotBeTrustedIsLeftOut) {
     for (const auto& [place, value, told] : {Change{4, 200, true},
                                              {47, 0xdf, true},
                                              {24, 0, true},
-                                             {23, 0x70, true},
+                                             {23, 0x0c, true},
                                              {20, 0xc0, true},
                                              {21, 6, true},
                                              {22, 1, true},
@@ -75,26 +95,129 @@ TEST(SensorRecords, WhatCannotBeTrustedIsLeftOut) {
     }
 }
 
-TEST(SensorRecords, MutatedRecordsNeverBreakTheRules) {
-    std::mt19937 random(7);
-    const Record original = simulator::record_of(volts(63, -3));
-    int sensors = 0;
-    for (int round = 0; round < 20000; ++round) {
-        Record record = original;
-        for (auto changes = 1 + random() % 6; changes > 0; --changes)
-            record[random() % record.size()] = static_cast<std::uint8_t>(random());
-        if (random() % 8 == 0) record.resize(random() % (record.size() + 1));
-        const auto result = bmc::parse_record(record);
-        if (!result.sensor) continue;
-        ++sensors;
-        const bmc::Sensor& sensor = *result.sensor;
-        ASSERT_TRUE(std::ranges::all_of(sensor.name, [](char c) { return c >= ' ' && c <= '~'; }));
-        ASSERT_LT(sensor.name.size(), 64U);
-        ASSERT_EQ(sensor.settable & ~sensor.readable, 0);
-        for (const double end : {sensor.conversion.lowest(), sensor.conversion.highest()})
-            ASSERT_LT(std::abs(end), static_cast<double>(SENSOR_NO_THRESHOLD));
+constexpr int kZones = 12;
+
+std::vector<simulator::Sensor> zones() {
+    std::vector<simulator::Sensor> sensors(kZones);
+    for (std::size_t n = 0; n < sensors.size(); ++n)
+        sensors[n] = {.name = "Zone " + std::to_string(n), .number = static_cast<std::uint8_t>(n + 1)};
+    return sensors;
+}
+
+TEST(SensorLists, AreReadWholeOrFailAndOnlyWholeOnesAreKept) {
+    RunningSimulator simulator(zones());
+    for (const auto& [rules, whole] : {std::pair{"answer 0a 23 * c0 3 8\n", true},  // busy for a while
+                                       {"answer 0a 23 * c3 2 20\n", true},
+                                       {"answer 0a 20 * d2 2\nanswer 06 01 * c0 2\n", true},
+                                       {"answer 04 27 * c4 2 5\n", true},
+                                       {"answer 0a 22 * c1\n", true},  // has no reservations
+                                       {"rival 2\n", true},            // loses each one soon
+                                       {"restamp 20 2\n", true},       // changes twice
+                                       {"cut 0a 23 * 6\n", true},      // short answers
+                                       {"cut 0a 23 * 3 2 9\n", true},
+                                       {"answer 0a 23 * ca 1 1\n", true},   // too long for it
+                                       {"answer 0a 23 * c0 0 8\n", false},  // and now what never ends
+                                       {"rival 1\n", false},
+                                       {"restamp 20 1000\n", false},
+                                       {"cut 0a 23 * 3 0 7\n", false},
+                                       {"answer 0a 23 * cb 1 12\n", false},  // refused for good: a header,
+                                       {"answer 0a 23 * cc 0 13\n", false},  // what follows a header
+                                       {"answer 0a 22 * d4\n", false}}) {
+        SCOPED_TRACE(rules);
+        fs::remove_all(state("sdr"));
+        simulator.rules(rules);
+        Temperatures panel;
+        ASSERT_EQ(panel.open(), whole);
+        if (whole) {
+            ASSERT_EQ(panel.count, kZones);
+            for (int n = 0; n < kZones; ++n)
+                EXPECT_EQ(panel.data.at(static_cast<std::size_t>(n)).lHighFatal, 80) << n;
+        }
+        simulator.rules("answer 0a 23 * ff\n");  // nothing but what was kept
+        EXPECT_EQ(Temperatures{}.find(), whole);
     }
-    EXPECT_GT(sensors, 1000);
+}
+
+/// Milliseconds that a call takes.
+template <class Call>
+auto time_of(const Call& call) {
+    const auto start = std::chrono::steady_clock::now();
+    call();
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start)
+        .count();
+}
+
+TEST(Requests, RefusalsThatPassAreWaitedForASecondAndALostSessionIsReplacedOnce) {
+    auto simulator = std::make_unique<RunningSimulator>(zones());
+    write_config(simulator->section(), "timeout=1\n");
+    bmc::controller().end_session();
+    const auto ask = [](bmc::Repeat repeat = bmc::Repeat::freely) {
+        const auto reply = bmc::controller().request(0, bmc::kApp, 0x01, {}, repeat);
+        return reply ? int{reply->completion} : -1;
+    };
+    simulator->rules("answer 06 01 * c0\n");
+    const auto waited = time_of([&] { EXPECT_EQ(ask(), 0xc0); });
+    EXPECT_TRUE(waited >= 900 && waited < 2000) << waited;
+    for (const auto& [code, repeat, requests] : {std::tuple{"cb", bmc::Repeat::freely, 1U},
+                                                 {"c1", bmc::Repeat::freely, 1U},
+                                                 {"c3", bmc::Repeat::freely, 2U},
+                                                 {"c3", bmc::Repeat::if_refused, 1U},
+                                                 {"c0", bmc::Repeat::if_refused, 2U}}) {
+        simulator->requests();
+        simulator->rules(std::string("answer 06 01 * ") + code + " 1\n");
+        EXPECT_EQ(ask(repeat) == 0, requests == 2) << code;
+        EXPECT_EQ(simulator->requests().size(), requests) << code;
+    }
+    const int port = simulator->port();
+    for (const auto repeat : {bmc::Repeat::freely, bmc::Repeat::if_refused}) {
+        simulator.reset();
+        simulator = std::make_unique<RunningSimulator>(zones(), Records(), port);  // knows no session
+        write_config(simulator->section(), "timeout=1\n");
+        EXPECT_EQ(ask(repeat), repeat == bmc::Repeat::freely ? 0 : -1);
+        EXPECT_EQ(ask(), 0);
+    }
+    simulator->rules("stop 06 01 0\n");
+    const auto silent = time_of([&] { EXPECT_EQ(ask(), -1); });
+    EXPECT_TRUE(silent >= 1900 && silent < 3000) << silent;
+}
+
+TEST(Requests, EndWhenTheirTimeIsOverOrTheEndIsAskedFor) {
+    const RunningSimulator simulator(zones());
+    bmc::controller().end_session();
+    simulator.rules("delay 100000\n");
+    const auto read = [](std::stop_token stop, int longest) {
+        const bmc::RequestLimit outer(std::chrono::milliseconds(longest), std::move(stop));
+        EXPECT_FALSE(bmc::sensor_records(bmc::controller()));
+    };
+    EXPECT_LT(time_of([&] { read({}, 500); }), 1000);
+    std::stop_source source;
+    const std::jthread stopping([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(500));
+        source.request_stop();
+    });
+    EXPECT_LT(time_of([&] { read(source.get_token(), 60000); }), 1000);
+    simulator.rules("");
+    EXPECT_EQ(bmc::sensor_records(bmc::controller())->records.size(), kZones);
+}
+
+TEST(Requests, TheServiceEndsInTimeWhateverTheControllerDoes) {
+    for (const char* rules : {"delay 1200000\n", "stop 0a 20 0\n", "answer 0a 20 * c0\n"}) {
+        SCOPED_TRACE(rules);
+        RunningSimulator simulator(zones());
+        Temperatures panel;
+        ASSERT_TRUE(panel.open());
+        panel.row("Zone 2")->lHighWarning = 75;
+        panel.row("Zone 2")->bChangeThreshFlag = 1;
+        ASSERT_TRUE(panel.write());  // now there is something to put back
+        fs::remove_all(state("sdr"));
+        simulator.rules(rules);
+        simulator.requests();
+        ServiceProcess service;
+        ASSERT_TRUE(service.ready());
+        for (int looks = 0; looks < 1000 && simulator.requests().empty(); ++looks)
+            usleep(10'000);
+        EXPECT_LT(time_of([&] { EXPECT_EQ(service.finish(SIGTERM), 0); }), 2000);
+    }
 }
 
 }  // namespace

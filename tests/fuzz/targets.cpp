@@ -29,6 +29,7 @@
 #include "bmc/sdr_cache.h"
 #include "bmc/sdr_record.h"
 #include "bmc/settings.h"
+#include "chars/utf8.h"
 #include "fuzz.h"
 #include "service/resources.h"
 #include "service/server.h"
@@ -36,7 +37,6 @@
 #include "store/key_file.h"
 #include "store/paths.h"
 #include "store/registry.h"
-#include "store/utf8.h"
 #include "zel/access_control.h"
 #include "zel/access_ipmi.h"
 #include "zel/access_monitor.h"
@@ -278,7 +278,7 @@ int read_sensors(const std::uint8_t* data, std::size_t size) {
     }
     TempSetIpmiThreshold(sensors->rows.data(), sensors->count);
     test::answer_request = answers_from(test::Bytes(data, size).subspan(size / 2));
-    access::reapply_thresholds(bmc::controller());
+    access::ThresholdKeeper(bmc::controller()).put_back();
     access::set_boot_device(access::BootDevice::safe,
                             access::boots_from(access::BootDevice::diagnostic).has_value());
     fs::remove_all(store::state_dir());
@@ -304,7 +304,7 @@ int read_sdr_cache(const std::uint8_t* data, std::size_t size) {
     test::answer_request = test::controller_with({});
     auto& controller = bmc::controller();
     static const std::string identity = bmc::repository_identity(controller).value();
-    std::string text = "zelsdr 1 " + identity + '\n' + std::string(text_of(data, size));
+    std::string text = "zelsdr 2 " + identity + "\nguid \n" + std::string(text_of(data, size));
     std::uint64_t sum = 0xcbf29ce484222325;
     for (const char c : text)
         sum = (sum ^ static_cast<unsigned char>(c)) * 0x100000001b3;
@@ -314,7 +314,8 @@ int read_sdr_cache(const std::uint8_t* data, std::size_t size) {
     test::answer_request = [](auto, std::uint8_t command, auto) -> std::optional<bmc::Reply> {
         return command == 0x22 ? std::nullopt : test::controller_with({})({}, command, {});
     };
-    for (const bmc::Record& record : bmc::sensor_records(controller).value_or(std::vector<bmc::Record>{})) {
+    const auto known = bmc::sensor_records(controller).value_or(bmc::SensorRecords{});
+    for (const bmc::Record& record : known.records) {
         const auto sensor = bmc::parse_record(record).sensor;
         if (!sensor) continue;
         const auto code = sensor->conversion.code(sensor->greatest);

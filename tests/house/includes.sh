@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: GPL-3.0-or-later
-# The house's one rule that a compiler does not see: src/ and agent/ never include each other, the contract
-# includes neither, and no panel includes another folder's panel.
+# The house's one rule that a compiler does not see: src/ and agent/ never include each other, the contract and
+# chars/ include neither, and no panel includes another folder's panel.
 set -u
 cd "$(dirname "${BASH_SOURCE[0]}")/../.." || exit 2
 status=0
@@ -14,6 +14,7 @@ forbid() { # folder pattern
 forbid src '.*(agent|store|compat|access|trace|bmc|service)/'
 forbid agent '.*src/'
 forbid include/zel '\.\.'
+forbid chars '.*/.*'
 for panels in monitor ipmi control; do
     forbid src/$panels '\.\./(main|monitor|ipmi|control)/'
 done
@@ -21,7 +22,7 @@ forbid src/common '\.\./'
 forbid agent/store '.*(compat|access|smbios|sensorshare|service|bmc)/'
 forbid agent/access '.*service/'
 # A megabyte in each library that is linked with the C++ library.
-for folder in src agent; do
+for folder in src agent chars; do
     forbid $folder '(iostream|fstream|sstream|iomanip|filesystem|regex|locale)>'
 done
 exit $status

@@ -116,6 +116,13 @@ TEST_F(MaintenanceTest, BoxesFollowTheBootModeAndFailedReadsShowNoPanel) {
     expect_no_panel({{kAgent38 + "GetInstallStatus=-1", "Error: Calling GetInstallStatus failed.",
                       "1|<Calling GetInstallStatus failed."},
                      {kAgent38 + "GetUtlBootMode=0", "MOVALERR_GET_ID", "1|<" + text("MOVALERR_GET_ID")}});
+    const std::string longer(120, 'm');
+    catalogue("E_ctlpanel.rc", "[FUNC_CALL_ERR]=\"" + longer + "\"\n[MOVALERR_GET_ID]=\"" + longer + "\"\n");
+    for (const char* failure : {"GetInstallStatus=-1", "GetUtlBootMode=0"}) {
+        open(kAgent38 + failure);
+        keys("Enter");
+        EXPECT_TRUE(traced("1|<" + longer.substr(0, 99)));
+    }
 }
 
 TEST_F(MaintenanceTest, OkSetsTheModeAndRebootsOnlyWhenConfirmed) {
@@ -162,6 +169,7 @@ TEST_F(BladeTest, FailuresOfTheLibraryAreTold) {
     const std::string failed = "Error: Load library failed!";
     expect_no_panel({{kBlade + "1\nLoadLibrary=1,0", failed,
                       "1|<LoadLibraryi $ZelDir/lib/dissensor.dll failed.return FALSE."},
+                     {kBlade + "1\nGetZelRootPath=1,0", failed, "1|<GetZelRootPath() failed.return FALSE."},
                      {kBlade + "1\nGetProcAddress=1,1,1,0", failed,
                       "1|<GetProcAddress(GetSharedSensorStatus) failed.return FALSE."}});
     EXPECT_TRUE(opening().ends_with("FreeLibrary()"));

@@ -80,12 +80,14 @@ TEST_F(GeneralTest, CommunitiesComeFromTheConfigurationAndAreWrittenByWayOfTheDe
                 saved("1,1", {"plinth", "plinth"}, wide.substr(0, 253)), "Error: HWERR_OPEN_ID", true,
                 "1|ApplyRackmount failed."},
             Try{"conf.communities=plinth," + name99, "Tab*2 Down", saved("1,1", {"plinth", name99})},
+            Try{"rack=R\u202E1", "", saved("1,1", {"plinth", "plinth"}, "R\u202E1")},  // shown with "?"
+            Try{"rack=R\u202E1", "Tab*3 2", saved("1,1", {"plinth", "plinth"}, "R?12")},
             Try{other, "", saved("1,1", {}), missing, false, "1|" + missing}});
     keys("Tab*4 Down");  // refused, then another row
     EXPECT_EQ(ok(), saved("1,1", {"plinth", "a"}));
-    open(kServer + "conf.communities=plinth," + name99);
+    open(kServer + "conf.communities=plinth,a\u202E" + name99.substr(4));
     keys("Tab*2 Down");
-    EXPECT_TRUE(shows(text("GENERAL_SNMPC_ID") + " ..." + std::string(47, 'm') + " "));
+    EXPECT_TRUE(shows(text("GENERAL_SNMPC_ID") + " a?" + std::string(45, 'm') + "... "));
 }
 
 TEST_F(GeneralTest, TheLightBlinksUntilEnd) {
@@ -119,6 +121,11 @@ TEST_F(GeneralTest, FailuresOfTheLightAreTold) {
     EXPECT_EQ(begin(), "Error: Chassis Identify failed! CreateThread() sleep(1) " + kLight + kIdentify);
     EXPECT_TRUE(traced("1|ZELChassisIdentify_V15 failed."));
     EXPECT_TRUE(begin().ends_with("WaitForSingleObject(2,6000)"));
+
+    // Signals do not shorten the second in which a failure is waited for.
+    open("ZELChassisIdentify_V15=-5\nsleep=4,4,0");
+    EXPECT_EQ(begin(), "Error: Chassis Identify failed! CreateThread() sleep(1) sleep(on) sleep(on) " +
+                           kLight + kIdentify);
 
     // The panel takes the worker for running, and only a hot key leaves.
     open("CreateEvent=0");

@@ -201,6 +201,16 @@ TEST_F(MenuTest, EndsWithTheTerminalRestoredFromAnyDepth) {
             EXPECT_LT(tool().cpu_seconds(), 2);
         }
     }
+    options.controlling = true;
+    open_menu(kTwoCpus + "GetCpuDataFromRegistry.waits=60");  // a library that does not come back
+    keys("Ctrl-C Down");
+    calls();
+    tool().send("Enter");
+    while (calls().empty())
+        usleep(10'000);
+    tool().send("Ctrl-C");
+    EXPECT_EQ(tool().wait_exit(), 0);
+    EXPECT_TRUE(tool().terminal_restored());
 }
 
 }  // namespace

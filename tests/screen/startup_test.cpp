@@ -29,13 +29,14 @@ const std::string kVersion =
 const std::string kTabs =
     "RegOpenKeyEx(HKLM,SOFTWARE/QUD/ZELAgent/CPL,0x20019) RegQueryValueEx(CplTabView,4) "
     "RegCloseKey(SOFTWARE/QUD/ZELAgent/CPL) ";
-const std::string kLibrary =
+const std::string kPath =
     "smbios.initialise() smbios.count(0xc0046b52,3) smbios.structure(0xc0016b50,3,0) "
-    "smbios.structure(0xc0016b50,3,1) smbios.structure(0xc0016b50,3,2) smbios.close() GetZelRootPath(256) "
-    "LoadLibrary($ZelDir/lib/dissensor.dll) ";
+    "smbios.structure(0xc0016b50,3,1) smbios.structure(0xc0016b50,3,2) smbios.close() GetZelRootPath(256) ";
+const std::string kLibrary = kPath + "LoadLibrary($ZelDir/lib/dissensor.dll) ";
 const std::string kGetStatus = "GetProcAddress(GetSharedSensorStatus) ";
 const std::string kStatus = kGetStatus + "GetSharedSensorStatus() FreeLibrary() ";
 const std::string kRelease = "destroy_libzelsmbios() ";
+const std::string kUpTo41Path = kVersion + kTabs + kTabs + kPath;
 const std::string kUpTo41Library = kVersion + kTabs + kTabs + kLibrary;
 const std::string kUpTo38Library = kVersion + kLibrary;
 
@@ -48,27 +49,37 @@ TEST_F(StartupTest, EveryEarlyEndSaysWhyAndReleasesWhatItHolds) {
     const std::string no_library = "1|<LoadLibrary $ZelDir/lib/dissensor.dll failed.return FALSE.";
     std::filesystem::create_directories(folder() / "empty" / "data");
     std::ofstream(folder() / "empty" / "data" / "E_ctlpanel.rc");
-    const Four cases[] = {
-        Four{"argument", "", "1|<No params needed.exit(0).", kTrace},
-        Four{"call_zel_is_ft=-1", "", "1|<call_zel_is_ft() failed.exit(0).", kFaultTolerance},
-        Four{"ZelDir=", "", "1|<Open string file failed.exit(0).", kCatalogue},
-        Four{"ZelDir=" + (folder() / "empty").string(), "", "2|<fread failed.exit(0)", kCatalogue},
-        Four{"CheckNTserverReady=-1", "Please confirm ZELntserver is running!",
-             "1|<ZELntserver is not running.exit(0).", kService},
-        Four{"LoadLibrary=0", "", no_library, kUpTo41Library + kRelease},
-        Four{"GetProcAddress=0", "", "1|<GetProcAddress(GetSharedSensorStatus) failed.return FALSE.",
+    // Script, standard output, standard error, trace, calls.
+    using Five = std::array<std::string, 5>;
+    const std::string confirm = "Please confirm ZELntserver is running!";
+    const std::string as_root = "ZELagntconf: this user has no access to the agent; run the tool as root.\n";
+    const std::string not_running = "1|<ZELntserver is not running.exit(0).";
+    const Five cases[] = {
+        Five{"argument", "", "The parameter is invalid.\n", "1|<No params needed.exit(0).", kTrace},
+        Five{"call_zel_is_ft=-1", "", "", "1|<call_zel_is_ft() failed.exit(0).", kFaultTolerance},
+        Five{"ZelDir=", "", "", "1|<Open string file failed.exit(0).", kCatalogue},
+        Five{"ZelDir=" + (folder() / "empty").string(), "", "", "2|<fread failed.exit(0)", kCatalogue},
+        Five{"CheckNTserverReady=-1", confirm, "", not_running, kService},
+        Five{"CheckNTserverReady=-1\nno.rights=1", confirm, as_root, not_running, kService},
+        Five{"call_zel_is_ft=-1\nno.rights=1", "", as_root, "1|<call_zel_is_ft() failed.exit(0).",
+             kFaultTolerance},
+        Five{"GetZelRootPath=0", "",
+             "ZELagntconf: the agent's directory is not known, or its path is too long.\n",
+             "1|<GetZelRootPath() failed.return FALSE.", kUpTo41Path + kRelease},
+        Five{"LoadLibrary=0", "", "", no_library, kUpTo41Library + kRelease},
+        Five{"GetProcAddress=0", "", "", "1|<GetProcAddress(GetSharedSensorStatus) failed.return FALSE.",
              kUpTo41Library + kGetStatus + "FreeLibrary() " + kRelease},
-        Four{agent38 + "GetQudHwidFor38=0", "Get HWID from proc error!", "1|<GetHWIDFromProc error!exit(0).",
+        Five{agent38 + "GetQudHwidFor38=0", "Get HWID from proc error!", "",
+             "1|<GetHWIDFromProc error!exit(0).",
              kUpTo38Library + kStatus + "GetQudHwidFor38() " + kRelease}};
-    for (const auto& [script, output, trace, calls_made] : cases) {
+    for (const auto& [script, output, told, trace, calls_made] : cases) {
         SCOPED_TRACE(trace);
         options.command.resize(1);
-        const bool argument = script == "argument";
-        if (argument) options.command.emplace_back("-h");
+        if (script == "argument") options.command.emplace_back("-h");
         launch(kThreeChassis + script);
         EXPECT_EQ(tool().wait_exit(), 0);
         EXPECT_EQ(tool().picture(), output + "\n");
-        EXPECT_EQ(errors(), argument ? "The parameter is invalid.\n" : "");
+        EXPECT_EQ(errors(), told);
         EXPECT_TRUE(traced(trace));
         EXPECT_EQ(joined_calls(), calls_made);
     }
@@ -181,6 +192,24 @@ TEST_F(StartupTest, ShutDownReleasesTheLibrariesAndTheTerminal) {
     EXPECT_EQ(tool().picture(), "\n");
     EXPECT_EQ(joined_calls(), kRelease);
     EXPECT_TRUE(trace().back().starts_with("0|main|") && trace().back().ends_with("|<")) << trace().back();
+}
+
+TEST_F(StartupTest, TextsFromOutsideReachTheScreenPlain) {
+    struct Case {
+        const char* lang;
+        std::string title;  // in the catalogue
+        std::string shown;
+    };
+    for (const auto& [lang, title, shown] :
+         {Case{"ja_JP.UTF-8", "設定", "設定"}, Case{"ja_JP.UTF-8", "\xC0\xDF\xC4\xEA", "????"},
+          Case{"C.UTF-8", "a\u202Eb\u009B\x9B\033[7mc", "a?b???[7mc"}}) {
+        SCOPED_TRACE(lang + title);
+        options.environment["LANG"] = lang;
+        for (const char* file : {"E_ctlpanel.rc", "J_ctlpanel.rc"})
+            catalogue(file, "[TITTLE_MAIN_ID]=\"" + title + "\"\n");
+        open_menu();
+        EXPECT_TRUE(shows(shown)) << tool().picture();
+    }
 }
 
 TEST_F(StartupTest, LanguageChoosesTheCatalogue) {

@@ -56,7 +56,8 @@ class ToolTest : public testing::Test {
     static std::string contents(const std::filesystem::path& file);
     const std::filesystem::path& folder() const { return folder_; }
 
-    /// Takes the terminal away from a tool that still runs; fails unless every end was with status 0.
+    /// Takes the terminal away from a tool that still runs; fails unless every end was with status 0 and
+    /// every trace line under the name of its function.
     void finish();
 
   private:

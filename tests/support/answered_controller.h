@@ -4,8 +4,10 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <optional>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "bmc/controller.h"
@@ -19,6 +21,19 @@ using AnswerRequest =
 
 /// Who answers; nobody at first.
 extern AnswerRequest answer_request;
+/// Where.
+extern std::string answered_target;
+
+/// A controller with sensors, all of which a test may change; std::ref(it) is one that answers.
+struct PlayedController {
+    std::vector<simulator::Sensor> sensors;
+    std::vector<std::uint8_t> guid{};               ///< None: such commands are not known.
+    std::uint8_t repository = 0;                    ///< A number of its state.
+    std::map<std::uint8_t, std::uint8_t> refuse{};  ///< Commands and the completion codes that they get.
+    std::vector<std::uint8_t> commands{};           ///< Those that came.
+
+    std::optional<bmc::Reply> operator()(bmc::NetFn netfn, std::uint8_t command, Bytes data);
+};
 
 /// Answers as a controller with these sensors.
 AnswerRequest controller_with(std::vector<simulator::Sensor> sensors);

@@ -46,6 +46,7 @@ const std::vector<Rule> kRules{
     {"SHUTDOWN_.*ACTION.*", kAny, 22, kAsItStands},
     {"MOVAL_REBOOTNOW_ID|.*_(ENABLECP|ENABLEBY|DISABLE|PERMIT|HANG|FORBID|CHECK.)_ID|[^C].*_ENABLE_ID", kAny,
      60, kAsItStands},
+    {"LAN_.*", kAny, 40, kAsItStands},
     {".*", kAny, 30, kAsItStands}  // rows of the menu and labels
 };
 
@@ -129,8 +130,8 @@ TEST(CatalogueLint, LanguagesAndSourcesNameTheSameTexts) {
         known, load("J_ctlpanel.rc"), {}, [](const auto& e) { return e.first; },
         [](const auto& j) { return j.first; }));
     // Names of environment variables have the same shape: arguments of getenv, setenv and the like, and
-    // LC_...
-    const std::regex literal("(env\\()?\"(?!LC_)([A-Z][A-Z0-9]+(?:_[A-Z0-9]+)+)\"");
+    // LC_...; so has a function that the trace names.
+    const std::regex literal("(env\\()?\"(?!LC_|ZEL_IS_BLADE)([A-Z][A-Z0-9]+(?:_[A-Z0-9]+)+)\"");
     for (const auto& file : std::filesystem::recursive_directory_iterator(ZEL_SOURCE_DIR)) {
         if (!file.is_regular_file()) continue;
         const std::string source = read_file(file.path());

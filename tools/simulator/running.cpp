@@ -63,7 +63,8 @@ Running::~Running() {
 }
 
 void Running::rules(const std::string& text) const {
-    std::ofstream(simulation_.folder + "/rules") << text;
+    static int given = 0;  // the same rules once more begin to count anew, too
+    std::ofstream(simulation_.folder + "/rules") << text << "# " << ++given << '\n';
     kill(process_, SIGCONT);
 }
 

@@ -136,11 +136,11 @@ std::vector<std::uint8_t> record_of(const Sensor& sensor) {
                                      0,
                                      0,  // no events
                                      byte(readable ? sensor.thresholds : 0),
-                                     byte(settable ? sensor.thresholds : 0),
+                                     byte(settable ? sensor.thresholds & ~sensor.not_settable : 0),
                                      byte(sensor.format << 6),
                                      sensor.unit,
                                      0,
-                                     0,
+                                     sensor.linearisation,
                                      byte(sensor.factor),
                                      high_bits(sensor.factor),
                                      byte(sensor.offset),

@@ -31,8 +31,10 @@ struct Sensor {
     int offset = 0;
     int exponent = 0;
     int offset_exponent = 0;
+    std::uint8_t linearisation = 0;  ///< The function, as IPMI numbers them, that the value goes through.
     Access access = Access::settable;
-    std::uint8_t thresholds = kAllThresholds;        ///< Those that the record says can be read and set.
+    std::uint8_t thresholds = kAllThresholds;        ///< Those that the record says can be read,
+    std::uint8_t not_settable = 0;                   ///< and those of them that cannot be set all the same.
     std::uint8_t live_thresholds = kAllThresholds;   ///< Those that the controller then gives.
     std::array<int, 6> codes{5, 0, -5, 70, 80, 90};  ///< LNC, LC, LNR, UNC, UC, UNR.
     int reading = 35;                                ///< As a code.

@@ -1,16 +1,22 @@
 /* SPDX-License-Identifier: GPL-3.0-or-later
  * A module for ipmi_sim. The folder given as its option holds
  *   requests  one line per request: "NETFN/CMD.LUN DATA...", in hexadecimal digits
- *   rules     read anew at each request:
- *               delay MICROSECONDS                wait before each answer
- *               answer NETFN CMD BYTE CC          answer with CC and do nothing when the data begin with BYTE
- *                                                 (0 when there are none)
- *               stop NETFN CMD BYTE               stop the process (SIGSTOP) before the answer
- *               length RECORD SIZE                have a sensor data record say that it is SIZE bytes long
+ *   rules     read anew at each request; what they count begins anew when their text changes:
+ *               delay MICROSECONDS                     wait before each answer
+ *               answer NETFN CMD BYTE CC [COUNT SKIP]  answer with CC and do nothing
+ *               cut NETFN CMD BYTE SIZE [COUNT SKIP]   of the answer only SIZE bytes, completion code
+ * included stop NETFN CMD BYTE                    stop the process (SIGSTOP) before the answer length RECORD
+ * SIZE                     have a sensor data record say that it is SIZE bytes long rival EVERY somebody
+ * reserves the repository before every EVERYth reading of records restamp EVERY COUNT                    the
+ * repository's time stamp changes, COUNT times in all, at every EVERYth reading of records BYTE is what the
+ * request's data begin with (0 when there are none), or * for any. COUNT requests are meant, all without it
+ * or with 0, after the first SKIP ones. Numbers are hexadecimal, but for MICROSECONDS, EVERY, COUNT and SKIP.
  * It also answers boot options and watchdog (zelsim_commands.h) and Chassis Identify.
  */
 #include <signal.h>
+#include <stdbool.h>
 #include <stdio.h>
+#include <stdlib.h>
 #include <string.h>
 #include <unistd.h>
 
@@ -49,54 +55,109 @@ static void log_request(const msg_t* request) {
     fclose(file);
 }
 
-/* The completion code that the rules give, or -1 to let the simulator answer. */
-static int obey_rules(const msg_t* request) {
-    int completion = -1;
-    char line[100];
+enum { STORAGE = 0x0a, REPOSITORY_INFO = 0x20, RESERVE = 0x22, GET_SDR = 0x23, MOST_RULES = 16 };
+
+static struct Rules {
+    char text[1000];
+    unsigned hits[MOST_RULES];
+    unsigned stamps; /* changes of the repository's time stamp */
+} rules;
+
+/* What the rules have in store for one request. */
+struct Orders {
+    int completion; /* -1: let the simulator answer */
+    unsigned size;  /* of the answer, at most */
+    bool rival;
+};
+
+static void read_rules(void) {
+    char text[sizeof rules.text] = "";
     FILE* file = open_beside("rules", "r");
-    if (!file) return -1;
-    while (fgets(line, sizeof line, file)) {
-        unsigned netfn, cmd, first, code, delay;
-        if (sscanf(line, "delay %u", &delay) == 1) usleep(delay);
-        if (sscanf(line, "%*s %x %x %x", &netfn, &cmd, &first) != 3) continue;
-        if (netfn != request->netfn || cmd != request->cmd || first != (request->len ? request->data[0] : 0))
-            continue;
-        if (strncmp(line, "stop", 4) == 0) raise(SIGSTOP);
-        if (sscanf(line, "answer %*x %*x %*x %x", &code) == 1) completion = (int)code;
+    if (file) {
+        text[fread(text, 1, sizeof text - 1, file)] = '\0';
+        fclose(file);
     }
-    fclose(file);
-    return completion;
+    if (strcmp(text, rules.text) == 0) return;
+    memset(rules.hits, 0, sizeof rules.hits);
+    memcpy(rules.text, text, sizeof text);
+}
+
+static bool is(const msg_t* request, unsigned netfn, unsigned cmd) {
+    return request->netfn == netfn && request->cmd == cmd;
+}
+
+/* A rule about a kind of request. */
+static void obey_for_kind(const char* line, const msg_t* request, unsigned* hits, struct Orders* orders) {
+    char verb[8], byte[8];
+    unsigned netfn, cmd, value = 0, count = 0, skip = 0;
+    const int got = sscanf(line, "%7s %x %x %7s %x %u %u", verb, &netfn, &cmd, byte, &value, &count, &skip);
+    if (got < 4 || !is(request, netfn, cmd)) return;
+    if (byte[0] != '*' && strtoul(byte, NULL, 16) != (request->len ? request->data[0] : 0)) return;
+    const unsigned before = (*hits)++;
+    if (before < skip || (count != 0 && before >= skip + count)) return;
+    if (strcmp(verb, "stop") == 0) raise(SIGSTOP);
+    if (strcmp(verb, "answer") == 0) orders->completion = (int)value;
+    if (strcmp(verb, "cut") == 0) orders->size = value;
+}
+
+static struct Orders obey_rules(const msg_t* request) {
+    struct Orders orders = {-1, ~0U, false};
+    read_rules();
+    unsigned* hits = rules.hits;
+    for (const char* line = rules.text; line && hits < rules.hits + MOST_RULES; ++hits) {
+        unsigned number, count;
+        if (sscanf(line, "delay %u", &number) == 1) {
+            usleep(number);
+        } else if (sscanf(line, "rival %u", &number) == 1) {
+            if (is(request, STORAGE, GET_SDR) && ++*hits % number == 0) orders.rival = true;
+        } else if (sscanf(line, "restamp %u %u", &number, &count) == 2) {
+            if (is(request, STORAGE, GET_SDR) && ++*hits % number == 0 && *hits / number <= count)
+                ++rules.stamps;
+        } else {
+            obey_for_kind(line, request, hits, &orders);
+        }
+        line = strchr(line, '\n');
+        if (line) ++line;
+    }
+    return orders;
 }
 
 /* Changes the size in a record's header where the rules say so. */
 static void lie_about_size(const msg_t* request, unsigned char* answer) {
-    char line[100];
-    FILE* file = open_beside("rules", "r");
-    if (!file) return;
-    while (fgets(line, sizeof line, file)) {
+    for (const char* line = strstr(rules.text, "length"); line; line = strstr(line + 1, "length")) {
         unsigned record, size;
-        if (sscanf(line, "length %x %x", &record, &size) == 2 && record == request->data[2]) {
+        if (sscanf(line, "length %x %x", &record, &size) == 2 && record == request->data[2])
             answer[7] = (unsigned char)size;
-        }
     }
-    fclose(file);
 }
 
-static void handle(lmc_data_t* mc, msg_t* request, unsigned char* answer, unsigned int* size, void* data) {
-    log_request(request);
-    const int completion = obey_rules(request);
-    if (completion >= 0) {
-        answer[0] = (unsigned char)completion;
-        *size = 1;
-        return;
-    }
+static void answer_originally(lmc_data_t* mc, msg_t* request, unsigned char* answer, unsigned* size,
+                              void* data) {
     for (unsigned i = 0; i < sizeof families / sizeof families[0]; ++i) {
         if (families[i].netfn == request->netfn)
             families[i].original[request->cmd](mc, request, answer, size, data);
     }
-    const int header =
-        request->netfn == 0x0a && request->cmd == 0x23 && request->len == 6 && !request->data[4];
-    if (header && *size >= 8) lie_about_size(request, answer);
+}
+
+static void handle(lmc_data_t* mc, msg_t* request, unsigned char* answer, unsigned int* size, void* data) {
+    log_request(request);
+    const struct Orders orders = obey_rules(request);
+    if (orders.completion >= 0) {
+        answer_with((enum Completion)orders.completion, answer, size);
+        return;
+    }
+    if (orders.rival) {
+        msg_t reserve = *request;
+        unsigned room = *size;
+        reserve.cmd = RESERVE;
+        reserve.len = 0;
+        answer_originally(mc, &reserve, answer, &room, data);
+    }
+    answer_originally(mc, request, answer, size, data);
+    if (is(request, STORAGE, GET_SDR) && request->len == 6 && !request->data[4] && *size >= 8)
+        lie_about_size(request, answer);
+    if (is(request, STORAGE, REPOSITORY_INFO) && *size >= 10) answer[6] += (unsigned char)rules.stamps;
+    if (*size > orders.size) *size = orders.size;
 }
 
 /* ipmi_sim leaves it to a script; the log of requests tells what was asked. */

@@ -59,6 +59,8 @@ std::string hex(uint64_t number) {
 
 int64_t called(std::string_view name, const std::string& arguments, int64_t otherwise) {
     note("calls", std::string(name) + "(" + arguments + ")");
+    if (const auto seconds = parts(std::string(name) + ".waits"); !seconds.empty())
+        usleep(static_cast<useconds_t>(std::atoi(seconds[0].c_str())) * 1'000'000);
     const auto results = parts(name);
     if (results.empty()) return otherwise;
     const std::lock_guard guard(memory().lock);

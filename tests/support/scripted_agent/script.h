@@ -5,6 +5,7 @@
 //   script   lines NAME=VALUE, a later line replacing an earlier one of the same name:
 //              CheckNTserverReady=-1           a call's result
 //              PutCpuThreshold=1,0,1           successive results, the last one repeated
+//              PutCpuThreshold.waits=9         seconds before the call returns
 //              cpu.settings=10,60,0,1,2        numbers of a record, in field order, the rest 0
 //              reg KEY NAME=dword:0xC0         a registry value (or sz:TEXT); KEY is compared as written
 //   calls    every call with its arguments, in order: PutCpuThreshold(0,{1,90,80,70,60})

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Trace log, environment and what the tool probes before it opens the screen: the service, the kind of
 // server, SMBIOS ("smbios.chassis=17,FE": the code of each chassis) and the hardware's model
-// ("hwid.model=679").
+// ("hwid.model=679"). "no.rights=1": what fails does so for this user only.
 #include <strings.h>
 #include <zel/access_monitor.h>
 #include <zel/smbios.h>
@@ -9,6 +9,7 @@
 #include <zel/win32.h>
 
 #include <array>
+#include <cerrno>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -30,6 +31,13 @@ int fill_hardware_id(HwIdRecord* record, const char* name) {
     const auto model = scripted::parts("hwid.model");
     record->modelNumber = model.empty() ? 1 : std::strtoll(model[0].c_str(), nullptr, 0);
     return call(name, 1);
+}
+
+/// A call that leaves in errno why it failed.
+int call_with_reason(const char* name) {
+    const int result = call(name, 0);
+    errno = scripted::parts("no.rights").empty() ? ENOENT : EACCES;
+    return result;
 }
 
 int32_t smbios_initialise() {
@@ -73,11 +81,11 @@ void TraceLog(int level, const char* module, const char* function, int /*line*/,
 }
 
 int call_zel_is_ft() {
-    return call("call_zel_is_ft", 0);
+    return call_with_reason("call_zel_is_ft");
 }
 
 int CheckNTserverReady() {
-    return call("CheckNTserverReady", 0);
+    return call_with_reason("CheckNTserverReady");
 }
 
 int GetQudHwidFor38(HwIdRecord* record) {
@@ -89,8 +97,9 @@ int GetHWIDFromProc(HwIdRecord* record) {
 }
 
 int GetZelRootPath(char* buffer, int size) {
-    std::snprintf(buffer, static_cast<std::size_t>(size), "%s", agent_directory().c_str());
-    return call("GetZelRootPath", 1, size);
+    const int result = call("GetZelRootPath", 1, size);
+    std::snprintf(buffer, static_cast<std::size_t>(size), "%s", result != 0 ? agent_directory().c_str() : "");
+    return result;
 }
 
 uint32_t ExpandEnvironmentStrings(const char* src, char* dst, uint32_t size) {

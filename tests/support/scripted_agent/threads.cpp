@@ -8,6 +8,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <ctime>
 #include <deque>
 #include <mutex>
 #include <thread>
@@ -116,9 +117,18 @@ HANDLE CreateThread(uint32_t (*proc)(void*), void* parameter) {
     return &turns();
 }
 
-extern "C" ZEL_API unsigned sleep(unsigned seconds) {
-    call("sleep", 0, seconds);
+/// The panel's sleep: "sleep=4,0" interrupts it once. Threads have their turn when it is over.
+extern "C" ZEL_API int clock_nanosleep(clockid_t clock, int flags, const timespec* until,
+                                       timespec* /*left*/) {
+    static timespec last{};
+    timespec now{};
+    clock_gettime(clock, &now);
+    const bool again = until->tv_sec == last.tv_sec && until->tv_nsec == last.tv_nsec;
+    const bool usual = clock == CLOCK_MONOTONIC && flags == TIMER_ABSTIME;
+    const auto ms = (until->tv_sec - now.tv_sec) * 1000 + (until->tv_nsec - now.tv_nsec) / 1'000'000;
+    last = *until;
+    const int result = call("sleep", 0, !usual ? "?" : again ? "on" : std::to_string((ms + 999) / 1000));
     std::unique_lock guard(turns().lock);
-    give_turn(guard);
-    return 0;
+    if (result == 0) give_turn(guard);
+    return result;
 }

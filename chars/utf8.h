@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <string_view>
 
-namespace zel::store {
+namespace zel::chars {
 
 /// What stands at the front of a text.
 struct Utf8Character {
@@ -31,4 +31,4 @@ inline bool is_utf8(std::string_view text) {
     return valid_utf8_prefix(text) == text.size();
 }
 
-}  // namespace zel::store
+}  // namespace zel::chars

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "utf8.h"
 
-namespace zel::store {
+namespace zel::chars {
 namespace {
 
 /// What a first byte says of its character: size, bits that it holds itself, least value of that size.
@@ -50,4 +50,4 @@ std::size_t valid_utf8_prefix(std::string_view text) {
     return valid;
 }
 
-}  // namespace zel::store
+}  // namespace zel::chars

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "boot_mark.h"
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <sys/file.h>
+
+#include <array>
+#include <cstring>
+
+#include "registry_values.h"
+#include "store/paths.h"
+#include "zel/tracelog.h"
+
+namespace zel::access {
+namespace {
+
+constexpr const char* kKey = "SOFTWARE/QUD/ZELAgent/Maintenance";
+constexpr const char* kController = "Controller";
+constexpr const char* kChanging = "Changing";
+constexpr const char* kClearing = "Clearing";
+constexpr std::uint32_t kNothingKept = 256;
+constexpr std::array kEndingSignals{SIGHUP, SIGTERM, SIGINT, SIGQUIT};
+
+}  // namespace
+
+BootMark read_boot_mark(const std::string& controller) {
+    BootMark mark{.controller = controller};
+    if (read_text(kKey, kController, "") != controller) return mark;
+    mark.changing = read_number(kKey, kChanging, within<0, 1>, 0) == 1;
+    const auto clearing = read_number(kKey, kClearing, within<0, kNothingKept>, kNothingKept);
+    if (clearing != kNothingKept) mark.clearing = static_cast<std::uint8_t>(clearing);
+    return mark;
+}
+
+bool write_boot_mark(const BootMark& mark) {
+    using store::registry::Entry;
+    return write_values(
+        kKey, std::array{Entry{kController, mark.controller}, Entry{kChanging, mark.changing ? 1U : 0U},
+                         Entry{kClearing, mark.clearing ? std::uint32_t{*mark.clearing} : kNothingKept}});
+}
+
+store::UniqueFd lock_boot_options(std::chrono::milliseconds longest) {
+    const std::string path = store::state_dir() + "/boot_options.lock";
+    if (store::make_private_dir(store::state_dir())) {
+        auto file = store::open_file(path, O_RDWR | O_CREAT | O_NOFOLLOW, 0600);
+        if (file && store::lock_file(file.get(), LOCK_EX, longest)) return file;
+    }
+    TraceLog(TRACE_LEVEL_RESOURCE, "boot_mark", __func__, __LINE__, "%s: %s.", path.c_str(),
+             std::strerror(errno));
+    return {};
+}
+
+EndHeldBack::EndHeldBack() {
+    sigemptyset(&ending_);
+    for (const int signal : kEndingSignals)
+        sigaddset(&ending_, signal);
+    pthread_sigmask(SIG_BLOCK, &ending_, &before_);
+}
+
+EndHeldBack::~EndHeldBack() {
+    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+}
+
+bool EndHeldBack::wanted() const {
+    sigset_t waiting;
+    sigpending(&waiting);
+    for (const int signal : kEndingSignals) {
+        if (sigismember(&waiting, signal) == 1 && sigismember(&before_, signal) == 0) return true;
+    }
+    return false;
+}
+
+}  // namespace zel::access

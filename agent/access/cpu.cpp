@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // CPU load: settings in the registry, the CPU count from the system.
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
-#include <limits>
+#include <atomic>
 #include <string>
 
+#include "cpu_count.h"
 #include "cpu_settings.h"
 #include "registry_values.h"
 #include "service_client.h"
@@ -26,14 +25,17 @@ constexpr int kDefaultCycle = 60;
 constexpr int kLongestInterval = 3600;
 constexpr int kLongestCycle = 365 * 24 * 3600;
 
-/// Processors that the machine is configured with, also those switched off at present.
-int count_cpus() {
-    const long count = ::sysconf(_SC_NPROCESSORS_CONF);
-    return static_cast<int>(std::clamp(count, 1L, long{std::numeric_limits<int>::max() - 1}));
+/// The CPUs as they were last counted, 0 before the first time: hundreds of rows are not worth as many
+/// counts.
+std::atomic<int> counted_cpus = 0;
+
+int count_anew() {
+    return counted_cpus = access::count_cpus();
 }
 
 bool row_exists(int row) {
-    return row >= 0 && row <= count_cpus();
+    const int known = counted_cpus;
+    return row >= 0 && row <= (known > 0 ? known : count_anew());
 }
 
 std::string row_key(int row) {
@@ -60,16 +62,35 @@ CpuCycleRecord read_cycle() {
             read_number(kKey, access::kCpuCycle, 1, kLongestCycle, kDefaultCycle)};
 }
 
-CpuThresholdRow read_row(int row) {
+/// What a row starts from.
+CpuThresholdRow default_row(int row) {
     CpuThresholdRow result{};
-    const std::string key = row_key(row);
-    for (const auto& value : access::kCpuRowValues) {
-        // The whole machine is watched until somebody says otherwise; single CPUs are not.
-        const bool watched_anyway = row == 0 && value.field == &CpuThresholdRow::enable;
-        result.*value.field =
-            read_number(key, value.name, 0, value.greatest, watched_anyway ? 1 : value.fallback);
-    }
+    for (const auto& value : access::kCpuRowValues)
+        result.*value.field = value.fallback;
+    // The whole machine is watched until somebody says otherwise; single CPUs are not.
+    if (row == 0) result.enable = 1;
     return result;
+}
+
+CpuThresholdRow read_row(int row) {
+    CpuThresholdRow result = default_row(row);
+    const std::string key = row_key(row);
+    for (const auto& value : access::kCpuRowValues)
+        result.*value.field = read_number(key, value.name, 0, value.greatest, result.*value.field);
+    return result;
+}
+
+/// True when the row reads as `values` without writing anything. What is damaged reads as its default, but is
+/// to be mended.
+bool stands_already(int row, const CpuThresholdRow& values) {
+    if (registry::check() != zel::store::Status::ok) return false;
+    const CpuThresholdRow defaults = default_row(row);
+    return std::ranges::all_of(access::kCpuRowValues, [&, key = row_key(row)](const auto& value) {
+        const auto stored = registry::get(key, value.name);
+        if (!stored) return values.*value.field == defaults.*value.field;
+        const auto* number = std::get_if<std::uint32_t>(&*stored);
+        return number && *number == static_cast<std::uint32_t>(values.*value.field);
+    });
 }
 
 /// Writes the values of one key and has the service take them up.
@@ -89,7 +110,7 @@ extern "C" int GetCpuDataFromRegistry(CpuSettingsRecord* settings) try {
                  .cycleSeconds = cycle.cycleSeconds,
                  .initialRow = 0,
                  .totalEnable = total.enable,
-                 .cpuCount = count_cpus(),
+                 .cpuCount = count_anew(),
                  .totalFatalReport = total.fatalReport,
                  .totalFatalReset = total.fatalReset,
                  .totalWarningReport = total.warningReport,
@@ -121,6 +142,8 @@ extern "C" int TestInputCpuParameter(const CpuThresholdRow* row) {
 
 extern "C" int PutCpuThreshold(int row, const CpuThresholdRow* values) try {
     if (!values || !row_exists(row)) return 0;
+    // With hundreds of CPUs, most rows of a table that is saved are as they were.
+    if (stands_already(row, *values)) return 1;
     std::vector<registry::Entry> entries;
     entries.reserve(access::kCpuRowValues.size());
     for (const auto& value : access::kCpuRowValues) {

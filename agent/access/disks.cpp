@@ -10,7 +10,9 @@
 #include <climits>
 #include <cstdint>
 #include <cstring>
+#include <set>
 #include <string_view>
+#include <utility>
 
 #include "agent_config.h"
 #include "store/file_io.h"
@@ -21,27 +23,70 @@
 namespace zel::access {
 namespace {
 
-/// The number that one of the kernel's attribute files holds, 0 without such a file.
-std::int64_t attribute(const std::string& path) {
-    constexpr std::size_t kLongest = 64;
+/// What one of the kernel's attribute files says, without its line's end; empty without such a file.
+std::string attribute(const std::string& path) {
+    constexpr std::size_t kLongest = 512;
     const auto file = store::open_file(path, O_RDONLY | O_NONBLOCK);
     std::string text;
-    if (!file || !store::read_at_most(file.get(), kLongest, text)) return 0;
-    return store::parse_int(text.substr(0, text.find('\n'))).value_or(0);
+    if (!file || !store::read_at_most(file.get(), kLongest, text, kLongest)) return {};
+    return text.substr(0, text.find('\n'));
 }
 
-/// Loop, memory and mapped devices. The joint device of an NVMe disk with several paths stands among the
-/// virtual ones too, but is a disk.
-bool is_virtual(const std::string& device) {
+/// A block device: its name, and where the kernel keeps its attributes.
+struct Device {
+    std::string name;
+    std::string folder;  ///< As the kernel lists it.
+    std::string place;   ///< Where that leads among the buses, "../devices/pci.../block/sda".
+    std::string size;    ///< In sectors, once it was asked for.
+};
+
+Device device_of(const std::string& block, std::string name) {
+    std::string folder = block + '/' + name;
     std::array<char, PATH_MAX> target{};
-    const ssize_t size = ::readlink(device.c_str(), target.data(), target.size());
-    const std::string_view path(target.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
-    return path.find("/virtual/") != std::string_view::npos &&
-           path.find("/virtual/nvme-subsystem/") == std::string_view::npos;
+    const ssize_t size = ::readlink(folder.c_str(), target.data(), target.size());
+    return {.name = std::move(name),
+            .folder = std::move(folder),
+            .place = std::string(target.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0))),
+            .size = {}};
 }
 
-bool is_disk(const std::string& device) {
-    return !is_virtual(device) && attribute(device + "/size") > 0 && attribute(device + "/hidden") == 0;
+/// Loop, memory and mapped devices. Disks behind a network of storage, and the joint device of an NVMe disk
+/// with several paths, stand among the virtual ones too.
+bool is_virtual(const Device& device) {
+    const auto lies_in = [&](std::string_view part) { return device.place.find(part) != std::string::npos; };
+    return lies_in("/virtual/") && !lies_in("/virtual/nvme-subsystem/") && !lies_in("/virtual/nvme-fabrics/");
+}
+
+bool is_number(std::string_view text) {
+    return !text.empty() && text.find_first_not_of("0123456789") == std::string_view::npos;
+}
+
+/// Floppies, optical drives and the parts of an eMMC beside its main one, by the names that the kernel gives
+/// them. The size of an empty drive says nothing.
+bool is_other_kind(std::string_view name) {
+    constexpr std::string_view kCard = "mmcblk";
+    if (name.starts_with(kCard)) return !is_number(name.substr(kCard.size()));
+    return (name.starts_with("fd") || name.starts_with("sr")) && is_number(name.substr(2));
+}
+
+/// Has a medium, and is no single path of a device that stands for all of them. Takes down the size.
+bool is_usable(Device& device) {
+    device.size = attribute(device.folder + "/size");
+    return store::parse_int(device.size).value_or(0) > 0 && attribute(device.folder + "/hidden") != "1";
+}
+
+bool is_disk(Device& device) {
+    return !is_other_kind(device.name) && !is_virtual(device) && is_usable(device);
+}
+
+/// What all paths to one disk have in common, its world-wide identity and size; empty for a disk that has no
+/// identity, or one of zeros alone.
+std::string identity_of(const Device& device) {
+    const bool nvme = device.name.starts_with("nvme");
+    const std::string name = attribute(device.folder + (nvme ? "/wwid" : "/device/wwid"));
+    const std::string_view number = std::string_view(name).substr(name.find('.') + 1);
+    if (number.find_first_not_of("0- ") == std::string_view::npos) return {};
+    return name + ' ' + device.size;
 }
 
 bool fits(const std::string& name) {
@@ -51,29 +96,43 @@ bool fits(const std::string& name) {
     return false;
 }
 
+/// Drops all paths to a disk but its first.
+void drop_further_paths(std::vector<Device>& disks) {
+    std::set<std::string> known;
+    std::erase_if(disks, [&](const Device& disk) {
+        std::string identity = identity_of(disk);
+        return !identity.empty() && !known.insert(std::move(identity)).second;
+    });
+}
+
 }  // namespace
 
 std::optional<std::vector<std::string>> list_disks() {
     const std::string folder = configured("monitor", "sys_block", "/sys/block");
-    auto found = store::names_in(folder);
+    const auto found = store::names_in(folder);
     if (!found) {
         TraceLog(TRACE_LEVEL_RESOURCE, "disks", __func__, __LINE__, "%s cannot be read: %s.", folder.c_str(),
                  std::strerror(errno));
         return std::nullopt;
     }
-    std::vector<std::string> names;
-    const std::string prefix = folder + '/';
-    for (std::string& name : *found) {
-        if (is_disk(prefix + name) && fits(name)) names.push_back(std::move(name));
+    std::vector<Device> disks;
+    for (const std::string& name : *found) {
+        Device device = device_of(folder, name);
+        if (is_disk(device) && fits(name)) disks.push_back(std::move(device));
     }
-    std::ranges::sort(names, [](const std::string& a, const std::string& b) {
-        return ::strverscmp(a.c_str(), b.c_str()) < 0;
+    std::ranges::sort(disks, [](const Device& a, const Device& b) {
+        return ::strverscmp(a.name.c_str(), b.name.c_str()) < 0;
     });
-    if (names.size() > STORAGE_DEVICES_MAX) {
+    drop_further_paths(disks);
+    if (disks.size() > STORAGE_DEVICES_MAX) {
         TraceLog(TRACE_LEVEL_ERROR, "disks", __func__, __LINE__,
-                 "%zu devices, only the first %d are watched.", names.size(), STORAGE_DEVICES_MAX);
-        names.resize(STORAGE_DEVICES_MAX);
+                 "%zu devices, only the first %d are watched.", disks.size(), STORAGE_DEVICES_MAX);
+        disks.resize(STORAGE_DEVICES_MAX);
     }
+    std::vector<std::string> names;
+    names.reserve(disks.size());
+    for (Device& disk : disks)
+        names.push_back(std::move(disk.name));
     return names;
 }
 

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "filesystem_settings.h"
+#include "mount_probe.h"
 #include "mounts.h"
 #include "reset_service.h"
 #include "zel/access_monitor.h"
@@ -79,44 +80,60 @@ bool is_interval(int cycle) {
     return cycle >= 1 && cycle <= access::kLongestInterval;
 }
 
-/// Tells sizes of what is mounted here.
-class Sizes {
-  public:
-    explicit Sizes(const std::vector<access::Mount>& mounts) {
-        for (const auto& mount : mounts) {
-            if (mount.local) local_.insert(mount.path);
-        }
-    }
-    access::FsSize operator()(const std::string& path) const {
-        return local_.contains(path) ? access::hundredth_of_capacity(path) : std::nullopt;
-    }
-
-  private:
-    std::set<std::string> local_;
-};
-
 using Listed = std::vector<std::pair<std::string, FsSettings>>;
+
+/// Of `mounts` those that can be listed: they answer, and unless somebody saved their path have a capacity.
+std::vector<access::Mount> ask_candidates(std::vector<access::Mount> mounts,
+                                          const access::SavedPaths& saved) {
+    std::erase_if(mounts, [&](const auto& mount) { return !access::is_candidate(mount, saved); });
+    std::vector<access::Mount> answered = access::ask_mounts(mounts);
+    std::erase_if(answered,
+                  [&](const auto& mount) { return !mount.hundredth && !saved.contains(mount.path); });
+    return answered;
+}
+
+access::FsSizes sizes_of(const std::vector<access::Mount>& mounts) {
+    access::FsSizes sizes;
+    for (const auto& mount : mounts)
+        sizes.insert_or_assign(mount.path, mount.hundredth);
+    return sizes;
+}
 
 /// Mounted file systems with their thresholds and the interval; nothing when they cannot be told.
 std::optional<Listed> list_filesystems(int& interval) {
     const auto mounts = access::read_mounts();
     if (!mounts) return std::nullopt;
-    const Sizes size_of(*mounts);
+    std::vector<access::Mount> chosen;
+    const auto ask = [&](const access::SavedPaths& saved) {
+        const auto answered = ask_candidates(*mounts, saved);
+        chosen = access::choose_mounts(answered, saved);
+        return sizes_of(answered);
+    };
     access::FilesystemSettings settings;
-    if (access::read_filesystems(settings, size_of) == zel::store::Status::failed) return std::nullopt;
-    const auto& saved = settings.filesystems;
+    if (access::read_filesystems(settings, ask) == zel::store::Status::failed) return std::nullopt;
 
     Listed listed;
-    for (const auto& mount :
-         access::choose_mounts(*mounts, [&](const auto& path) { return saved.contains(path); })) {
-        const access::FsSize size = size_of(mount.path);
-        if (mount.local && !size) continue;  // its readers would fail on it as well
-        const auto known = saved.find(mount.path);
-        listed.emplace_back(mount.path,
-                            known != saved.end() ? known->second : access::filesystem_defaults(size));
+    for (const auto& mount : chosen) {
+        const auto known = settings.filesystems.find(mount.path);
+        listed.emplace_back(mount.path, known != settings.filesystems.end()
+                                            ? known->second
+                                            : access::filesystem_defaults(mount.hundredth));
     }
     interval = settings.interval;
     return listed;
+}
+
+/// Sizes of those file systems of a list whose free spaces have them for a limit.
+access::FsSizes sizes_for(const FsThresholdRecord* head) {
+    std::set<std::string> wanted;
+    for (; head; head = head->next) {
+        const auto path = head->mode == FS_MODE_SPACE ? path_of(*head) : std::nullopt;
+        if (path) wanted.insert(*path);
+    }
+    auto mounts = wanted.empty() ? std::nullopt : access::read_mounts();
+    if (!mounts) return {};
+    std::erase_if(*mounts, [&](const auto& mount) { return !wanted.contains(mount.path); });
+    return sizes_of(access::ask_mounts(*mounts));
 }
 
 /// Wherever something is mounted now.
@@ -186,14 +203,13 @@ extern "C" int File_ReadThresholdFromFile(FsThresholdRecord* head, int* cycle) t
 
 extern "C" int TestInputFilesysParameter(FsThresholdRecord* head, int cycle) try {
     if (!head || !is_finite(head)) return FS_TEST_FAILED;
-    const auto mounts = access::read_mounts();
-    const Sizes size_of(mounts.value_or(std::vector<access::Mount>{}));
+    const access::FsSizes sizes = sizes_for(head);
     int bits = is_interval(cycle) ? 0 : FS_TEST_INTERVAL;
     for (const FsThresholdRecord* record = head; record; record = record->next) {
         const auto path = path_of(*record);
         if (!path) return FS_TEST_FAILED;
-        bits |= access::judge(from_record(*record),
-                              record->mode == FS_MODE_SPACE ? size_of(*path) : std::nullopt);
+        const auto size = sizes.find(*path);
+        bits |= access::judge(from_record(*record), size != sizes.end() ? size->second : access::FsSize());
     }
     return bits;
 } catch (...) {

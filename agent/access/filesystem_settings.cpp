@@ -82,6 +82,17 @@ bool put_one(KeyFile& file, const std::string& group, const FsSettings& settings
     return fits;
 }
 
+/// A mode that makes no sense is somebody's slip of the pen: it may have been meant to watch.
+bool is_watched(const KeyFile& file, const std::string& group) {
+    return file.get(group, kModeKey).value_or(fs_mode_name(FS_MODE_OFF)) != fs_mode_name(FS_MODE_OFF);
+}
+
+/// Drops what is neither watched nor found: containers and removable media come under new paths every day.
+void remove_forgotten(KeyFile& file, const std::set<std::string>& found) {
+    for (const auto& [name, group] : groups_by_name(file, kNaming))
+        if (!found.contains(name) && !is_watched(file, group)) file.remove_group(group);
+}
+
 }  // namespace
 
 FsSettings filesystem_defaults(const FsSize& size) {
@@ -104,14 +115,21 @@ int judge(const FsSettings& settings, const FsSize& size) {
     }
 }
 
-store::Status read_filesystems(FilesystemSettings& settings, const FsSizeOf& size_of) {
+store::Status read_filesystems(FilesystemSettings& settings,
+                               const std::function<FsSizes(const SavedPaths&)>& sizes_of) {
     KeyFile file;
     const store::Status status = load_thresholds(path(), file);
     if (status == store::Status::failed) return status;
+    const auto groups = groups_by_name(file, kNaming);
+    SavedPaths saved;
+    for (const auto& [name, group] : groups)
+        saved.emplace_hint(saved.end(), name, is_watched(file, group));
+    const FsSizes sizes = sizes_of(saved);
     ThresholdReader reader(file, path());
     settings = {.interval = reader.interval(), .filesystems = {}};
-    for (const auto& [name, group] : groups_by_name(file, kNaming)) {
-        settings.filesystems[name] = read_one(reader, group, size_of(name));
+    for (const auto& [name, group] : groups) {
+        const auto size = sizes.find(name);
+        settings.filesystems[name] = read_one(reader, group, size != sizes.end() ? size->second : FsSize());
     }
     return status;
 }
@@ -121,8 +139,10 @@ bool save_filesystems(const FilesystemSettings& settings, const FoundNames& foun
         const auto groups = groups_by_name(file, kNaming);
         bool fits = file.set_int(kGeneralGroup, kIntervalKey, settings.interval);
         for (const auto& [name, one] : settings.filesystems) {
+            if (one.mode == FS_MODE_OFF && !groups.contains(name)) continue;
             fits = fits && put_one(file, group_of(groups, kNaming, name), one);
         }
+        if (found) remove_forgotten(file, *found);
         return fits && mark_present(file, kNaming, found);
     });
 }

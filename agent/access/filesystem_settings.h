@@ -19,6 +19,7 @@
 #include <string>
 #include <string_view>
 
+#include "mounts.h"
 #include "threshold_file.h"
 #include "zel/access_monitor.h"
 
@@ -52,7 +53,7 @@ struct FilesystemSettings {
 
 /// One hundredth of a file system's capacity in MiB, nothing when that is not known.
 using FsSize = std::optional<std::uint64_t>;
-using FsSizeOf = std::function<FsSize(const std::string& path)>;
+using FsSizes = std::map<std::string, FsSize>;  ///< By path; a missing one is not known.
 
 /// What a file system of this size starts from; its free spaces are 0 when the size is not known.
 FsSettings filesystem_defaults(const FsSize& size);
@@ -65,11 +66,13 @@ int judge(const FsSettings& settings, const FsSize& size);
 /// Reads the file. A damaged value reads as its default, and so do all thresholds of a file system when those
 /// that it is watched by are not valid. Nothing is saved in a missing file or one that does not parse;
 /// `settings` is untouched when the file cannot be read (`failed`).
-/// @param size_of  Asked for each file system of the file.
-store::Status read_filesystems(FilesystemSettings& settings, const FsSizeOf& size_of);
+/// @param sizes_of  Asked once, about the file systems of the file.
+store::Status read_filesystems(FilesystemSettings& settings,
+                               const std::function<FsSizes(const SavedPaths&)>& sizes_of);
 
-/// Writes interval and file systems in one replacement; file systems of the file that `settings` does not
-/// name keep their thresholds. False when that failed; the file then stands as it was.
+/// Writes interval and file systems in one replacement. A file system that is neither watched nor in the file
+/// is not added; those of the file that `settings` does not name keep their thresholds. What then is neither
+/// watched nor found goes. False when that failed; the file then stands as it was.
 bool save_filesystems(const FilesystemSettings& settings, const FoundNames& found);
 
 }  // namespace zel::access

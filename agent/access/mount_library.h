@@ -11,7 +11,8 @@ namespace zel::access {
 #define ZEL_MOUNT_ENTRY_POINTS(X)                                                                  \
     X(mnt_new_table_from_file) X(mnt_unref_table) X(mnt_new_iter) X(mnt_free_iter)                 \
     X(mnt_table_next_fs) X(mnt_fs_get_fstype) X(mnt_fs_get_devno) X(mnt_fs_get_root)               \
-    X(mnt_fs_get_target) X(mnt_fs_is_pseudofs) X(mnt_fs_is_netfs) X(mnt_fs_is_swaparea)
+    X(mnt_fs_get_id) X(mnt_fs_get_parent_id) X(mnt_fs_get_target) X(mnt_fs_is_pseudofs)            \
+    X(mnt_fs_is_netfs) X(mnt_fs_is_swaparea)
 // clang-format on
 
 #define ZEL_TABLE_MEMBER(name) decltype(&::name) name = nullptr;  // NOLINT(bugprone-macro-parentheses)

@@ -4,7 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <functional>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -17,24 +17,28 @@ inline constexpr std::size_t kLongestMountPath = 4095;
 struct Mount {
     std::string path;
     std::uint64_t device = 0;  ///< The kernel's number of the file system.
-    /// It lies on this machine's own storage and can fill up. Others (network, made up by the kernel,
-    /// read-only images) are never asked anything: a dead server would not answer.
+    /// It is the root, or lies on this machine's own storage and can fill up. Others (network, made up by the
+    /// kernel, read-only images) are listed only where an administrator saved their path.
     bool local = false;
-    bool whole = false;  ///< Mounted from its own root, not a folder of it.
+    /// Mounted from its own root, not a folder of it; or part of a pool, whose mounts are all alike.
+    bool whole = false;
+    /// One hundredth of the capacity in MiB, rounded down; nothing when it has none or was not asked.
+    std::optional<std::uint64_t> hundredth = {};
 };
 
 /// All that is mounted (agent.conf, [monitor] mountinfo: where else the kernel tells it) and can be seen, in
-/// the order of mounting; swap and longer paths left out. Nothing, told in the trace log, when the system's
-/// list cannot be read.
+/// the order of mounting; swap and longer paths left out. None of them is asked anything. Nothing, told in
+/// the trace log, when the system's list cannot be read.
 std::optional<std::vector<Mount>> read_mounts();
 
-/// Of `mounts` those to be watched: the local ones, and others only when they are `saved`. Each file system
-/// once, under a saved path before others. The root comes first, then by path.
-std::vector<Mount> choose_mounts(const std::vector<Mount>& mounts,
-                                 const std::function<bool(const std::string&)>& saved);
+/// Paths that are saved in the settings; true for those that are watched.
+using SavedPaths = std::map<std::string, bool>;
 
-/// One hundredth of a local file system's capacity in MiB, rounded down. Nothing when it has none or cannot
-/// be asked.
-std::optional<std::uint64_t> hundredth_of_capacity(const std::string& path);
+/// True for a mount that may be listed.
+bool is_candidate(const Mount& mount, const SavedPaths& saved);
+
+/// Of the candidates among `mounts` those to be listed, the root first, then by path: each file system once,
+/// under "/" before a saved path before the shortest one; and whatever else is watched.
+std::vector<Mount> choose_mounts(const std::vector<Mount>& mounts, const SavedPaths& saved);
 
 }  // namespace zel::access

@@ -8,8 +8,8 @@ namespace {
 
 std::optional<access::FilesystemSettings> read_filesystems() {
     access::FilesystemSettings settings;
-    const auto size_unknown = [](const std::string&) { return access::FsSize(); };
-    const bool readable = access::is_readable(access::read_filesystems(settings, size_unknown));
+    const auto sizes_unknown = [](const access::SavedPaths&) { return access::FsSizes(); };
+    const bool readable = access::is_readable(access::read_filesystems(settings, sizes_unknown));
     return readable ? std::optional(std::move(settings)) : std::nullopt;
 }
 

@@ -147,6 +147,17 @@ class Group {
         index_.clear();
     }
 
+    /// Leaves nothing but the comments below the last key, which tell of the next group.
+    void clear() {
+        const auto last = std::ranges::find_if(lines_.rbegin(), lines_.rend(),
+                                               [](const Line& old) { return !old.key.empty(); });
+        lines_.erase(lines_.begin(), last == lines_.rend() ? lines_.begin() + 1 : last.base());
+        const bool blank = std::ranges::all_of(lines_, [](const Line& line) { return line.text.empty(); });
+        if (blank) lines_.clear();
+        name_ = {};
+        index_.clear();
+    }
+
   private:
     // Most groups have a handful of keys; an index for each would cost more than it saves.
     static constexpr std::size_t kSearched = 32;
@@ -303,6 +314,13 @@ bool KeyFile::add_group(const std::string& group) {
     if (!is_name(group)) return false;
     if (impl_->find(group) == nullptr) impl_->create(group);
     return true;
+}
+
+void KeyFile::remove_group(const std::string& group) {
+    Group* const found = impl_->find(group);
+    if (found == nullptr) return;
+    impl_->index.erase(group);
+    found->clear();
 }
 
 std::string too_large(std::string_view text) {

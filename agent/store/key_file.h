@@ -60,6 +60,8 @@ class KeyFile {
     bool set_int(const std::string& group, const std::string& key, std::int64_t value);
     /// Makes sure that the group exists, if without values. False when that cannot be its name.
     bool add_group(const std::string& group);
+    /// Removes a group, if it exists, with its values; comments below its last value stay.
+    void remove_group(const std::string& group);
 
   private:
     struct Impl;

@@ -55,7 +55,7 @@ typedef struct CpuSettingsRecord {
     int32_t cycleSeconds;        ///< Span over which load is taken: 60, 300, 1800, 3600, 86400 or 604800 s.
     int32_t initialRow;          ///< Row to show first.
     int32_t totalEnable;         ///< Non-zero: the whole machine's load is watched.
-    int32_t cpuCount;            ///< CPUs, the whole machine not counted.
+    int32_t cpuCount;            ///< CPUs that are plugged in, the whole machine not counted.
     int32_t totalFatalReport;    ///< Thresholds of the whole machine, percent.
     int32_t totalFatalReset;     ///< See totalFatalReport.
     int32_t totalWarningReport;  ///< See totalFatalReport.
@@ -103,7 +103,7 @@ ZEL_API int GetCpuThreshold(int row, CpuThresholdRow* out);
 /// @return 0 when valid, else CPU_TEST_ bits; several may be set. A bit of another value means invalid too.
 ZEL_API int TestInputCpuParameter(const CpuThresholdRow* row);
 
-/// Saves the thresholds of one row.
+/// Saves the thresholds of one row. A row that reads so already is left as it is.
 /// @return Non-zero when written, 0 on failure.
 ZEL_API int PutCpuThreshold(int row, const CpuThresholdRow* values);
 
@@ -223,8 +223,8 @@ static_assert(offsetof(FsSizeNode, next) == 4104, "FsSizeNode.next");
 /// Failure of ResetFilesysService; any other result is success.
 #define FS_WRITE_FAILED (-2)
 
-/// Reads the settings of all file systems that are mounted; others keep theirs in the file. The root comes
-/// first, then by path. Having none at all is a failure.
+/// Reads the settings of all file systems that are mounted and answer within two seconds in all; others keep
+/// theirs in the file. The root comes first, then by path. Having none at all is a failure.
 /// @param head   The first record, allocated and cleared by the caller; the further ones are allocated here
 ///               and hang on it. On failure none hangs on it.
 /// @param cycle  Receives the seconds between two samples, 1 to 3600.
@@ -232,13 +232,14 @@ static_assert(offsetof(FsSizeNode, next) == 4104, "FsSizeNode.next");
 ZEL_API int File_ReadThresholdFromFile(FsThresholdRecord* head, int* cycle);
 
 /// Judges interval and thresholds. A file system that is not watched is not judged, the others in the form
-/// that their mode names. Free spaces of a file system that cannot be asked for its size (on a network) have
-/// no upper limit.
+/// that their mode names. Free spaces of a file system that does not tell its size have no upper limit.
 /// @param cycle  Seconds.
 /// @return 0 when all is valid, else FS_TEST_ bits; FS_TEST_FAILED also for a list that does not end.
 ZEL_API int TestInputFilesysParameter(FsThresholdRecord* head, int cycle);
 
-/// Saves interval and settings, if they are valid but for the size, and has the service take them up.
+/// Saves interval and settings, if they are valid but for the size, and has the service take them up. What is
+/// not watched and was not saved before is not saved now, and what is neither watched nor mounted is
+/// forgotten.
 /// @param cycle  Seconds, 1 to 3600.
 /// @return FS_WRITE_FAILED, else written; -1 when the service did not take them up (it will when it starts).
 ZEL_API int ResetFilesysService(FsThresholdRecord* head, int cycle);

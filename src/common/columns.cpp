@@ -135,9 +135,13 @@ std::string printable(std::string_view text) {
 }
 
 std::string shorten(std::string_view text, int columns) {
-    if (columns_of(text) <= columns) return printable(text);
-    while (columns_of(text) > columns - 3)
-        text.remove_prefix(next_character(text).bytes);
+    int left = columns_of(text);
+    if (left <= columns) return printable(text);
+    while (left > columns - 3) {
+        const Character character = next_character(text);
+        left -= character.columns < 0 ? 1 : character.columns;
+        text.remove_prefix(character.bytes);
+    }
     return "..." + printable(text);
 }
 

@@ -17,8 +17,11 @@
 #include "../common/readstrfile.h"
 #include "../common/trace.h"
 #include "../common/widgets.h"
+#include "cpu_rows.h"
 
 namespace zel {
+
+using namespace cpu;
 
 namespace {
 
@@ -42,16 +45,9 @@ constexpr std::array<CycleChoice, 6> kCycleChoices = {{{"CPU_CPUCYCLE1_ID", 60},
                                                        {"CPU_CPUCYCLE5_ID", 86400},
                                                        {"CPU_CPUCYCLE6_ID", 604800}}};
 
-/// TOTAL and CPU 1 to 9: what the panel can hold.
-constexpr std::size_t kRows = 10;
-
-std::array<CpuThresholdRow, kRows> keepdata;
-/// The row whose values the entries show.
-std::int32_t current = 0;
 /// [0] sampling list, [1] cycle list, [2..5] the threshold entries.
 newtComponent* keepentry = nullptr;
 newtComponent CpuCheck = nullptr;
-std::int32_t TotalCpuCount = 0;
 
 /// Which entry holds which threshold; the order of the entries is not that of the record.
 struct EntryField {
@@ -72,51 +68,8 @@ struct InvalidBit {
 constexpr std::array<InvalidBit, 3> kInvalidBits = {
     {{0x1, "CPUERR_FATALBIG_ID"}, {0x10, "CPUERR_WARNSMALL_ID"}, {0x100, "CPUERR_ORDER_ID"}}};
 
-CpuThresholdRow& row_at(std::int32_t row) {
-    return keepdata[static_cast<std::size_t>(row)];
-}
-
-bool row_exists(std::intptr_t row) {
-    return row >= 0 && row <= TotalCpuCount;
-}
-
-CpuThresholdRow total_of(const CpuSettingsRecord& settings) {
-    return {.enable = settings.totalEnable != 0 ? 1 : 0,
-            .fatalReport = settings.totalFatalReport,
-            .fatalReset = settings.totalFatalReset,
-            .warningReport = settings.totalWarningReport,
-            .warningReset = settings.totalWarningReset};
-}
-
 void message(const char* identifier) {
     show_message("TITTLE_CPU_ID", text(identifier));
-}
-
-// ---- reading the settings
-
-/// The CPUs that the panel can show, of those that the agent counts.
-std::int32_t shown_cpu_count(std::int32_t count) {
-    constexpr std::int32_t most = kRows - 1;
-    if (count > most)
-        ZEL_TRACE_AS("CpuPanel", TRACE_LEVEL_ERROR, "%d CPUs, only the first %d are shown.", count, most);
-    return std::clamp(count, 0, most);
-}
-
-bool read_settings(CpuSettingsRecord& settings) {
-    settings = {};
-    keepdata = {};
-    if (GetCpuDataFromRegistry(&settings) == 1) {
-        show_error(text("HWERR_OPEN_ID"));
-        ZEL_TRACE_AS("CpuPanel", TRACE_LEVEL_ERROR, "<GetCpuDataFromRegistry() failed.");
-        return false;
-    }
-    TotalCpuCount = shown_cpu_count(settings.cpuCount);
-    if (TotalCpuCount > 0) {
-        for (std::int32_t row = 0; row <= TotalCpuCount; ++row)
-            GetCpuThreshold(row, &row_at(row));
-    }
-    current = row_exists(settings.initialRow) ? settings.initialRow : 0;
-    return true;
 }
 
 // ---- layout
@@ -359,7 +312,11 @@ void CpuPanel() {
     ZEL_TRACE(TRACE_LEVEL_TRACE, ">");
     const CycleTexts cycle_texts = read_cycle_texts();
     CpuSettingsRecord settings;
-    if (!read_settings(settings)) return;
+    if (!read_settings(settings)) {
+        show_error(text("HWERR_OPEN_ID"));
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "<GetCpuDataFromRegistry() failed.");
+        return;
+    }
     {
         Widgets widgets;
         Dialog dialog;

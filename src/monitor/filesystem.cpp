@@ -1,11 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "filesystem.h"
 
-#include <sys/vfs.h>
-
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <string>
@@ -16,6 +13,7 @@
 #include "../common/readstrfile.h"
 #include "../common/trace.h"
 #include "../common/widgets.h"
+#include "filesystem_lists.h"
 #include "filesystem_thresholds.h"
 
 namespace zel {
@@ -33,40 +31,10 @@ constexpr std::size_t kIntervalEntry = 0;
 
 // ---- state that the callbacks share
 
-FsThresholdRecord* FSdata = nullptr;     // as edited
-FsThresholdRecord* PreFSdata = nullptr;  // as read
-FsSizeNode* FSsize = nullptr;            // beside FSdata, record by record
-std::int32_t FScycle = 0;
-std::int32_t PreFScycle = 0;
 FsThresholdRecord* keepdata = nullptr;  // what is shown
 FsSizeNode* keepsize = nullptr;
 std::int32_t last_radio = 0;  // the mode that the entries show
 newtComponent list = nullptr;
-
-/// The lists live as long as the panel.
-struct Lists {
-    Lists() { FScycle = PreFScycle = 0; }
-    ~Lists() {
-        FreeMemofStruct(&FSdata);
-        FreeMemofStruct(&PreFSdata);
-        FreeMemofFSsize(&FSsize);
-    }
-    Lists(const Lists&) = delete;
-    Lists& operator=(const Lists&) = delete;
-};
-
-/// A cleared record for a list that is freed with the C library; null when memory is short.
-template <class Record>
-Record* allocate() {
-    return static_cast<Record*>(std::calloc(1, sizeof(Record)));
-}
-
-template <class Record>
-Record* record_at(Record* head, std::intptr_t row) {
-    for (; row > 0 && head->next != nullptr; --row)
-        head = head->next;
-    return head;
-}
 
 void message(const std::string& message_text) {
     show_message("TITTLE_FILESYS_ID", message_text);
@@ -81,59 +49,6 @@ Form form_of(std::int32_t mode) {
     if (mode == FS_MODE_PERCENT) return &ThresholdPair::percent;
     if (mode == FS_MODE_SPACE) return &ThresholdPair::space;
     return nullptr;
-}
-
-// ---- reading the settings
-
-bool allocate_heads() {
-    FSdata = allocate<FsThresholdRecord>();
-    PreFSdata = allocate<FsThresholdRecord>();
-    FSsize = allocate<FsSizeNode>();
-    if (FSdata != nullptr && PreFSdata != nullptr && FSsize != nullptr) return true;
-    show_call_failed("malloc");
-    ZEL_TRACE(TRACE_LEVEL_RESOURCE, "<malloc() failed.");
-    return false;
-}
-
-/// False when there is nothing to edit.
-bool read_settings() {
-    const int edited = File_ReadThresholdFromFile(FSdata, &FScycle);
-    const int as_read = File_ReadThresholdFromFile(PreFSdata, &PreFScycle);
-    return edited == 1 && as_read == 1;
-}
-
-bool measure(const FsThresholdRecord& record, FsSizeNode& node) {
-    std::memcpy(node.path, record.path, strnlen(record.path, sizeof node.path - 1));
-    struct statfs status {};
-    if (statfs(node.path, &status) != 0) {
-        show_call_failed("statfs");
-        ZEL_TRACE(TRACE_LEVEL_RESOURCE, "<statfs failed.");
-        return false;
-    }
-    const auto bytes =
-        static_cast<std::uint64_t>(status.f_blocks) * static_cast<std::uint64_t>(status.f_bsize);
-    node.size = (bytes >> 20U) / 100;
-    return true;
-}
-
-/// Lists every file system and measures it.
-bool list_file_systems() {
-    FsSizeNode* node = FSsize;
-    std::intptr_t row = 0;
-    for (const FsThresholdRecord* record = FSdata; record != nullptr; record = record->next) {
-        append_row(list, shorten({record->path, strnlen(record->path, sizeof record->path)}, kPathColumns),
-                   row++);
-        if (!measure(*record, *node)) return false;
-        if (record->next == nullptr) break;
-        node->next = allocate<FsSizeNode>();
-        if (node->next == nullptr) {
-            show_call_failed("malloc");
-            ZEL_TRACE(TRACE_LEVEL_RESOURCE, "<malloc failed.");
-            return false;
-        }
-        node = node->next;
-    }
-    return true;
 }
 
 // ---- layout
@@ -164,6 +79,13 @@ void make_threshold_entries(Dialog& dialog, std::int32_t mode) {
                 ? dialog.number_entry(std::to_string(FSdata->*(pair.*form)), kValueWidth, NEWT_FLAG_SCROLL)
                 : dialog.number_entry("", kEmptyWidth, NEWT_FLAG_SCROLL | NEWT_FLAG_DISABLED);
     }
+}
+
+void list_file_systems() {
+    std::intptr_t row = 0;
+    for (const FsThresholdRecord* record = FSdata; record != nullptr; record = record->next)
+        append_row(list, shorten({record->path, strnlen(record->path, sizeof record->path)}, kPathColumns),
+                   row++);
 }
 
 void build(Dialog& dialog, Widgets& widgets) {
@@ -358,24 +280,20 @@ bool write_settings(const Widgets& widgets) {
     return false;
 }
 
-}  // namespace
-
-void FilePanel() {
-    ZEL_TRACE(TRACE_LEVEL_TRACE, ">");
+/// The panel, with all that it frees.
+Failure run_panel() {
     const Lists lists;
-    if (!allocate_heads()) return;
+    if (!Lists::allocated()) return kNoHeads;
     Widgets widgets;
-    widgets.none = !read_settings();
+    widgets.none = !Lists::read();
     Dialog dialog;
     list = dialog.listbox(1);
-    if (widgets.none) {
-        append_row(list, "none", 0);
-    } else if (!list_file_systems()) {
-        return;
-    } else if (!is_known_mode(FSdata->mode)) {
-        widgets.none = true;
-        append_row(list, "none", 0);
+    if (!widgets.none) {
+        list_file_systems();
+        if (const Failure failure = Lists::measure(); failure.call != nullptr) return failure;
+        widgets.none = !is_known_mode(FSdata->mode);
     }
+    if (widgets.none) append_row(list, "none", 0);
     newt.newtListboxSetCurrent(list, 0);
     keepdata = FSdata;
     keepsize = FSsize;
@@ -383,7 +301,20 @@ void FilePanel() {
     build(dialog, widgets);
     dialog.run_until(
         widgets.ok, widgets.cancel, [&] { return write_settings(widgets); }, OnHotKey::run_again);
-    ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
+    return {};
+}
+
+}  // namespace
+
+void FilePanel() {
+    ZEL_TRACE(TRACE_LEVEL_TRACE, ">");
+    const Failure failure = run_panel();
+    if (failure.call == nullptr) {
+        ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
+        return;
+    }
+    show_call_failed(failure.call);
+    ZEL_TRACE(TRACE_LEVEL_RESOURCE, "%s", failure.trace);
 }
 
 }  // namespace zel

@@ -96,7 +96,7 @@ void BytesToPercent(FsThresholdRecord* record, const FsSizeNode* size) {
         record->*pair.space = space;
         if (size->size != 0) record->*pair.percent = ConvertThreshold(size->size, space, kSpaceToPercent);
     }
-    if (size->size != 0) restore_order(*record);
+    restore_order(*record);
     ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
 }
 

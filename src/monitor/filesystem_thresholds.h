@@ -46,7 +46,7 @@ int TestCurrentFSValue(int a, int b, int c, int d, std::int64_t limit);
 void PercentToBytes(FsThresholdRecord* record, const FsSizeNode* size);
 
 /// Takes the entries as free spaces and fills both forms, a value out of range changing nothing, then puts
-/// the percentages in order. With `size` 0 the percentages stay as they are.
+/// the percentages in order. With `size` 0 nothing is converted.
 void BytesToPercent(FsThresholdRecord* record, const FsSizeNode* size);
 
 /// Gives empty entries the record's values of a form back.

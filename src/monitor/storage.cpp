@@ -20,6 +20,8 @@ using namespace storage;
 namespace {
 
 constexpr char kModule[] = "storage";
+/// In the log, what the parts of the panel tell is the panel's.
+constexpr char kPanel[] = "StoragePanel";
 constexpr char kNoDevice[] = "none";
 constexpr int kDeviceColumns = 19;
 constexpr int kIntervalWidth = 5;
@@ -38,7 +40,7 @@ void message(const std::string& message_text) {
 
 void traced_message(const char* identifier) {
     const std::string message_text = text(identifier);
-    ZEL_TRACE(TRACE_LEVEL_ERROR, "%s", message_text.c_str());
+    TraceLog(TRACE_LEVEL_ERROR, kModule, kPanel, __LINE__, "%s", message_text.c_str());
     message(message_text);
 }
 
@@ -52,7 +54,7 @@ bool succeeded(int result) {
 void read_settings() {
     HD[0][0] = '\0';
     const int result = ReadThresholdFromFile(&interval, &count, HD, value);
-    ZEL_TRACE(TRACE_LEVEL_INFO, "ReadThresholdFromFile() return %d.", result);
+    TraceLog(TRACE_LEVEL_INFO, kModule, kPanel, __LINE__, "ReadThresholdFromFile() return %d.", result);
     count = std::clamp(count, 0, STORAGE_DEVICES_MAX);
     if (result == 0) std::memcpy(HD[0], kNoDevice, sizeof kNoDevice);
 }
@@ -130,7 +132,7 @@ void act_on_device(const Widgets& widgets, newtComponent button) {
         ThresholdSubPanel(device);
     } else if (button == widgets.reset) {
         const int result = ResetStorageService(device + 1);
-        ZEL_TRACE(TRACE_LEVEL_INFO, "ResetStorageService() return %d.", result);
+        TraceLog(TRACE_LEVEL_INFO, kModule, kPanel, __LINE__, "ResetStorageService() return %d.", result);
         succeeded(result);
     } else {
         succeeded(SetDefaultStorageService(interval, count, HD, value, device));
@@ -154,8 +156,25 @@ bool write_settings(const Widgets& widgets) {
     }
     if (value_changed == 0) return true;
     const int result = WriteThreshold(interval, count, HD, value);
-    ZEL_TRACE(TRACE_LEVEL_INFO, "WriteThreshold() return %d.", result);
+    TraceLog(TRACE_LEVEL_INFO, kModule, kPanel, __LINE__, "WriteThreshold() return %d.", result);
     return succeeded(result);
+}
+
+/// The panel's window, from its opening to its end.
+void run_dialog(std::int32_t version) {
+    Widgets widgets;
+    Dialog dialog;
+    build(dialog, version, widgets);
+    for (;;) {
+        newtComponent answer = dialog.run();
+        if (answer == nullptr || answer == widgets.cancel) return;
+        if (answer == widgets.ok) {
+            if (write_settings(widgets)) return;
+        } else if (answer == widgets.reset || answer == widgets.threshold ||
+                   answer == widgets.default_settings) {
+            act_on_device(widgets, answer);
+        }
+    }
 }
 
 }  // namespace
@@ -163,19 +182,7 @@ bool write_settings(const Widgets& widgets) {
 void StoragePanel(std::int32_t version) {
     ZEL_TRACE(TRACE_LEVEL_TRACE, ">zelver=%d", version);
     read_settings();
-    Widgets widgets;
-    Dialog dialog;
-    build(dialog, version, widgets);
-    for (;;) {
-        newtComponent answer = dialog.run();
-        if (answer == nullptr || answer == widgets.cancel) break;
-        if (answer == widgets.ok) {
-            if (write_settings(widgets)) break;
-        } else if (answer == widgets.reset || answer == widgets.threshold ||
-                   answer == widgets.default_settings) {
-            act_on_device(widgets, answer);
-        }
-    }
+    run_dialog(version);
     ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
 }
 

@@ -1,58 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Storage devices and file systems: settings on a made-up machine.
-#include <sys/statfs.h>
-
-#include <array>
-#include <climits>
+// CPUs and storage devices; what the calls that save refuse.
 #include <cstring>
-#include <functional>
 #include <memory>
 
-#include "access/filesystem_settings.h"
-#include "service_process.h"
-#include "zel/access_monitor.h"
+#include "access/disks.h"
+#include "made_up_machine.h"
 
 namespace {
 
 namespace access = zel::access;
 using namespace zel::test;
-
-class Monitor : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        fs::create_directories(home("sys/block"));
-        write_text(home("agent.conf"),
-                   "[monitor]\nsys_block=" + home("sys/block") + "\nmountinfo=" + home("mountinfo") + '\n');
-        mount({"8:1 / / ext4"});
-    }
-    static void add_disk(const std::string& name, const std::string& below = "pci0/block",
-                         const std::string& sectors = "8", const std::string& hidden = "0") {
-        const std::string device = "devices/" + below + '/' + name;
-        fs::create_directories(home("sys/" + device));
-        write_text(home("sys/" + device + "/size"), sectors + '\n');
-        write_text(home("sys/" + device + "/hidden"), hidden + '\n');
-        fs::create_symlink("../" + device, home("sys/block/" + name));
-    }
-    /// Mounts made up as "<major:minor> <folder> <path> <type>".
-    static void mount(const Strings& mounts) {
-        std::ofstream file(home("mountinfo"));
-        for (const std::string& line : mounts)
-            file << "1 1 " << line.substr(0, line.rfind(' ')) << " rw - " << line.substr(line.rfind(' '))
-                 << " x rw\n";
-    }
-};
-
-/// Runs `body` beside the service, which starts from the settings as they are; what the service then said.
-std::string log_beside(const std::function<void()>& body) {
-    ServiceProcess service;
-    EXPECT_TRUE(service.ready());
-    const std::size_t before = service.said().size();
-    body();
-    EXPECT_EQ(CheckNTserverReady(), 0);  // whatever was asked before this is done when it is answered
-    kill(service.id(), SIGTERM);
-    EXPECT_TRUE(service.says("ZELntserver ends\n"));
-    return service.said().substr(before);
-}
 
 /// A caller's tables of storage devices.
 struct Tables {
@@ -76,41 +33,64 @@ struct Tables {
     }
 };
 
-/// A valid record: 74 to 71 percent, 10 to 13 MiB.
-FsThresholdRecord record(const std::string& path, int mode = FS_MODE_PERCENT) {
-    FsThresholdRecord result{{}, {}, 10, 11, 74, 73, mode, 12, 13, 72, 71, 0, nullptr};
-    path.copy(result.path, FS_PATH_SIZE - 1);
-    return result;
+TEST_F(Monitor, CpusAreThoseThatArePluggedIn) {
+    const int running = static_cast<int>(sysconf(_SC_NPROCESSORS_ONLN));
+    for (const auto& [list, count] : {std::pair("0\n", 1),
+                                      {"0-3,8-11\n", 8},
+                                      {"2,5-5,7", 3},
+                                      {"0-8191", 8192},
+                                      {"", running},
+                                      {"0-8192", running},
+                                      {"0-3,2", running},
+                                      {"3-1", running},
+                                      {"0-", running},
+                                      {"-1", running},
+                                      {"0,\n", running},
+                                      {"0 1", running},
+                                      {"99999999999999999999", running}}) {
+        write_text(home("present"), list);
+        CpuSettingsRecord settings{};
+        EXPECT_EQ(GetCpuDataFromRegistry(&settings), 0);
+        EXPECT_EQ(settings.cpuCount, count) << list;
+        CpuThresholdRow row{};
+        EXPECT_EQ(GetCpuThreshold(count, &row) + GetCpuThreshold(count + 1, &row), 1);
+        // As by default: nothing to write, were it not for what is damaged.
+        EXPECT_TRUE(PutCpuThreshold(count, &row) == 1 && read_text(state("registry.conf")).empty());
+    }
+    const std::string group = "[SOFTWARE/QUD/ZELAgent/CPU/CPU1]\n";
+    write_text(state("registry.conf"), group + "Enable=dword:7\n");
+    CpuThresholdRow row{};
+    EXPECT_EQ(GetCpuThreshold(1, &row) + PutCpuThreshold(1, &row), 2);
+    EXPECT_TRUE(read_text(state("registry.conf")).starts_with(group + "Enable=dword:0\n"));
 }
 
-int save(std::vector<FsThresholdRecord> records, int cycle = 30) {
-    for (std::size_t i = 1; i < records.size(); ++i)
-        records[i - 1].next = &records[i];
-    return ResetFilesysService(records.data(), cycle);
-}
-
-/// What the library lists: interval, then path, mode, a percentage and spaces; "" when it fails.
-std::string filesystems() {
-    auto* head = static_cast<FsThresholdRecord*>(calloc(1, sizeof(FsThresholdRecord)));
-    int cycle = -1;
-    std::ostringstream text;
-    if (File_ReadThresholdFromFile(head, &cycle) == 1) text << cycle << " s\n";
-    for (const auto* r = head; r && cycle > 0; r = r->next)
-        text << r->path << ' ' << "??o%s"[r->mode] << ' ' << r->fatalReportPercent << ' '
-             << r->fatalReportSpace << ' ' << r->warningResetSpace << '\n';
-    EXPECT_EQ(FreeMemofStruct(&head), 1);
-    return text.str();
+TEST_F(Monitor, DisksAreListedOnceAndNothingElseIs) {
+    for (const Disk& disk : {Disk{"vda"},
+                             {"nvme1n1", "virtual/nvme-subsystem/nvme-subsys1", "8", "eui.01"},
+                             {"nvme1c0n1", "pci0/nvme/nvme0", "8", "eui.01", "1"},
+                             {"nvme3n1", "virtual/nvme-fabrics/ctl/nvme3", "8", "eui.02"},
+                             {"nvme4n1", "virtual/nvme-fabrics/ctl/nvme4", "8", "eui.02"},
+                             {"loop0", "virtual/block"},
+                             {"sr0", "pci0/block", "2097151"},
+                             {"fd0", "floppy.0/block"},
+                             {"mmcblk0", "mmc0/block"},
+                             {"mmcblk0boot0", "mmc0/block/mmcblk0"},
+                             {"sdempty", "usb1/block", "0"},
+                             {"sda", "pci0/block", "8", "naa.50"},
+                             {"sdb", "pci1/block", "8", "naa.50"},
+                             {"sdc", "pci1/block", "16", "naa.50"},  // no path to a disk of that size
+                             {"sdd", "pci1/block", "8", "naa.00"},   // no identity
+                             {"sde", "pci1/block", "8", "naa.00"}})
+        add_disk(disk);
+    EXPECT_EQ(access::list_disks(),
+              (Strings{"mmcblk0", "nvme1n1", "nvme3n1", "sda", "sdc", "sdd", "sde", "vda"}));
 }
 
 TEST_F(Monitor, StorageKeepsTheThresholdsOfDisksThatComeAndGo) {
     const std::string longest(29, 'x');
-    for (const std::string& name : {std::string("sdb"), std::string("a\nb [%41]"), longest, longest + 'x'})
-        add_disk(name);
-    add_disk("nvme10n1", "virtual/nvme-subsystem/nvme-subsys0");
-    add_disk("nvme2n1");
-    add_disk("nvme2c0n1", "pci0/nvme", "8", "1");
-    add_disk("loop0", "virtual/block");
-    add_disk("sr0", "pci0/block", "0");
+    for (const std::string& name : {std::string("sdb"), std::string("nvme10n1"), std::string("nvme2n1"),
+                                    std::string("a\nb [%41]"), longest, longest + 'x'})
+        add_disk({name});
     const std::string defaults = " 100/50+ 10/5+ 10/5+ 10/5+\n";
     Tables tables;
     EXPECT_EQ(tables.text(), "60 s\na\nb [%41]" + defaults + "nvme2n1" + defaults + "nvme10n1" + defaults +
@@ -123,12 +103,12 @@ TEST_F(Monitor, StorageKeepsTheThresholdsOfDisksThatComeAndGo) {
         EXPECT_EQ(tables.write(), 0);
         for (const char* name : {"sdb", "nvme2n1", "nvme10n1"})
             fs::remove(home("sys/block/") + name);
-        add_disk("sdc");
+        add_disk({"sdc"});
         const Tables later;
         const std::string changed = "3600 s\na\nb [%41] 120/50+ 10/5+ 10/5+ 10/5+\n";
         EXPECT_EQ(later.text(), changed + "sdc" + defaults + longest + defaults);
         EXPECT_EQ(later.write(), 0);
-        add_disk("sdb");
+        add_disk({"sdb"});
         Tables last;
         EXPECT_EQ(last.text(),
                   changed + "sdb 100/50+ 10/5+ 10/5- 10/5+\nsdc" + defaults + longest + defaults);
@@ -143,7 +123,7 @@ TEST_F(Monitor, StorageKeepsTheThresholdsOfDisksThatComeAndGo) {
 }
 
 TEST_F(Monitor, WhatCannotBeSavedIsRefusedAndTheFilesStand) {
-    add_disk("sda");
+    add_disk({"sda"});
     const Tables tables;
     ASSERT_EQ(tables.write() + save({record("/")}), STORAGE_NO_SERVICE - 1);
     const auto texts = [] { return read_text(state("storage.conf")) + read_text(state("filesystem.conf")); };
@@ -164,56 +144,6 @@ TEST_F(Monitor, WhatCannotBeSavedIsRefusedAndTheFilesStand) {
     EXPECT_EQ(ResetFilesysService(&ring, 1), FS_WRITE_FAILED);
     EXPECT_EQ(TestInputFilesysParameter(&ring, 1), FS_TEST_FAILED);
     EXPECT_EQ(texts(), before);
-}
-
-TEST_F(Monitor, FilesystemsAreTheLocalOnesAndWhatWasSaved) {
-    for (const char* name : {"a b", "bind", "over"})
-        fs::create_directory(home(name));
-    mount({"0:5 / /proc proc", "8:1 /home " + home("bind") + " ext4", "8:1 / / ext4", "8:1 /x /etc ext4",
-           "8:2 / " + home("a\\040b") + " xfs", "8:3 / " + home("over") + " ext4",
-           "0:6 / " + home("over") + " tmpfs", "0:7 / /nfs nfs4", "0:8 / /dead nfs4", "0:9 / /fuse fuse.any",
-           "7:1 / /image squashfs", "8:9 / /cannot/be/asked ext4",
-           "8:4 / /" + std::string(4095, 'x') + " ext4", "no mount at all"});
-    const auto defaults = [](const std::string& path) {
-        struct statfs info {};
-        EXPECT_EQ(statfs(path.c_str(), &info), 0);
-        const auto size = ((info.f_blocks * static_cast<std::uint64_t>(info.f_bsize)) >> 20U) / 100;
-        return path + " o 95 " + std::to_string(5 * size) + ' ' + std::to_string(20 * size) + '\n';
-    };
-    EXPECT_EQ(filesystems(), "60 s\n" + defaults("/") + defaults(home("a b")));
-    // Saved: the root under another path, a dead server, and one that is not there.
-    ASSERT_EQ(save({record(home("bind")), record("/dead", FS_MODE_SPACE), record("/gone", FS_MODE_OFF)}, 9),
-              -1);
-    const std::string dead = "9 s\n/dead s 74 10 13\n";
-    EXPECT_EQ(filesystems(), dead + defaults(home("a b")) + home("bind") + " % 74 10 13\n");
-    EXPECT_EQ(log_beside([] { EXPECT_EQ(save({record("/dead", FS_MODE_PERCENT)}, 9), 0); }),
-              "filesystem: /dead watch space -> percent\nZELntserver ends\n");
-    mount({"0:7 / /gone nfs4"});
-    write_text(state("filesystem.conf"),
-               "[general]\ninterval=0\n[/gone]\nmode=percent\nfatal.report.percent=101\n");
-    EXPECT_TRUE(filesystems().starts_with("60 s\n/gone % 95 ")) << filesystems();
-}
-
-TEST_F(Monitor, FilesystemThresholdsAreJudgedByTheirMode) {
-    constexpr int big = FS_TEST_FATAL_BIG, small = FS_TEST_WARNING_SMALL, order = FS_TEST_ORDER;
-    using Case = std::pair<access::FsLevels, std::array<int, 4>>;
-    // In percent, in space of 3700 MiB, of unknown size, of less than 100 MiB.
-    for (const auto& [levels, bits] :
-         {Case{{100, 99, 2, 1}, {0, order, order, big | small}},
-          Case{{1, 2, 99, 3700}, {order, 0, 0, big | small}},
-          Case{{0, 2, 99, 3701}, {order, small, 0, big | small}},
-          Case{{3701, 3702, 3703, 3704}, {big | order, big | small, 0, big | small}},
-          Case{{101, 100, 3, 2}, {big, order, order, big | small}},
-          Case{{90, 80, 80, 70}, {order, order, order, big | small}},
-          Case{{0, 0, 0, 0}, {small | order, order, 0, 0}}}) {
-        const access::FsSettings percent{FS_MODE_PERCENT, levels, {}}, space{FS_MODE_SPACE, {}, levels};
-        const std::array judged{judge(percent, 37), judge(space, 37), judge(space, std::nullopt),
-                                judge(space, 0)};
-        EXPECT_EQ(judged, bits) << ::testing::PrintToString(levels);
-    }
-    FsThresholdRecord wrong = record("/", FS_MODE_SPACE);
-    wrong.warningResetSpace = INT_MAX;
-    EXPECT_EQ(TestInputFilesysParameter(&wrong, 0), FS_TEST_INTERVAL | FS_TEST_WARNING_SMALL);
 }
 
 }  // namespace

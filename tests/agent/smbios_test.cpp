@@ -61,11 +61,6 @@ TEST(Smbios, DamageIsNeverReadOver) {
             EXPECT_EQ(chassis(wrong, table), -1) << "byte " << at;
             EXPECT_EQ(chassis(entry.substr(0, at), table), -1) << "size " << at;
         }
-        for (std::size_t i = 0; i < table.size() * 256; ++i) {
-            std::string damaged = table;
-            damaged[i / 256] = static_cast<char>(i % 256);
-            EXPECT_LE(chassis(entry, damaged), 3);
-        }
         for (const int length : {0, 3, 23, 255}) {
             std::string lying = table;
             lying[kFirstChassis + kChassisSize + 1] = static_cast<char>(length);

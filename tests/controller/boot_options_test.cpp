@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Boot flags and the chassis light as a simulated controller sees them.
+// Boot flags as a simulated controller sees them.
 #include <csignal>
 #include <thread>
 
@@ -171,20 +171,6 @@ TEST_F(BootOptions, AnInterruptedChangeNeverBlocksTheNext) {
             EXPECT_EQ(parameter(3) + ' ' + parameter(5), "04 00 00 00 00 00");
             EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
         }
-    }
-}
-
-TEST_F(BootOptions, TheLightIsSwitchedWithTheSecondsGiven) {
-    for (std::uint8_t seconds : Bytes{15, 0, 255})
-        EXPECT_NE(ZELChassisIdentify_V15(&seconds), CHASSIS_IDENTIFY_FAILED);
-    EXPECT_EQ(simulator_.requests(), (Strings{"00/04.0 0f", "00/04.0 00", "00/04.0 ff"}));
-    simulator_.rules("answer 00 04 * c0 2\n");  // busy: no reason to give the light up
-    std::uint8_t seconds = 9;
-    EXPECT_NE(ZELChassisIdentify_V15(&seconds), CHASSIS_IDENTIFY_FAILED);
-    write_config(simulator_.section(), "timeout=1\n");
-    for (const char* rules : {"answer 00 04 09 cc\n", "stop 00 04 09\n", "stop 00 04 09\n"}) {
-        simulator_.rules(rules);
-        EXPECT_EQ(ZELChassisIdentify_V15(&seconds), CHASSIS_IDENTIFY_FAILED) << rules;
     }
 }
 

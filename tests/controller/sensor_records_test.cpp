@@ -9,12 +9,13 @@
 #include <random>
 #include <thread>
 
-#include "../agent/service_process.h"
 #include "bmc/controller.h"
 #include "bmc/request_limit.h"
 #include "bmc/sdr_cache.h"
 #include "bmc/sdr_record.h"
+#include "panel_table.h"
 #include "running_simulator.h"
+#include "service_process.h"
 #include "simulation.h"
 #include "store/late_library.h"
 

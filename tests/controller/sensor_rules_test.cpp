@@ -10,6 +10,7 @@
 #include "access/sensors_state.h"
 #include "answered_controller.h"
 #include "bmc/controller_guid.h"
+#include "panel_table.h"
 #include "running_simulator.h"
 #include "store/registry.h"
 

@@ -8,10 +8,10 @@
 #include <span>
 #include <thread>
 
-#include "../agent/service_process.h"
 #include "bmc/controller.h"
 #include "bmc/settings.h"
-#include "running_simulator.h"
+#include "panel_table.h"
+#include "service_process.h"
 #include "store/registry.h"
 #include "zel/tracelog.h"
 

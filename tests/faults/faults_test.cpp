@@ -5,8 +5,8 @@
 #include <functional>
 #include <memory>
 
-#include "../agent/home.h"
 #include "answered_controller.h"
+#include "home.h"
 #include "injector.h"
 #include "store/registry.h"
 #include "zel/access_control.h"

@@ -3,7 +3,7 @@
 // has more patience than a test.
 #include <cstdlib>
 
-#include "../agent/service_process.h"
+#include "service_process.h"
 #include "store/registry.h"
 
 namespace zel::test {

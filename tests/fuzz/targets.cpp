@@ -163,7 +163,12 @@ std::string rewrite_thresholds() {
     access::read_storage(storage);
     require(access::save_storage(storage, std::set<std::string>{"sda"}), "storage settings to be written");
     access::FilesystemSettings filesystems;
-    access::read_filesystems(filesystems, [](const auto& path) { return access::FsSize(path.size()); });
+    access::read_filesystems(filesystems, [](const access::SavedPaths& saved) {
+        access::FsSizes sizes;
+        for (const auto& [path, watched] : saved)
+            sizes.emplace(path, path.size());
+        return sizes;
+    });
     require(access::save_filesystems(filesystems, std::nullopt), "file systems to be written");
     return read_file(state("storage.conf")) + read_file(state("filesystem.conf"));
 }
@@ -338,7 +343,7 @@ int read_mount_list(const std::uint8_t* data, std::size_t size) {
     const auto mounts = access::read_mounts();
     if (!mounts) return 0;
     std::set<std::uint64_t> devices;
-    for (const auto& mount : access::choose_mounts(*mounts, [](const auto& path) { return path == "/a"; })) {
+    for (const auto& mount : access::choose_mounts(*mounts, {{"/a", false}})) {
         require(mount.path.starts_with('/') && mount.path.size() <= access::kLongestMountPath, "a path");
         require(devices.insert(mount.device).second, "every file system once");
     }

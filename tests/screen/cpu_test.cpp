@@ -37,8 +37,8 @@ class CpuTest : public PanelTest {
 TEST_F(CpuTest, ReadsEveryRowOnce) {
     open(kTwoCpus);
     EXPECT_EQ(opening(), "GetCpuDataFromRegistry() GetCpuThreshold(0) GetCpuThreshold(1) GetCpuThreshold(2)");
-    expect_no_panel(
-        {{"GetCpuDataFromRegistry=1", "Error: HWERR_OPEN_ID", "1|<GetCpuDataFromRegistry() failed."}});
+    expect_no_panel({{"GetCpuDataFromRegistry=1", "Error: HWERR_OPEN_ID",
+                      "1|cpu|CpuPanel|<GetCpuDataFromRegistry() failed."}});
 }
 
 TEST_F(CpuTest, ChoicesFollowTheSettings) {
@@ -90,16 +90,21 @@ TEST_F(CpuTest, OkWritesInOrderAndStopsAtTheFirstError) {
              calls_of("cycle test0 put0 PutCpuThreshold(1,{2,94,84,74,64}) put2")}});
 }
 
-TEST_F(CpuTest, CountsOutsideTheTableAreHarmless) {
+TEST_F(CpuTest, ShowsEveryCpuThatThereCanBe) {
     open("cpu.settings=10,300,0,1,-2147483648");  // only TOTAL, and OK never closes
     keys(kToCpus + "Down End");
     EXPECT_EQ(highlighted(), "TOTAL");
     ok();
     EXPECT_TRUE(is_open());
-    open("cpu.settings=10,300,2147483647,1,2147483647\ncpu.row.9=1,9,8,7,6");
-    keys(kToCpus + "End");
-    EXPECT_EQ(highlighted() + shown(), "CPU9* 9 8 7 6 ");
-    EXPECT_TRUE(ok().ends_with(" PutCpuThreshold(9,{1,9,8,7,6})"));
+    for (const auto& [count, last] : {std::pair("9", "9"), {"256", "256"}, {"2147483647", "8192"}}) {
+        const std::string cpu = last;
+        open(std::string("cpu.settings=10,300,2147483647,1,") + count + "\ncpu.row." + cpu + "=1,9,8,7,6");
+        keys(kToCpus + "End");
+        EXPECT_EQ(highlighted() + shown(), "CPU" + cpu + "* 9 8 7 6 ");
+        // What was edited is still there after a look at another row.
+        keys("Tab*2 Home Delete 10 S-Tab*2 Home End");
+        EXPECT_TRUE(ok().ends_with(" PutCpuThreshold(" + cpu + ",{1,10,8,7,6})")) << tool().picture();
+    }
 }
 
 }  // namespace

@@ -2,6 +2,8 @@
 // The file-system panel, on real folders: "/" has a size, "/proc" has none.
 #include <sys/vfs.h>
 
+#include <algorithm>
+
 #include "panel_test.h"
 
 namespace zeltest {
@@ -65,8 +67,8 @@ TEST_F(FilesystemTest, ShowsTheFirstFileSystem) {
         EXPECT_EQ(ok(), told("STORERR_NONESEL_ID"));
         EXPECT_TRUE(is_open());
     }
-    expect_no_panel(
-        {{"fs.count=3\nfs.path.2=/proc/gone", "Error: FUNC_CALL_ERR statfs", "2|<statfs failed."}});
+    expect_no_panel({{"fs.count=3\nfs.path.2=/proc/gone", "Error: FUNC_CALL_ERR statfs",
+                      "2|filesystem|FilePanel|<statfs failed."}});
 }
 
 TEST_F(FilesystemTest, SwitchingTheModeConvertsWhatIsEntered) {
@@ -90,6 +92,11 @@ TEST_F(FilesystemTest, SwitchingTheModeConvertsWhatIsEntered) {
          Step{"Tab*2 " + kClear + "99 S-Tab*3 Space", "FILE_DISABLE 99x 79x 78x 77x "},
          Step{"Tab Space", mended}, Step{"S-Tab Space Tab*2 Space", free}});
     press("OK");
+    const auto lines = trace();  // the panel's end comes after all that it frees
+    const auto last = std::ranges::find_if(lines.rbegin(), lines.rend(), [](const auto& line) {
+        return line.find("|filesystem|") != line.npos;
+    });
+    EXPECT_EQ(*last, "0|filesystem|FilePanel|<");
     EXPECT_EQ(calls().at(1), "ResetFilesysService(10,0:{4,80,79,78,77," + space(20) + "," + space(15) + "," +
                                  space(22) + "," + space(23) + "})");
 }

@@ -40,7 +40,7 @@ class StorageTest : public PanelTest {
 TEST_F(StorageTest, ShowsWhatTheVersionCanDo) {
     open_sub_panel(kTwoDisks);
     EXPECT_EQ(opening(), "ReadThresholdFromFile()");
-    EXPECT_TRUE(traced("3|ReadThresholdFromFile() return 1.") && traced("0|>zelver=1"));
+    EXPECT_TRUE(traced("3|storage|StoragePanel|ReadThresholdFromFile() return 1.") && traced("0|>zelver=1"));
     EXPECT_EQ(picture(), R"(
                   ┌───────────┤ Storage Devices ├───────────┐
                 ┌────────────┤ disk0 Thresholds ├─────────────┐
@@ -64,10 +64,11 @@ TEST_F(StorageTest, OkChecksTheIntervalAndWritesChangesOnly) {
     const std::string changed = "WriteThreshold(6,1,)";
     expect("", {Try{"", "", ""}, Try{"", empty + "0", "", range, false},
                 Try{"", empty + "1", "WriteThreshold(1,1,)"},
-                Try{"", empty + "3600", "WriteThreshold(3600,1,)", "", true, "3|WriteThreshold() return 0."},
+                Try{"", empty + "3600", "WriteThreshold(3600,1,)", "", true,
+                    "3|storage|StoragePanel|WriteThreshold() return 0."},
                 Try{"WriteThreshold=-3", "Backspace", changed},
                 Try{"WriteThreshold=-1", "Backspace", changed, "STORERR_DAEMON_ID", false,
-                    "1|The agent service cannot be reached. Check that it is running."},
+                    "1|storage|StoragePanel|The agent service cannot be reached. Check that it is running."},
                 Try{"WriteThreshold=-2,0", "Backspace", changed, "STORERR_WRITE_ID", false,
                     "1|The settings could not be written."}});
     press("Cancel");
@@ -82,14 +83,15 @@ TEST_F(StorageTest, ButtonsActOnTheSelectedDeviceAtOnce) {
     const std::string defaults = "SetDefaultStorageService(60,2,,1)";
     const std::string none = "STORERR_NONESEL_ID";
     const std::string empty = "ReadThresholdFromFile=0";
-    expect(kTwoDisks,
-           {Try{"", typed, reset, "", false, "3|ResetStorageService() return 0.", "Reset"},
-            Try{"ResetStorageService=-2", typed, reset, "STORERR_WRITE_ID", false, "", "Reset"},
-            Try{"SetDefaultStorageService=-1", typed, defaults, "STORERR_DAEMON_ID", false, "", "Default"},
-            Try{empty, typed, "", none, false, "", "Thresholds"},
-            Try{empty, typed, "", none, false, "", "Default"},
-            Try{empty, typed, "", none, false, "1|" + text(none)},
-            Try{"storage.name.0=none", typed, "", none, false}});
+    expect(
+        kTwoDisks,
+        {Try{"", typed, reset, "", false, "3|storage|StoragePanel|ResetStorageService() return 0.", "Reset"},
+         Try{"ResetStorageService=-2", typed, reset, "STORERR_WRITE_ID", false, "", "Reset"},
+         Try{"SetDefaultStorageService=-1", typed, defaults, "STORERR_DAEMON_ID", false, "", "Default"},
+         Try{empty, typed, "", none, false, "", "Thresholds"},
+         Try{empty, typed, "", none, false, "", "Default"},
+         Try{empty, typed, "", none, false, "1|" + text(none)},
+         Try{"storage.name.0=none", typed, "", none, false}});
 }
 
 TEST_F(StorageTest, LeavingTheSubPanelGivesUpWhatWasEntered) {

@@ -101,24 +101,6 @@ VtApp& ToolTest::open_panel(int row, std::string_view script) {
     return *tool_;
 }
 
-void ToolTest::press(std::string_view button) {
-    constexpr int kFocusedBackground = 3;
-    for (int i = 0; i < 40 && tool_->cell(button).background != kFocusedBackground; ++i)
-        keys("Tab");
-    keys("Enter");
-}
-
-std::string ToolTest::highlighted() {
-    constexpr int kHighlight = 1;
-    std::string text;
-    for (int place = 0; place < options.rows * options.columns; ++place)
-        if (const Cell cell = tool_->cell({place / options.columns, place % options.columns});
-            cell.background == kHighlight)
-            text += cell.text;
-    text.erase(text.find_last_not_of(' ') + 1);
-    return text;
-}
-
 Lines ToolTest::lines_of(const char* file) const {
     Lines result;
     std::ifstream stream(folder_ / file);

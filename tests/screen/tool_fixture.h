@@ -40,10 +40,8 @@ class ToolTest : public testing::Test {
     VtApp& tool() { return *tool_; }
     void keys(std::string_view names) { tool_->keys(names); }
     bool shows(std::string_view text) const { return tool_->shows(text); }
-    /// Presses Tab until the button has the focus, then presses it.
-    void press(std::string_view button);
-    /// The highlighted row of the list that has the focus.
-    std::string highlighted();
+    void press(std::string_view button) { zeltest::press(*tool_, button); }
+    std::string highlighted() const { return zeltest::highlighted(*tool_); }
 
     Lines calls();  ///< the agent's calls since the last asking, the temporary folder shown as $ZelDir
     Lines trace() const { return lines_of("trace"); }  ///< all trace lines: LEVEL|MODULE|FUNCTION|TEXT

@@ -232,6 +232,15 @@ Cell VtApp::cell(std::string_view text, int offset) const {
     return at ? cell({at->row, at->column + offset}) : Cell{};
 }
 
+std::string VtApp::text_on(int background) const {
+    std::string text;
+    for (int place = 0; place < rows_ * columns_; ++place)
+        if (const Cell one = cell({place / columns_, place % columns_}); one.background == background)
+            text += one.text;
+    text.erase(text.find_last_not_of(' ') + 1);
+    return text;
+}
+
 std::string VtApp::row(int row) const {
     std::string text;
     for (int column = 0; column < columns_; ++column)

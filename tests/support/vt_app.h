@@ -97,6 +97,8 @@ class VtApp {
     /// The cell right of (or left of, when negative) the first one of `text` by `offset`; a test failure if
     /// absent.
     Cell cell(std::string_view text, int offset = 0) const;
+    /// The text of all cells with this background, without trailing blanks.
+    std::string text_on(int background) const;
     void resize(int rows, int columns);
     void hang_up();                                      ///< the terminal disappears
     void signal(int number) const;                       ///< sends a signal to the program
@@ -126,5 +128,18 @@ class VtApp {
     std::unique_ptr<VTerm, FreeVterm> terminal_;
     VTermScreen* screen_ = nullptr;  // part of terminal_
 };
+
+/// Presses Tab until the tool's button has the focus, then presses it.
+inline void press(VtApp& tool, std::string_view button) {
+    constexpr int kFocusedBackground = 3;
+    for (int i = 0; i < 40 && tool.cell(button).background != kFocusedBackground; ++i)
+        tool.keys("Tab");
+    tool.keys("Enter");
+}
+/// The highlighted row of the list that has the tool's focus.
+inline std::string highlighted(const VtApp& tool) {
+    constexpr int kHighlight = 1;
+    return tool.text_on(kHighlight);
+}
 
 }  // namespace zeltest

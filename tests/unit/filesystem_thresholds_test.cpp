@@ -47,18 +47,21 @@ TEST(TestCurrentFSValue, JudgesTheHighestBeforeTheLowest) {
         EXPECT_EQ(TestCurrentFSValue(v[0], v[1], v[2], v[3], limit), result) << v[0] << ", limit " << limit;
 }
 
-/// The panel's entries, and a record with percentages 4 to 1 and spaces 11 to 14.
+constexpr Four kPercents = {4, 3, 2, 1};
+constexpr Four kSpaces = {11, 12, 13, 14};
+
+/// The panel's entries, and a record with percentages and the spaces 11 to 14.
 class Thresholds : public testing::Test {
   protected:
     Thresholds() {
         for (newtComponent& each : entry)
             each = screen.make("entry", "");
     }
-    void enter(const Texts& texts) {
-        r.fatalReportPercent = 4;
-        r.fatalResetPercent = 3;
-        r.warningReportPercent = 2;
-        r.warningResetPercent = 1;
+    void enter(const Texts& texts, const Four& percents) {
+        r.fatalReportPercent = percents[0];
+        r.fatalResetPercent = percents[1];
+        r.warningReportPercent = percents[2];
+        r.warningResetPercent = percents[3];
         r.fatalReportSpace = 11;
         r.fatalResetSpace = 12;
         r.warningReportSpace = 13;
@@ -78,15 +81,13 @@ class Thresholds : public testing::Test {
     FsSizeNode size{};
 };
 
-constexpr Four kPercents = {4, 3, 2, 1};
-constexpr Four kSpaces = {11, 12, 13, 14};
-
 TEST_F(Thresholds, EveryEntryFillsBothFormsOrNone) {
     struct Case {
         void (*convert)(FsThresholdRecord*, const FsSizeNode*);
         std::uint64_t size;
         Texts entered;
         Four percents, spaces;
+        Four before = kPercents;
     };
     const auto to_bytes = PercentToBytes;
     const auto to_percent = BytesToPercent;
@@ -97,13 +98,15 @@ TEST_F(Thresholds, EveryEntryFillsBothFormsOrNone) {
         Case{to_percent, 37, {"370", "741", "1110", "1480"}, {90, 79, 70, 60}, {370, 741, 1110, 1480}},
         Case{to_percent, 37, {"0", "3700", "3701", "-1"}, {100, 0, -1, -2}, {0, 3700, 13, 14}},
         Case{to_percent, 10, {"200", "150", "150", "100"}, {80, 79, 78, 77}, {200, 150, 150, 100}},
+        // Without a size nothing is converted; the order is restored all the same.
         Case{to_percent, 0, {"0", "0", "1", "-1"}, kPercents, {0, 0, 13, 14}},
+        Case{to_percent, 0, {"0", "0", "0", "0"}, kPercents, {0, 0, 0, 0}, {4, 5, 6, 7}},
         // The limit has 32 bits: 100 MiB here, and here a negative number.
         Case{to_percent, k4G + 1, {"100", "101", "0", "50"}, {99, 3, 2, 1}, {100, 12, 0, 50}},
         Case{to_percent, 21474837, {"0", "1", "2", "3"}, kPercents, kSpaces}};
-    for (const auto& [convert, hundredth, entered, percents, spaces] : cases) {
+    for (const auto& [convert, hundredth, entered, percents, spaces, before] : cases) {
         SCOPED_TRACE(std::to_string(hundredth) + ": " + entered[0] + " " + entered[1]);
-        enter(entered);
+        enter(entered, before);
         size.size = hundredth;
         convert(&r, &size);
         expect(percents, spaces);

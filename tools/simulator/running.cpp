@@ -23,6 +23,13 @@ std::string text_of(const std::string& path) {
     return {std::istreambuf_iterator<char>(file), {}};
 }
 
+sockaddr_in loopback(int port) {
+    return {.sin_family = AF_INET,
+            .sin_port = htons(static_cast<std::uint16_t>(port)),
+            .sin_addr = {htonl(INADDR_LOOPBACK)},
+            .sin_zero = {}};
+}
+
 /// Runs the command with its output in a file.
 pid_t start(std::vector<std::string> command, const std::string& output) {
     std::vector<char*> arguments;
@@ -42,7 +49,13 @@ pid_t start(std::vector<std::string> command, const std::string& output) {
 
 int new_port() {
     static int made = 0;
-    return 20'000 + (getpid() * 8 + made++) % 12'000;
+    for (int tries = 0;; ++tries) {
+        const int port = 20'000 + (getpid() * 8 + made++) % 12'000;
+        const store::UniqueFd probe(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+        const sockaddr_in address = loopback(port);
+        if (bind(probe.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 || tries > 99)
+            return port;
+    }
 }
 
 Running::Running(Simulation simulation) : simulation_(std::move(simulation)) {
@@ -87,14 +100,12 @@ std::vector<std::string> Running::requests() {
 
 /// Sends RMCP presence pings until one is answered.
 bool Running::answers() const {
-    sockaddr_in address{.sin_family = AF_INET,
-                        .sin_port = htons(static_cast<std::uint16_t>(simulation_.port)),
-                        .sin_addr = {htonl(INADDR_LOOPBACK)},
-                        .sin_zero = {}};
+    const sockaddr_in address = loopback(simulation_.port);
     const std::uint8_t ping[12] = {0x06, 0, 0xff, 0x06, 0, 0, 0x11, 0xbe, 0x80, 0, 0, 0};
     for (int tries = 0; tries < 500; ++tries) {
         const store::UniqueFd client(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-        sendto(client.get(), ping, sizeof ping, 0, reinterpret_cast<sockaddr*>(&address), sizeof address);
+        sendto(client.get(), ping, sizeof ping, 0, reinterpret_cast<const sockaddr*>(&address),
+               sizeof address);
         pollfd waiting{client.get(), POLLIN, 0};
         if (poll(&waiting, 1, 20) == 1) return true;
     }

@@ -11,7 +11,7 @@
 
 namespace zel::simulator {
 
-/// A UDP port below those that the kernel gives away, another one at each call.
+/// A free UDP port below those that the kernel gives away, another one at each call.
 int new_port();
 
 class Running {

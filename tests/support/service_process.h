@@ -3,6 +3,8 @@
 #pragma once
 
 #include <fcntl.h>
+#include <poll.h>
+#include <time.h>
 
 #include <csignal>
 
@@ -26,10 +28,13 @@ class ServiceProcess {
     }
     ~ServiceProcess() { EXPECT_TRUE(id_ < 0 || finish(SIGTERM) == 0); }
 
-    /// Reads what the process writes until `text` is part of it. False when it ends before that.
+    /// Reads what the process writes until `text` is part of it. False when it ends before that, or says
+    /// nothing for ten seconds.
     bool says(const std::string& text) {
         char buffer[512];
         while (said_.find(text) == std::string::npos) {
+            pollfd output{output_.get(), POLLIN, 0};
+            if (poll(&output, 1, 10'000) != 1) return false;
             const ssize_t got = read(output_.get(), buffer, sizeof buffer);
             if (got <= 0) return false;
             said_.append(buffer, static_cast<std::size_t>(got));
@@ -42,6 +47,14 @@ class ServiceProcess {
     int finish(int signal = 0) {
         if (signal != 0) kill(id_, signal);
         return finish_process(std::exchange(id_, -1));
+    }
+
+    /// User and system time so far.
+    [[nodiscard]] double cpu_seconds() const {
+        clockid_t clock{};
+        timespec used{};
+        EXPECT_EQ(clock_getcpuclockid(id_, &clock) | clock_gettime(clock, &used), 0);
+        return static_cast<double>(used.tv_sec) + static_cast<double>(used.tv_nsec) / 1e9;
     }
 
     [[nodiscard]] pid_t id() const { return id_; }

@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "boot_mark.h"
 
-#include <fcntl.h>
 #include <pthread.h>
-#include <sys/file.h>
 
 #include <array>
 #include <cstring>
 
 #include "registry_values.h"
+#include "store/own_folder.h"
 #include "store/paths.h"
 #include "zel/tracelog.h"
 
@@ -42,10 +41,7 @@ bool write_boot_mark(const BootMark& mark) {
 
 store::UniqueFd lock_boot_options(std::chrono::milliseconds longest) {
     const std::string path = store::settings_folder() + "/boot_options.lock";
-    if (store::make_private_dir(store::settings_folder())) {
-        auto file = store::open_file(path, O_RDWR | O_CREAT | O_NOFOLLOW, 0600);
-        if (file && store::lock_file(file.get(), LOCK_EX, longest)) return file;
-    }
+    if (auto file = store::take_own_lock(path, longest)) return file;
     TraceLog(TRACE_LEVEL_RESOURCE, "boot_mark", __func__, __LINE__, "%s: %s.", path.c_str(),
              std::strerror(errno));
     return {};

@@ -1,9 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "sdr_cache.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
-
 #include <cctype>
 #include <cerrno>
 #include <charconv>
@@ -100,8 +97,7 @@ std::optional<SensorRecords> parse(std::string_view text, const std::string& ide
 /// @param guid  Null: whichever stands there.
 std::optional<SensorRecords> load(const std::string& path, const std::string& identity,
                                   const std::string* guid) {
-    const auto folder = store::OwnFolder::open(store::parent_folder(path));
-    const auto file = folder ? folder.open_file(store::last_name(path), O_RDONLY) : store::UniqueFd();
+    const auto file = store::open_own(path);
     if (!file) return std::nullopt;
     std::string text;
     if (!store::read_at_most(file.get(), kLargestFile, text)) return std::nullopt;
@@ -117,16 +113,9 @@ void trace_no_cache(const std::string& path) {
 
 /// An open lock file, so that of several processes one reads the repository and the others wait for its file.
 store::UniqueFd lock(const std::string& path) {
-    if (const auto folder = store::OwnFolder::make(store::parent_folder(path))) {
-        auto file = folder.open_file(store::last_name(path) + ".lock", O_RDWR | O_CREAT, 0600);
-        const auto until = std::chrono::steady_clock::now() + kLongestLock;
-        while (file && !RequestLimit::reached()) {
-            if (store::lock_file(file.get(), LOCK_EX, kOneLook)) return file;
-            if (errno != ETIMEDOUT || std::chrono::steady_clock::now() > until) break;
-        }
-    }
-    trace_no_cache(path);
-    return {};
+    auto file = store::take_own_lock(path + ".lock", kLongestLock);
+    if (!file) trace_no_cache(path);
+    return file;
 }
 
 }  // namespace

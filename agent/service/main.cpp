@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // ZELntserver, the agent's service: holds the settings of the monitored resources, takes changes up when it
 // is told, and answers to those who want to know whether it runs.
-#include <fcntl.h>
-#include <sys/file.h>
 #include <sys/signalfd.h>
 #include <sys/stat.h>
 #include <systemd/sd-daemon.h>
@@ -72,12 +70,10 @@ void look_at_configuration() {
 
 /// Makes sure that this is the only service on these folders. No descriptor, and logged, when it is not.
 store::UniqueFd take_lock() {
-    constexpr const char* kName = "zelntserver.lock";
-    const auto folder = store::OwnFolder::open(store::run_folder());
-    store::UniqueFd file = folder ? folder.open_file(kName, O_RDWR | O_CREAT, 0600) : store::UniqueFd();
-    if (file && store::lock_file(file.get(), LOCK_EX, std::chrono::milliseconds(0))) return file;
-    log(errno == ETIMEDOUT ? "ZELntserver is already running"
-                           : store::run_folder() + '/' + kName + ": " + std::strerror(errno));
+    const std::string path = store::run_folder() + "/zelntserver.lock";
+    auto file = store::take_own_lock(path, std::chrono::milliseconds(0));
+    if (file) return file;
+    log(errno == ETIMEDOUT ? "ZELntserver is already running" : path + ": " + std::strerror(errno));
     return {};
 }
 

@@ -176,9 +176,7 @@ Status read_open(const UniqueFd& file, const std::string& path, KeyFile& out, Fi
 }
 
 UniqueFd open_to_read(const std::string& path) {
-    if (own_root(path).empty()) return open_regular(path);
-    const auto folder = OwnFolder::open(parent_folder(path));
-    return folder ? folder.open_file(last_name(path), O_RDONLY) : UniqueFd();
+    return own_root(path).empty() ? open_regular(path) : open_own(path);
 }
 
 }  // namespace

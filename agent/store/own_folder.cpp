@@ -2,6 +2,7 @@
 #include "own_folder.h"
 
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -112,6 +113,17 @@ bool OwnFolder::remove(const std::string& name) const {
 
 UniqueFd OwnFolder::readable() const {
     return open_at(folder_.get(), ".", O_RDONLY | O_DIRECTORY);
+}
+
+UniqueFd open_own(const std::string& path) {
+    const auto folder = OwnFolder::open(parent_folder(path));
+    return folder ? folder.open_file(last_name(path), O_RDONLY) : UniqueFd();
+}
+
+UniqueFd take_own_lock(const std::string& path, std::chrono::milliseconds longest) {
+    const auto folder = OwnFolder::make(parent_folder(path));
+    UniqueFd file = folder ? folder.open_file(last_name(path), O_RDWR | O_CREAT, 0600) : UniqueFd();
+    return file && lock_file(file.get(), LOCK_EX, longest) ? std::move(file) : UniqueFd();
 }
 
 }  // namespace zel::store

@@ -5,6 +5,7 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <vector>
@@ -51,5 +52,12 @@ class OwnFolder {
     UniqueFd folder_;
     uid_t root_owner_ = 0;
 };
+
+/// Opens a file of our own folders for reading, as OwnFolder::open_file.
+UniqueFd open_own(const std::string& path);
+
+/// Opens a lock file of our own folders, made where it is missing, and takes its lock alone, waiting no longer than
+/// `longest`. No descriptor, with errno set (ETIMEDOUT when somebody else kept it), on failure.
+UniqueFd take_own_lock(const std::string& path, std::chrono::milliseconds longest);
 
 }  // namespace zel::store

@@ -9,9 +9,9 @@
 #include <array>
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <string_view>
 
+#include "chars/plain.h"
 #include "file_io.h"
 
 namespace zel::store {
@@ -22,10 +22,7 @@ constexpr int kMostLinks = 40;  // as the kernel has it
 /// Fit for a terminal: names of files may hold anything.
 std::string shown(std::string_view path) {
     constexpr std::size_t kLongest = 200;
-    std::string text(path.substr(0, kLongest));
-    std::ranges::replace_if(
-        text, [](char c) { return c < ' ' || c > '~'; }, '?');
-    return text;
+    return chars::escaped(path.substr(0, kLongest));
 }
 
 bool belongs_to_us(const struct stat& info) {

@@ -13,7 +13,7 @@ namespace zel::store {
 /// the caller and must not be writable by group or others; only folders above the end may be writable when
 /// they are sticky, as /tmp is.
 /// @return The path without links; nothing, with the reason in `fault`, when somebody else has a hand in it
-///         or it does not exist. `fault` is plain ASCII and fit for a terminal.
+///         or it does not exist. `fault` is fit for a terminal.
 std::optional<std::string> trusted_path(const std::string& path, std::string& fault);
 
 /// The agent's directory as `ZelDir` of the environment names it, without links: nothing when it names none,

@@ -9,16 +9,17 @@
 #include <string>
 #include <variant>
 
-#include "boot_options.h"
-#include "grub_entry.h"
-#include "registry_values.h"
+#include "bmc/boot_options.h"
+#include "settings/registry_values.h"
+#include "system/grub_entry.h"
 #include "zel/access_control.h"
 #include "zel/tracelog.h"
 
 namespace {
 
-namespace access = zel::access;
-using access::BootDevice;
+namespace settings = zel::settings;
+namespace bmc = zel::bmc;
+using bmc::BootDevice;
 
 constexpr const char* kKey = "SOFTWARE/QUD/ZELAgent/Maintenance";
 constexpr const char* kTarget = "Target";
@@ -34,8 +35,8 @@ using Target = std::variant<NoTarget, BootDevice, GrubEntry>;
 /// Nothing when the registry cannot be read.
 std::optional<Target> read_target() {
     constexpr std::string_view kGrub = "grub:";
-    if (!access::registry_readable()) return std::nullopt;
-    const std::string text = access::read_text(kKey, kTarget, "");
+    if (!settings::registry_readable()) return std::nullopt;
+    const std::string text = settings::read_text(kKey, kTarget, "");
     if (text.empty()) return NoTarget{};
     if (text == "ipmi:diag") return BootDevice::diagnostic;
     if (text == "ipmi:safe") return BootDevice::safe;
@@ -48,9 +49,9 @@ std::optional<Target> read_target() {
 /// Whether the next boot goes to the target. Nothing when that cannot be read.
 struct IsOn {
     std::optional<bool> operator()(NoTarget) const { return false; }
-    std::optional<bool> operator()(BootDevice device) const { return access::boots_from(device); }
+    std::optional<bool> operator()(BootDevice device) const { return bmc::boots_from(device); }
     std::optional<bool> operator()(const GrubEntry& entry) const {
-        const auto next = access::next_grub_entry();
+        const auto next = zel::system::next_grub_entry();
         if (!next) return std::nullopt;
         return *next == entry.name;
     }
@@ -61,11 +62,11 @@ struct Switch {
     bool on;
 
     bool operator()(NoTarget) const { return false; }
-    bool operator()(BootDevice device) const { return access::set_boot_device(device, on); }
+    bool operator()(BootDevice device) const { return bmc::set_boot_device(device, on); }
     bool operator()(const GrubEntry& entry) const {
-        if (on) return access::set_next_grub_entry(entry.name);
+        if (on) return zel::system::set_next_grub_entry(entry.name);
         const auto before = IsOn{}(entry);
-        return before && (!*before || access::set_next_grub_entry(""));
+        return before && (!*before || zel::system::set_next_grub_entry(""));
     }
 };
 
@@ -77,7 +78,7 @@ extern "C" int GetInstallStatus(void) try {
     if (!target) return kUnknown;
     if (std::holds_alternative<NoTarget>(*target)) return 0;
     const auto* device = std::get_if<BootDevice>(&*target);
-    return !device || access::boots_from(*device) ? 1 : kUnknown;
+    return !device || bmc::boots_from(*device) ? 1 : kUnknown;
 } catch (...) {
     return -1;
 }
@@ -99,7 +100,7 @@ extern "C" int MOVALSetMode(int mode, int flag) try {
     const auto target = read_target();
     if (!target || !std::visit(Switch{on}, *target)) return kNotSet;
     const std::uint32_t immediate = mode == MOVAL_MODE_ON_REBOOT ? 1 : 0;
-    return access::write_values(kKey, std::array{zel::store::registry::Entry{kImmediate, immediate}})
+    return settings::write_values(kKey, std::array{zel::store::registry::Entry{kImmediate, immediate}})
                ? 0
                : kNotSet;
 } catch (...) {

@@ -5,17 +5,18 @@
 #include <atomic>
 #include <string>
 
-#include "cpu_count.h"
-#include "cpu_settings.h"
-#include "registry_values.h"
-#include "service_client.h"
+#include "client/service_client.h"
+#include "settings/cpu_settings.h"
+#include "settings/registry_values.h"
 #include "store/registry.h"
+#include "system/cpu_count.h"
 #include "zel/access_monitor.h"
 #include "zel/tracelog.h"
 
 namespace {
 
-namespace access = zel::access;
+namespace settings = zel::settings;
+namespace client = zel::client;
 namespace registry = zel::store::registry;
 
 constexpr const char* kKey = "SOFTWARE/QUD/ZELAgent/CPU";
@@ -30,7 +31,7 @@ constexpr int kLongestCycle = 365 * 24 * 3600;
 std::atomic<int> counted_cpus = 0;
 
 int count_anew() {
-    return counted_cpus = access::count_cpus();
+    return counted_cpus = zel::system::count_cpus();
 }
 
 bool row_exists(int row) {
@@ -39,7 +40,7 @@ bool row_exists(int row) {
 }
 
 std::string row_key(int row) {
-    return std::string(kKey) + '/' + access::cpu_row_name(row);
+    return std::string(kKey) + '/' + settings::cpu_row_name(row);
 }
 
 /// A number between `least` and `greatest`; the fallback when it is missing, or (traced) not such a number.
@@ -58,14 +59,14 @@ int read_number(const std::string& key, const char* name, int least, int greates
 }
 
 CpuCycleRecord read_cycle() {
-    return {read_number(kKey, access::kCpuInterval, 1, kLongestInterval, kDefaultInterval),
-            read_number(kKey, access::kCpuCycle, 1, kLongestCycle, kDefaultCycle)};
+    return {read_number(kKey, settings::kCpuInterval, 1, kLongestInterval, kDefaultInterval),
+            read_number(kKey, settings::kCpuCycle, 1, kLongestCycle, kDefaultCycle)};
 }
 
 /// What a row starts from.
 CpuThresholdRow default_row(int row) {
     CpuThresholdRow result{};
-    for (const auto& value : access::kCpuRowValues)
+    for (const auto& value : settings::kCpuRowValues)
         result.*value.field = value.fallback;
     // The whole machine is watched until somebody says otherwise; single CPUs are not.
     if (row == 0) result.enable = 1;
@@ -75,7 +76,7 @@ CpuThresholdRow default_row(int row) {
 CpuThresholdRow read_row(int row) {
     CpuThresholdRow result = default_row(row);
     const std::string key = row_key(row);
-    for (const auto& value : access::kCpuRowValues)
+    for (const auto& value : settings::kCpuRowValues)
         result.*value.field = read_number(key, value.name, 0, value.greatest, result.*value.field);
     return result;
 }
@@ -85,7 +86,7 @@ CpuThresholdRow read_row(int row) {
 bool stands_already(int row, const CpuThresholdRow& values) {
     if (registry::check() != zel::store::Status::ok) return false;
     const CpuThresholdRow defaults = default_row(row);
-    return std::ranges::all_of(access::kCpuRowValues, [&, key = row_key(row)](const auto& value) {
+    return std::ranges::all_of(settings::kCpuRowValues, [&, key = row_key(row)](const auto& value) {
         const auto stored = registry::get(key, value.name);
         if (!stored) return values.*value.field == defaults.*value.field;
         const auto* number = std::get_if<std::uint32_t>(&*stored);
@@ -95,15 +96,15 @@ bool stands_already(int row, const CpuThresholdRow& values) {
 
 /// Writes the values of one key and has the service take them up.
 bool write(const std::string& key, std::span<const registry::Entry> values) {
-    if (!access::write_values(key.c_str(), values)) return false;
-    access::notify("reset cpu");  // a missing service reads the settings when it starts
+    if (!settings::write_values(key.c_str(), values)) return false;
+    client::notify("reset cpu");  // a missing service reads the settings when it starts
     return true;
 }
 
 }  // namespace
 
 extern "C" int GetCpuDataFromRegistry(CpuSettingsRecord* settings) try {
-    if (!settings || !access::registry_readable()) return 1;
+    if (!settings || !settings::registry_readable()) return 1;
     const CpuCycleRecord cycle = read_cycle();
     const CpuThresholdRow total = read_row(0);
     *settings = {.samplingInterval = cycle.samplingInterval,
@@ -122,7 +123,7 @@ extern "C" int GetCpuDataFromRegistry(CpuSettingsRecord* settings) try {
 }
 
 extern "C" int GetCpuThreshold(int row, CpuThresholdRow* out) try {
-    if (!out || !row_exists(row) || !access::registry_readable()) return 0;
+    if (!out || !row_exists(row) || !settings::registry_readable()) return 0;
     *out = read_row(row);
     return 1;
 } catch (...) {
@@ -145,8 +146,8 @@ extern "C" int PutCpuThreshold(int row, const CpuThresholdRow* values) try {
     // With hundreds of CPUs, most rows of a table that is saved are as they were.
     if (stands_already(row, *values)) return 1;
     std::vector<registry::Entry> entries;
-    entries.reserve(access::kCpuRowValues.size());
-    for (const auto& value : access::kCpuRowValues) {
+    entries.reserve(settings::kCpuRowValues.size());
+    for (const auto& value : settings::kCpuRowValues) {
         entries.push_back({value.name, static_cast<std::uint32_t>(values->*value.field)});
     }
     return write(row_key(row), entries) ? 1 : 0;
@@ -160,8 +161,8 @@ extern "C" int PutCycletoReg(const CpuCycleRecord* cycle) try {
         return 0;
     }
     const std::array entries{
-        registry::Entry{access::kCpuInterval, static_cast<std::uint32_t>(cycle->samplingInterval)},
-        registry::Entry{access::kCpuCycle, static_cast<std::uint32_t>(cycle->cycleSeconds)}};
+        registry::Entry{settings::kCpuInterval, static_cast<std::uint32_t>(cycle->samplingInterval)},
+        registry::Entry{settings::kCpuCycle, static_cast<std::uint32_t>(cycle->cycleSeconds)}};
     return write(kKey, entries) ? 1 : 0;
 } catch (...) {
     return 0;

@@ -11,24 +11,25 @@
 #include <utility>
 #include <vector>
 
-#include "filesystem_settings.h"
-#include "mount_probe.h"
-#include "mounts.h"
-#include "reset_service.h"
+#include "client/reset_service.h"
+#include "settings/filesystem_settings.h"
+#include "system/mount_probe.h"
+#include "system/mounts.h"
 #include "zel/access_monitor.h"
 #include "zel/tracelog.h"
 
 namespace {
 
-namespace access = zel::access;
-using access::FsSettings;
+namespace settings = zel::settings;
+namespace client = zel::client;
+using settings::FsSettings;
 
 constexpr int kDone = 0;
 constexpr int kNoService = -1;
 /// Longer lists are taken for loops.
 constexpr std::size_t kMostRecords = 100'000;
 
-/// Where each threshold stands in a record, in the order of access::FsLevels.
+/// Where each threshold stands in a record, in the order of settings::FsLevels.
 struct Level {
     std::int32_t FsThresholdRecord::*percent;
     std::int32_t FsThresholdRecord::*space;
@@ -77,23 +78,23 @@ bool is_finite(const FsThresholdRecord* head) {
 }
 
 bool is_interval(int cycle) {
-    return cycle >= 1 && cycle <= access::kLongestInterval;
+    return cycle >= 1 && cycle <= settings::kLongestInterval;
 }
 
 using Listed = std::vector<std::pair<std::string, FsSettings>>;
 
 /// Of `mounts` those that can be listed: they answer, and unless somebody saved their path have a capacity.
-std::vector<access::Mount> ask_candidates(std::vector<access::Mount> mounts,
-                                          const access::SavedPaths& saved) {
-    std::erase_if(mounts, [&](const auto& mount) { return !access::is_candidate(mount, saved); });
-    std::vector<access::Mount> answered = access::ask_mounts(mounts);
+std::vector<zel::system::Mount> ask_candidates(std::vector<zel::system::Mount> mounts,
+                                               const zel::system::SavedPaths& saved) {
+    std::erase_if(mounts, [&](const auto& mount) { return !zel::system::is_candidate(mount, saved); });
+    std::vector<zel::system::Mount> answered = zel::system::ask_mounts(mounts);
     std::erase_if(answered,
                   [&](const auto& mount) { return !mount.hundredth && !saved.contains(mount.path); });
     return answered;
 }
 
-access::FsSizes sizes_of(const std::vector<access::Mount>& mounts) {
-    access::FsSizes sizes;
+settings::FsSizes sizes_of(const std::vector<zel::system::Mount>& mounts) {
+    settings::FsSizes sizes;
     for (const auto& mount : mounts)
         sizes.insert_or_assign(mount.path, mount.hundredth);
     return sizes;
@@ -101,44 +102,44 @@ access::FsSizes sizes_of(const std::vector<access::Mount>& mounts) {
 
 /// Mounted file systems with their thresholds and the interval; nothing when they cannot be told.
 std::optional<Listed> list_filesystems(int& interval) {
-    const auto mounts = access::read_mounts();
+    const auto mounts = zel::system::read_mounts();
     if (!mounts) return std::nullopt;
-    std::vector<access::Mount> chosen;
-    const auto ask = [&](const access::SavedPaths& saved) {
+    std::vector<zel::system::Mount> chosen;
+    const auto ask = [&](const zel::system::SavedPaths& saved) {
         const auto answered = ask_candidates(*mounts, saved);
-        chosen = access::choose_mounts(answered, saved);
+        chosen = zel::system::choose_mounts(answered, saved);
         return sizes_of(answered);
     };
-    access::FilesystemSettings settings;
-    if (access::read_filesystems(settings, ask) == zel::store::Status::failed) return std::nullopt;
+    settings::FilesystemSettings settings;
+    if (settings::read_filesystems(settings, ask) == zel::store::Status::failed) return std::nullopt;
 
     Listed listed;
     for (const auto& mount : chosen) {
         const auto known = settings.filesystems.find(mount.path);
         listed.emplace_back(mount.path, known != settings.filesystems.end()
                                             ? known->second
-                                            : access::filesystem_defaults(mount.hundredth));
+                                            : settings::filesystem_defaults(mount.hundredth));
     }
     interval = settings.interval;
     return listed;
 }
 
 /// Sizes of those file systems of a list whose free spaces have them for a limit.
-access::FsSizes sizes_for(const FsThresholdRecord* head) {
+settings::FsSizes sizes_for(const FsThresholdRecord* head) {
     std::set<std::string> wanted;
     for (; head; head = head->next) {
         const auto path = head->mode == FS_MODE_SPACE ? path_of(*head) : std::nullopt;
         if (path) wanted.insert(*path);
     }
-    auto mounts = wanted.empty() ? std::nullopt : access::read_mounts();
+    auto mounts = wanted.empty() ? std::nullopt : zel::system::read_mounts();
     if (!mounts) return {};
     std::erase_if(*mounts, [&](const auto& mount) { return !wanted.contains(mount.path); });
-    return sizes_of(access::ask_mounts(*mounts));
+    return sizes_of(zel::system::ask_mounts(*mounts));
 }
 
 /// Wherever something is mounted now.
-access::FoundNames mounted() {
-    const auto mounts = access::read_mounts();
+settings::FoundNames mounted() {
+    const auto mounts = zel::system::read_mounts();
     if (!mounts) return std::nullopt;
     std::set<std::string> paths;
     for (const auto& mount : *mounts) {
@@ -148,17 +149,17 @@ access::FoundNames mounted() {
 }
 
 /// What a caller's list holds; nothing, told in the trace log, when it cannot be saved.
-std::optional<access::FilesystemSettings> from_list(const FsThresholdRecord* head, int cycle) {
+std::optional<settings::FilesystemSettings> from_list(const FsThresholdRecord* head, int cycle) {
     if (!head || !is_finite(head) || !is_interval(cycle)) {
         TraceLog(TRACE_LEVEL_ERROR, "filesystem", __func__, __LINE__, "Refused: no list, or interval %d.",
                  cycle);
         return std::nullopt;
     }
-    access::FilesystemSettings result{.interval = cycle, .filesystems = {}};
+    settings::FilesystemSettings result{.interval = cycle, .filesystems = {}};
     for (; head; head = head->next) {
         FsSettings settings = from_record(*head);
         const auto path = path_of(*head);
-        if (!path || access::judge(settings, std::nullopt) != 0) {
+        if (!path || settings::judge(settings, std::nullopt) != 0) {
             TraceLog(TRACE_LEVEL_ERROR, "filesystem", __func__, __LINE__, "Refused: %s makes no sense.",
                      path ? path->c_str() : "a path");
             return std::nullopt;
@@ -203,13 +204,14 @@ extern "C" int File_ReadThresholdFromFile(FsThresholdRecord* head, int* cycle) t
 
 extern "C" int TestInputFilesysParameter(FsThresholdRecord* head, int cycle) try {
     if (!head || !is_finite(head)) return FS_TEST_FAILED;
-    const access::FsSizes sizes = sizes_for(head);
+    const settings::FsSizes sizes = sizes_for(head);
     int bits = is_interval(cycle) ? 0 : FS_TEST_INTERVAL;
     for (const FsThresholdRecord* record = head; record; record = record->next) {
         const auto path = path_of(*record);
         if (!path) return FS_TEST_FAILED;
         const auto size = sizes.find(*path);
-        bits |= access::judge(from_record(*record), size != sizes.end() ? size->second : access::FsSize());
+        bits |=
+            settings::judge(from_record(*record), size != sizes.end() ? size->second : settings::FsSize());
     }
     return bits;
 } catch (...) {
@@ -218,8 +220,8 @@ extern "C" int TestInputFilesysParameter(FsThresholdRecord* head, int cycle) try
 
 extern "C" int ResetFilesysService(FsThresholdRecord* head, int cycle) try {
     const auto settings = from_list(head, cycle);
-    if (!settings || !access::save_filesystems(*settings, mounted())) return FS_WRITE_FAILED;
-    return access::reset_service("filesystem") ? kDone : kNoService;
+    if (!settings || !settings::save_filesystems(*settings, mounted())) return FS_WRITE_FAILED;
+    return client::reset_service("filesystem") ? kDone : kNoService;
 } catch (...) {
     return FS_WRITE_FAILED;
 }

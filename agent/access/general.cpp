@@ -13,16 +13,18 @@
 #include <string>
 #include <string_view>
 
-#include "agent_config.h"
-#include "communities.h"
-#include "plain_text.h"
-#include "registry_values.h"
+#include "base/plain_text.h"
+#include "settings/registry_values.h"
+#include "store/agent_config.h"
+#include "system/communities.h"
 #include "zel/access_control.h"
 #include "zel/tracelog.h"
 
 namespace {
 
-namespace access = zel::access;
+namespace settings = zel::settings;
+namespace base = zel::base;
+namespace store = zel::store;
 using zel::store::registry::Entry;
 
 constexpr int kDone = 0;
@@ -41,13 +43,13 @@ std::string_view bounded(const char* text, std::size_t most) {
 }
 
 std::string stored_community() {
-    std::string name = access::read_text(kSnmpKey, kCommunity, kDefaultCommunity);
+    std::string name = settings::read_text(kSnmpKey, kCommunity, kDefaultCommunity);
     return name.empty() ? kDefaultCommunity : name;
 }
 
 /// A name as GetCommunityNamefromReg hands it out.
 std::string_view handed_out(std::string_view name) {
-    return access::cut(name, COMMUNITY_REGISTRY_SIZE - 1);
+    return base::cut(name, COMMUNITY_REGISTRY_SIZE - 1);
 }
 
 const CommunityNode* find(const CommunityNode* node, std::string_view name) {
@@ -66,8 +68,8 @@ CommunityNode* append_node(CommunityNode* last) {
 }  // namespace
 
 extern "C" int GetCurrentRackId(char* name256) try {
-    if (!name256 || !access::registry_readable()) return kFailed;
-    access::put(access::read_text(kRackKey, kRackName, ""), {name256, RACK_NAME_SIZE});
+    if (!name256 || !settings::registry_readable()) return kFailed;
+    base::put(settings::read_text(kRackKey, kRackName, ""), {name256, RACK_NAME_SIZE});
     return kDone;
 } catch (...) {
     return kFailed;
@@ -75,21 +77,21 @@ extern "C" int GetCurrentRackId(char* name256) try {
 
 extern "C" int ApplyRackmount(const char* name) try {
     if (!name) return kFailed;
-    const std::string_view fitting = access::cut(bounded(name, RACK_NAME_SIZE), RACK_NAME_SIZE - 1);
-    if (!access::is_plain(fitting)) {
+    const std::string_view fitting = base::cut(bounded(name, RACK_NAME_SIZE), RACK_NAME_SIZE - 1);
+    if (!base::is_plain(fitting)) {
         TraceLog(TRACE_LEVEL_ERROR, "general", __func__, __LINE__, "The rack name is not a plain text.");
         return kFailed;
     }
-    return access::write_values(kRackKey, std::array{Entry{kRackName, std::string(fitting)}}) ? kDone
-                                                                                              : kFailed;
+    return settings::write_values(kRackKey, std::array{Entry{kRackName, std::string(fitting)}}) ? kDone
+                                                                                                : kFailed;
 } catch (...) {
     return kFailed;
 }
 
 extern "C" int GetSnmpFlagsfromReg(SnmpFlags* flags) try {
-    if (!flags || !access::registry_readable()) return kFailed;
-    const bool enable = access::read_number(kSnmpKey, kEnable, access::within<0, 1>, 0) == 1;
-    const bool permit = access::read_number(kSnmpKey, kPermit, access::within<0, 1>, 0) == 1;
+    if (!flags || !settings::registry_readable()) return kFailed;
+    const bool enable = settings::read_number(kSnmpKey, kEnable, settings::within<0, 1>, 0) == 1;
+    const bool permit = settings::read_number(kSnmpKey, kPermit, settings::within<0, 1>, 0) == 1;
     *flags = {.enable = enable, .permit = enable && permit};
     return kDone;
 } catch (...) {
@@ -101,7 +103,7 @@ extern "C" int SetSnmpFlagstoReg(const SnmpFlags* flags) try {
     const bool enable = flags->enable != 0;
     const bool permit = enable && flags->permit != 0;
     const std::array entries{Entry{kEnable, std::uint32_t{enable}}, Entry{kPermit, std::uint32_t{permit}}};
-    return access::write_values(kSnmpKey, entries) ? kDone : kFailed;
+    return settings::write_values(kSnmpKey, entries) ? kDone : kFailed;
 } catch (...) {
     return kFailed;
 }
@@ -111,11 +113,11 @@ extern "C" int GetCommunityNamefromConf(CommunityNode* head) try {
     int count = 0;
     CommunityNode* node = head;
     for (const std::string& name :
-         access::read_communities(access::configured("snmp", "conf", "/etc/snmp/snmpd.conf"))) {
+         zel::system::read_communities(store::configured("snmp", "conf", "/etc/snmp/snmpd.conf"))) {
         if (count > 0) node = append_node(node);
         if (!node) break;
         node->index = count++;
-        access::put(name, node->name);
+        base::put(name, node->name);
     }
     return count;
 } catch (...) {
@@ -123,8 +125,8 @@ extern "C" int GetCommunityNamefromConf(CommunityNode* head) try {
 }
 
 extern "C" int GetCommunityNamefromReg(char* name32) try {
-    if (!name32 || !access::registry_readable()) return kFailed;
-    access::put(stored_community(), {name32, COMMUNITY_REGISTRY_SIZE});
+    if (!name32 || !settings::registry_readable()) return kFailed;
+    base::put(stored_community(), {name32, COMMUNITY_REGISTRY_SIZE});
     return kDone;
 } catch (...) {
     return kFailed;
@@ -132,14 +134,14 @@ extern "C" int GetCommunityNamefromReg(char* name32) try {
 
 extern "C" int SetCommunityNametoReg(const char* name) try {
     if (!name) return kFailed;
-    const std::string_view whole = bounded(name, access::kLongestCommunity + 1);
-    if (whole.empty() || whole.size() > access::kLongestCommunity || !access::is_plain(whole)) {
+    const std::string_view whole = bounded(name, zel::system::kLongestCommunity + 1);
+    if (whole.empty() || whole.size() > zel::system::kLongestCommunity || !base::is_plain(whole)) {
         TraceLog(TRACE_LEVEL_ERROR, "general", __func__, __LINE__,
                  "A community name that is empty, too long or not a plain text is refused.");
         return kFailed;
     }
-    return access::write_values(kSnmpKey, std::array{Entry{kCommunity, std::string(whole)}}) ? kDone
-                                                                                             : kFailed;
+    return settings::write_values(kSnmpKey, std::array{Entry{kCommunity, std::string(whole)}}) ? kDone
+                                                                                               : kFailed;
 } catch (...) {
     return kFailed;
 }

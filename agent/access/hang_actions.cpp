@@ -2,13 +2,14 @@
 // Shutdown and watchdog settings. The service arms the timer, not these calls: it is told of each change.
 #include <cstring>
 
-#include "hang_settings.h"
-#include "service_client.h"
+#include "client/service_client.h"
+#include "settings/hang_settings.h"
 #include "zel/access_control.h"
 
 namespace {
 
-namespace access = zel::access;
+namespace settings = zel::settings;
+namespace client = zel::client;
 
 constexpr int kSaved = 0;
 constexpr int kNotSaved = 1;
@@ -26,22 +27,22 @@ int hand_out(const std::optional<Record>& settings, const Values& values, Record
 }  // namespace
 
 extern "C" int GetAllofShutDown(ShutdownRecord* record) try {
-    return hand_out(access::read_shutdown(), access::kShutdownValues, record);
+    return hand_out(settings::read_shutdown(), settings::kShutdownValues, record);
 } catch (...) {
     return 0;
 }
 
 extern "C" int SetAllofShutDown(ShutdownRecord* record) try {
-    if (!record || !access::write_shutdown(*record)) return kNotSaved;
-    access::notify("reset shutdown");  // a missing service reads the settings when it starts
+    if (!record || !settings::write_shutdown(*record)) return kNotSaved;
+    client::notify("reset shutdown");  // a missing service reads the settings when it starts
     return kSaved;
 } catch (...) {
     return kNotSaved;
 }
 
 extern "C" int GetAllofWDT(WdtRecord* record) try {
-    const auto settings = access::read_watchdog();
-    if (!hand_out(settings, access::kWatchdogValues, record)) return 0;
+    const auto settings = settings::read_watchdog();
+    if (!hand_out(settings, settings::kWatchdogValues, record)) return 0;
     record->library = settings->library;
     return 1;
 } catch (...) {
@@ -49,23 +50,25 @@ extern "C" int GetAllofWDT(WdtRecord* record) try {
 }
 
 extern "C" int SetAllofWDT(WdtRecord* record) try {
-    if (!record || !access::write_watchdog(*record)) return kNotSaved;
-    access::notify("reset watchdog");
+    if (!record || !settings::write_watchdog(*record)) return kNotSaved;
+    client::notify("reset watchdog");
     return kSaved;
 } catch (...) {
     return kNotSaved;
 }
 
 extern "C" int GetTimeoutAct(int* when, int* after, uint64_t code) {
-    if (!when || !after || !access::is_action_code(code)) return 0;
-    *when = (code & access::kInterruptBefore) != 0 ? 1 : 0;
-    *after = static_cast<int>(code & access::kAfterMask);
+    if (!when || !after || !settings::is_action_code(code)) return 0;
+    *when = (code & settings::kInterruptBefore) != 0 ? 1 : 0;
+    *after = static_cast<int>(code & settings::kAfterMask);
     return 1;
 }
 
 extern "C" int SetTimeoutAct(int when, int after, void* code) {
-    if (!code || when < 0 || when > 1 || after < 0 || after > static_cast<int>(access::kAfterMask)) return 0;
-    const std::uint32_t made = (when == 1 ? access::kInterruptBefore : 0) | static_cast<std::uint32_t>(after);
+    if (!code || when < 0 || when > 1 || after < 0 || after > static_cast<int>(settings::kAfterMask))
+        return 0;
+    const std::uint32_t made =
+        (when == 1 ? settings::kInterruptBefore : 0) | static_cast<std::uint32_t>(after);
     std::memcpy(code, &made, sizeof made);
     return 1;
 }

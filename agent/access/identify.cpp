@@ -3,14 +3,14 @@
 #include <array>
 #include <exception>
 
-#include "controller_visit.h"
+#include "bmc/controller_visit.h"
 #include "zel/access_control.h"
 #include "zel/tracelog.h"
 
 extern "C" int ZELChassisIdentify_V15(uint8_t* interval) try {
     constexpr std::uint8_t kChassisIdentify = 0x04;
     if (!interval) return CHASSIS_IDENTIFY_FAILED;
-    const zel::access::ControllerVisit visit;
+    const zel::bmc::ControllerVisit visit;
     const auto reply =
         zel::bmc::controller().request(0, zel::bmc::kChassis, kChassisIdentify, std::array{*interval});
     if (reply && reply->ok()) return 0;

@@ -2,16 +2,17 @@
 // Network interfaces: settings in the registry.
 #include <vector>
 
-#include "lan_settings.h"
-#include "service_client.h"
+#include "client/service_client.h"
+#include "settings/lan_settings.h"
 #include "zel/access_monitor.h"
 
 namespace {
-namespace access = zel::access;
+namespace settings = zel::settings;
+namespace client = zel::client;
 }  // namespace
 
 extern "C" int GetLanDataFromRegistry(LanSettingsRecord* r) try {
-    const auto settings = access::read_lan();
+    const auto settings = settings::read_lan();
     if (!r || !settings) return 1;
     *r = *settings;
     return 0;
@@ -21,7 +22,7 @@ extern "C" int GetLanDataFromRegistry(LanSettingsRecord* r) try {
 
 extern "C" int TestInputLanParameter(const LanSettingsRecord* r) {
     int faults = 0;
-    for (const access::LanValue& value : access::kLanValues) {
+    for (const settings::LanValue& value : settings::kLanValues) {
         if (!r || !value.allowed(static_cast<std::uint64_t>(r->*value.field))) faults |= value.bit;
     }
     return faults;
@@ -30,12 +31,12 @@ extern "C" int TestInputLanParameter(const LanSettingsRecord* r) {
 extern "C" int PutLanThreshold(const LanSettingsRecord* r) try {
     if (TestInputLanParameter(r) != 0) return 0;
     std::vector<zel::store::registry::Entry> entries;
-    entries.reserve(access::kLanValues.size());
-    for (const access::LanValue& value : access::kLanValues) {
+    entries.reserve(settings::kLanValues.size());
+    for (const settings::LanValue& value : settings::kLanValues) {
         entries.push_back({value.name, static_cast<std::uint32_t>(r->*value.field)});
     }
-    if (!access::write_values(access::kLanKey, entries)) return 0;
-    access::notify("reset lan");  // a missing service reads the settings when it starts
+    if (!settings::write_values(settings::kLanKey, entries)) return 0;
+    client::notify("reset lan");  // a missing service reads the settings when it starts
     return 1;
 } catch (...) {
     return 0;

@@ -2,23 +2,24 @@
 // RAID controllers: the interval of their threshold file.
 #include <cstring>
 
-#include "raid_settings.h"
-#include "reset_service.h"
-#include "threshold_file.h"
+#include "client/reset_service.h"
+#include "settings/raid_settings.h"
+#include "settings/threshold_file.h"
 #include "zel/access_monitor.h"
 
 namespace {
-namespace access = zel::access;
+namespace settings = zel::settings;
+namespace client = zel::client;
 using zel::store::Status;
 }  // namespace
 
 extern "C" int Mylex_ReadThresholdFromFile(void* block924) try {
     if (!block924) return MYLEX_READ_FAILED;
     MylexThresholdBlock block{};
-    Status status = access::read_raid(block.interval);
+    Status status = settings::read_raid(block.interval);
     // Made on the first look, so that it is there to be edited.
     if (status == Status::not_found) {
-        status = access::save_raid(block.interval) ? Status::ok : Status::failed;
+        status = settings::save_raid(block.interval) ? Status::ok : Status::failed;
     }
     if (status == Status::failed) return MYLEX_NO_FILE;
     if (status != Status::ok) return MYLEX_READ_FAILED;
@@ -29,10 +30,10 @@ extern "C" int Mylex_ReadThresholdFromFile(void* block924) try {
 }
 
 extern "C" int ResetMylexService(int interval) try {
-    if (interval < access::kShortestRaidInterval || interval > access::kLongestInterval)
+    if (interval < settings::kShortestRaidInterval || interval > settings::kLongestInterval)
         return MYLEX_BAD_INTERVAL;
-    if (!access::save_raid(interval)) return MYLEX_WRITE_FAILED;
-    return access::reset_service("raid") ? 0 : MYLEX_NO_SERVICE;
+    if (!settings::save_raid(interval)) return MYLEX_WRITE_FAILED;
+    return client::reset_service("raid") ? 0 : MYLEX_NO_SERVICE;
 } catch (...) {
     return MYLEX_WRITE_FAILED;
 }

@@ -6,17 +6,17 @@
 #include <span>
 #include <vector>
 
+#include "bmc/controller_visit.h"
 #include "bmc/sensor_list.h"
-#include "controller_visit.h"
-#include "sensors_monitoring.h"
-#include "sensors_state.h"
+#include "bmc/sensor_registry.h"
+#include "bmc/sensors_state.h"
 #include "store/registry.h"
 #include "zel/access_ipmi.h"
 #include "zel/tracelog.h"
 
 namespace {
 
-using namespace zel::access;
+using namespace zel::bmc;
 namespace bmc = zel::bmc;
 
 constexpr const char* kModule = "sensors";

@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "store/paths.h"
+#include "base/paths.h"
 #include "zel/smbios.h"
 #include "zel/tracelog.h"
 
@@ -39,7 +39,7 @@ bool bind(void* library, const char* name, Function*& entry) {
 extern "C" int load_libzelsmbios(SmbiosTable* table) try {
     if (!table) return -1;
     *table = {};
-    const std::string own = zel::store::agent_dir() + "/lib/" + kLibrary;
+    const std::string own = zel::base::agent_dir() + "/lib/" + kLibrary;
     const bool have_own = ::access(own.c_str(), F_OK) == 0;
     Library library(::dlopen(have_own ? own.c_str() : kLibrary, RTLD_NOW | RTLD_LOCAL));
     if (!library) {

@@ -13,9 +13,9 @@
 #include <string>
 #include <string_view>
 
-#include "service_client.h"
+#include "base/paths.h"
+#include "client/service_client.h"
 #include "store/key_file.h"
-#include "store/paths.h"
 #include "zel/access_monitor.h"
 #include "zel/tracelog.h"
 
@@ -26,10 +26,10 @@ namespace store = zel::store;
 /// Reads agent.conf; a missing one is empty, and so is one that does not parse (which is traced): a slip of
 /// an editor must not keep an administrator from the tool.
 store::Status read_config(store::KeyFile& config) {
-    const store::Status status = store::read_key_file(store::config_file(), config);
+    const store::Status status = store::read_key_file(zel::base::config_file(), config);
     if (status == store::Status::not_found) return store::Status::ok;
     if (status != store::Status::ok) {
-        TraceLog(TRACE_LEVEL_ERROR, "startup", __func__, __LINE__, "%s %s.", store::config_file().c_str(),
+        TraceLog(TRACE_LEVEL_ERROR, "startup", __func__, __LINE__, "%s %s.", zel::base::config_file().c_str(),
                  status == store::Status::corrupt ? "does not parse" : "cannot be read");
     }
     return status;
@@ -71,7 +71,7 @@ extern "C" int call_zel_is_ft(void) try {
 extern "C" int CheckNTserverReady(void) try {
     constexpr std::chrono::seconds kPatience{1};
     errno = 0;  // what talking to the service leaves there is for the caller
-    const auto answer = zel::access::request("ping", std::chrono::steady_clock::now() + kPatience);
+    const auto answer = zel::client::request("ping", std::chrono::steady_clock::now() + kPatience);
     return answer.text.starts_with("ok ZELntserver ") ? 0 : -1;
 } catch (...) {
     return -1;
@@ -89,7 +89,7 @@ extern "C" int GetQudHwidFor38(HwIdRecord* record) {
 
 extern "C" int GetZelRootPath(char* buffer, int size) try {
     if (!buffer || size < 1) return 0;
-    const std::string& path = store::agent_dir();
+    const std::string& path = zel::base::agent_dir();
     const bool fits = path.size() < static_cast<std::size_t>(size);
     buffer[fits ? path.copy(buffer, path.size()) : 0] = '\0';
     return fits ? 1 : 0;

@@ -9,16 +9,17 @@
 #include <string>
 #include <vector>
 
-#include "disks.h"
-#include "reset_service.h"
-#include "storage_settings.h"
+#include "client/reset_service.h"
+#include "settings/storage_settings.h"
+#include "system/disks.h"
 #include "zel/access_monitor.h"
 #include "zel/tracelog.h"
 
 namespace {
 
-namespace access = zel::access;
-using access::StorageItems;
+namespace settings = zel::settings;
+namespace client = zel::client;
+using settings::StorageItems;
 
 constexpr const char* kResource = "storage";
 constexpr int kDone = 0;
@@ -51,26 +52,26 @@ class Rows {
 };
 
 /// Adds one row of a caller's tables; false when its name or its thresholds cannot be saved.
-bool add_row(access::StorageSettings& settings, std::span<const char, STORAGE_NAME_SIZE> name,
+bool add_row(settings::StorageSettings& settings, std::span<const char, STORAGE_NAME_SIZE> name,
              std::span<const StorageThresholdItem, STORAGE_ERROR_KINDS> values) {
     const std::size_t length = ::strnlen(name.data(), name.size());
     StorageItems items{};
     std::ranges::copy(values, items.begin());
-    const bool valid = length > 0 && length < name.size() && access::are_valid(items);
+    const bool valid = length > 0 && length < name.size() && settings::are_valid(items);
     if (valid) settings.devices.insert_or_assign(std::string(name.data(), length), items);
     return valid;
 }
 
 /// What a caller's tables hold; nothing, told in the trace log, when they cannot be saved.
-std::optional<access::StorageSettings> from_tables(int interval, int count, const char (*names)[30],
-                                                   const StorageThresholdItem (*values)[4]) {
-    if (interval < 1 || interval > access::kLongestInterval || count < 0 || count > STORAGE_DEVICES_MAX ||
+std::optional<settings::StorageSettings> from_tables(int interval, int count, const char (*names)[30],
+                                                     const StorageThresholdItem (*values)[4]) {
+    if (interval < 1 || interval > settings::kLongestInterval || count < 0 || count > STORAGE_DEVICES_MAX ||
         (count > 0 && (!names || !values))) {
         TraceLog(TRACE_LEVEL_ERROR, "storage", __func__, __LINE__, "Refused: interval %d, %d devices.",
                  interval, count);
         return std::nullopt;
     }
-    access::StorageSettings settings{.interval = interval, .devices = {}};
+    settings::StorageSettings settings{.interval = interval, .devices = {}};
     for (int row = 0; row < count; ++row) {
         if (add_row(settings, names[row], values[row])) continue;
         TraceLog(TRACE_LEVEL_ERROR, "storage", __func__, __LINE__, "Refused: row %d makes no sense.", row);
@@ -85,15 +86,15 @@ extern "C" int ReadThresholdFromFile(int* interval, int* count, char (*HD)[30],
                                      StorageThresholdItem (*value)[4]) try {
     if (!interval || !count || !HD || !value) return 0;
     *count = 0;
-    access::StorageSettings settings;
-    const auto disks = access::list_disks();
-    if (!disks || access::read_storage(settings) == zel::store::Status::failed) return 0;
+    settings::StorageSettings settings;
+    const auto disks = zel::system::list_disks();
+    if (!disks || settings::read_storage(settings) == zel::store::Status::failed) return 0;
     Rows::keep(*disks);
     *interval = settings.interval;
     for (std::size_t row = 0; row < disks->size(); ++row) {
         const std::string& name = disks->at(row);
         const auto saved = settings.devices.find(name);
-        std::ranges::copy(saved != settings.devices.end() ? saved->second : access::storage_defaults(),
+        std::ranges::copy(saved != settings.devices.end() ? saved->second : settings::storage_defaults(),
                           value[row]);
         HD[row][name.copy(HD[row], STORAGE_NAME_SIZE - 1)] = '\0';
     }
@@ -106,10 +107,10 @@ extern "C" int ReadThresholdFromFile(int* interval, int* count, char (*HD)[30],
 extern "C" int WriteThreshold(int interval, int count, char (*HD)[30], StorageThresholdItem (*value)[4]) try {
     const auto settings = from_tables(interval, count, HD, value);
     if (!settings) return STORAGE_WRITE_FAILED;
-    access::FoundNames found;
-    if (const auto disks = access::list_disks()) found.emplace(disks->begin(), disks->end());
-    if (!access::save_storage(*settings, found)) return STORAGE_WRITE_FAILED;
-    return access::reset_service(kResource) ? kDone : STORAGE_NO_SERVICE;
+    settings::FoundNames found;
+    if (const auto disks = zel::system::list_disks()) found.emplace(disks->begin(), disks->end());
+    if (!settings::save_storage(*settings, found)) return STORAGE_WRITE_FAILED;
+    return client::reset_service(kResource) ? kDone : STORAGE_NO_SERVICE;
 } catch (...) {
     return STORAGE_WRITE_FAILED;
 }
@@ -121,8 +122,8 @@ extern "C" int ResetStorageService(int deviceNumber) try {
         TraceLog(TRACE_LEVEL_ERROR, "storage", __func__, __LINE__, "There is no device %d.", deviceNumber);
         return STORAGE_WRITE_FAILED;
     }
-    const std::string request = std::string(kResource) + ' ' + access::escape_name(*name);
-    return access::reset_service(request) ? kDone : STORAGE_NO_SERVICE;
+    const std::string request = std::string(kResource) + ' ' + settings::escape_name(*name);
+    return client::reset_service(request) ? kDone : STORAGE_NO_SERVICE;
 } catch (...) {
     return STORAGE_NO_SERVICE;
 }
@@ -133,7 +134,7 @@ extern "C" int SetDefaultStorageService(int interval, int count, char (*HD)[30],
         return STORAGE_WRITE_FAILED;
     StorageItems before{};
     std::ranges::copy(std::span(value[device]), before.begin());
-    std::ranges::copy(access::storage_defaults(), value[device]);
+    std::ranges::copy(settings::storage_defaults(), value[device]);
     const int result = WriteThreshold(interval, count, HD, value);
     if (result == STORAGE_WRITE_FAILED) std::ranges::copy(before, value[device]);
     return result;

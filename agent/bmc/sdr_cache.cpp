@@ -6,13 +6,13 @@
 #include <charconv>
 #include <cstring>
 
+#include "base/file_io.h"
+#include "base/own_folder.h"
+#include "base/paths.h"
 #include "controller_guid.h"
 #include "reading_factors.h"
 #include "request_limit.h"
-#include "store/file_io.h"
 #include "store/key_file.h"
-#include "store/own_folder.h"
-#include "store/paths.h"
 #include "zel/tracelog.h"
 
 namespace zel::bmc {
@@ -33,7 +33,7 @@ std::string cache_path(const std::string& target) {
         if (!std::isalnum(static_cast<unsigned char>(c)) && c != '.') c = '_';
     }
     name.resize(std::min<std::size_t>(name.size(), 200));
-    return store::own_state_folder() + "/sdr/" + name;
+    return base::own_state_folder() + "/sdr/" + name;
 }
 
 /// FNV-1a: finds what a disk or an editor did, and is not meant against more.
@@ -97,10 +97,10 @@ std::optional<SensorRecords> parse(std::string_view text, const std::string& ide
 /// @param guid  Null: whichever stands there.
 std::optional<SensorRecords> load(const std::string& path, const std::string& identity,
                                   const std::string* guid) {
-    const auto file = store::open_own(path);
+    const auto file = base::open_own(path);
     if (!file) return std::nullopt;
     std::string text;
-    if (!store::read_at_most(file.get(), kLargestFile, text)) return std::nullopt;
+    if (!base::read_at_most(file.get(), kLargestFile, text)) return std::nullopt;
     auto known = parse(text, identity);
     if (known && guid && known->guid != *guid) return std::nullopt;
     return known;
@@ -112,8 +112,8 @@ void trace_no_cache(const std::string& path) {
 }
 
 /// An open lock file, so that of several processes one reads the repository and the others wait for its file.
-store::UniqueFd lock(const std::string& path) {
-    auto file = store::take_own_lock(path + ".lock", kLongestLock);
+base::UniqueFd lock(const std::string& path) {
+    auto file = base::take_own_lock(path + ".lock", kLongestLock);
     if (!file) trace_no_cache(path);
     return file;
 }

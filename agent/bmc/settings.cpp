@@ -12,9 +12,9 @@
 #include <cstring>
 #include <string_view>
 
-#include "store/file_io.h"
+#include "base/file_io.h"
+#include "base/paths.h"
 #include "store/key_file.h"
-#include "store/paths.h"
 #include "zel/tracelog.h"
 
 namespace zel::bmc {
@@ -71,7 +71,7 @@ class Reader {
 
     void refuse(const char* key, const char* why = "is not valid") {
         TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "%s: %s of [%s] %s.",
-                 store::config_file().c_str(), key, kGroup, why);
+                 base::config_file().c_str(), key, kGroup, why);
         valid_ = false;
     }
 
@@ -123,7 +123,7 @@ std::string credential() {
 /// Where there is no file to load, the unit hands over an empty line.
 bool holds_password(const std::string& path) {
     char first = '\n';
-    const auto file = path.empty() ? store::UniqueFd() : store::open_file(path, O_RDONLY | O_NOFOLLOW);
+    const auto file = path.empty() ? base::UniqueFd() : base::open_file(path, O_RDONLY | O_NOFOLLOW);
     return file && ::read(file.get(), &first, 1) == 1 && first != '\n';
 }
 
@@ -152,10 +152,10 @@ std::string Settings::target() const {
 
 std::optional<Settings> read_settings() {
     store::KeyFile file;
-    const auto status = store::read_key_file(store::config_file(), file);
+    const auto status = store::read_key_file(base::config_file(), file);
     if (status != store::Status::ok && status != store::Status::not_found) {
         TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "%s cannot be read.",
-                 store::config_file().c_str());
+                 base::config_file().c_str());
         return std::nullopt;
     }
     Settings settings;
@@ -213,9 +213,9 @@ bool Password::wipe_copy_in(std::span<char> memory) const {
 
 bool Password::read(const std::string& path) {
     // No link that somebody else could turn.
-    const auto file = store::open_regular(path, O_NOFOLLOW);
+    const auto file = base::open_regular(path, O_NOFOLLOW);
     struct stat info {};
-    if (!file || ::fstat(file.get(), &info) != 0) return refuse_password(path, store::why_not_opened());
+    if (!file || ::fstat(file.get(), &info) != 0) return refuse_password(path, base::why_not_opened());
     // systemd may give access to a credential by a list, whose mask then stands in the group's place.
     const mode_t closed = path == credential() ? S_IRWXO : S_IRWXG | S_IRWXO;
     if ((info.st_mode & closed) != 0) return refuse_password(path, "open to group or others");

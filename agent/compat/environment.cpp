@@ -6,15 +6,15 @@
 #include <string>
 #include <string_view>
 
+#include "base/paths.h"
 #include "handles.h"
-#include "store/paths.h"
 #include "zel/win32.h"
 
 namespace {
 
 /// The value of a variable, or the text `written` when there is none.
 std::string value_of(const std::string& name, std::string_view written) {
-    if (name == "ZelDir") return zel::store::agent_dir();
+    if (name == "ZelDir") return zel::base::agent_dir();
     const char* const value = secure_getenv(name.c_str());
     return std::string(value == nullptr ? written : value);
 }

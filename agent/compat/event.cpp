@@ -18,8 +18,8 @@
 #include <ctime>
 #include <utility>
 
-#include "store/own_folder.h"
-#include "store/paths.h"
+#include "base/own_folder.h"
+#include "base/paths.h"
 
 namespace zel::compat {
 namespace {
@@ -65,14 +65,14 @@ bool is_name(std::string_view name) {
 }
 
 std::string events_folder() {
-    return store::run_folder() + "/events";
+    return base::run_folder() + "/events";
 }
 
-bool nobody_uses(const store::UniqueFd& file) {
+bool nobody_uses(const base::UniqueFd& file) {
     return flock(file.get(), LOCK_EX | LOCK_NB) == 0;
 }
 
-bool start_anew(const store::UniqueFd& file, bool manual_reset, bool initial) {
+bool start_anew(const base::UniqueFd& file, bool manual_reset, bool initial) {
     const EventRecord record{.magic = event_magic,
                              .manual_reset = manual_reset ? 1U : 0U,
                              .state = initial ? 1U : 0U,
@@ -81,19 +81,19 @@ bool start_anew(const store::UniqueFd& file, bool manual_reset, bool initial) {
            ftruncate(file.get(), sizeof record) == 0;
 }
 
-bool is_ours(const store::UniqueFd& file) {
+bool is_ours(const base::UniqueFd& file) {
     struct stat info {};
     errno = EPERM;
     return file && fstat(file.get(), &info) == 0 && info.st_uid == geteuid();
 }
 
 /// Nobody else can make us wait: a lock on another user's file is had at once or not at all.
-bool become_user(const store::UniqueFd& file) {
+bool become_user(const base::UniqueFd& file) {
     const bool ours = is_ours(file);
-    return store::lock_file(file.get(), LOCK_SH, ours ? longest_wait_for_lock : std::chrono::seconds(0));
+    return base::lock_file(file.get(), LOCK_SH, ours ? longest_wait_for_lock : std::chrono::seconds(0));
 }
 
-std::optional<EventRecord> read_record(const store::UniqueFd& file) {
+std::optional<EventRecord> read_record(const base::UniqueFd& file) {
     EventRecord record{};
     struct stat info {};
     if (fstat(file.get(), &info) != 0) return std::nullopt;
@@ -104,7 +104,7 @@ std::optional<EventRecord> read_record(const store::UniqueFd& file) {
     return valid ? std::optional(record) : std::nullopt;
 }
 
-void remove_if_named(const store::UniqueFd& file, const store::OwnFolder& folder, const std::string& name) {
+void remove_if_named(const base::UniqueFd& file, const base::OwnFolder& folder, const std::string& name) {
     if (folder && folder.still_holds(name, file.get())) folder.remove(name);
 }
 
@@ -115,19 +115,19 @@ Event::Event(bool manual_reset, bool initial) {
     own_.state = initial ? 1 : 0;
 }
 
-Event::Event(store::UniqueFd file, std::string name)
+Event::Event(base::UniqueFd file, std::string name)
     : file_(std::move(file)), name_(std::move(name)), opened_by_(getpid()) {}
 
 Event::~Event() {
     if (!file_) return;
-    const store::ErrnoKeeper keep;
+    const base::ErrnoKeeper keep;
     if (record_ != &own_) munmap(record_, sizeof *record_);
     // A forked child shares our lock; it must not take the event from the process that opened it.
     if (opened_by_ == getpid() && nobody_uses(file_))
-        remove_if_named(file_, store::OwnFolder::open(events_folder()), name_);
+        remove_if_named(file_, base::OwnFolder::open(events_folder()), name_);
 }
 
-std::shared_ptr<Event> Event::attach(store::UniqueFd file, const std::string& name) {
+std::shared_ptr<Event> Event::attach(base::UniqueFd file, const std::string& name) {
     const std::shared_ptr<Event> event(new Event(std::move(file), name));
     if (!read_record(event->file_)) return nullptr;
     void* const mapped =
@@ -140,10 +140,10 @@ std::shared_ptr<Event> Event::attach(store::UniqueFd file, const std::string& na
 std::shared_ptr<Event> Event::create_named(std::string_view name, bool manual_reset, bool initial) {
     if (!is_name(name)) return nullptr;
     const std::string own(name);
-    const auto folder = store::OwnFolder::make(events_folder());
+    const auto folder = base::OwnFolder::make(events_folder());
     if (!folder || !is_ours(folder.readable())) return nullptr;  // another user's: there we make nothing
     for (int attempt = 0; attempt < attempts; ++attempt) {
-        store::UniqueFd file = folder.open_file(own, O_RDWR | O_CREAT, 0600);
+        base::UniqueFd file = folder.open_file(own, O_RDWR | O_CREAT, 0600);
         if (!file) return nullptr;
         if (nobody_uses(file) && !start_anew(file, manual_reset, initial)) return nullptr;
         if (!become_user(file)) return nullptr;
@@ -157,9 +157,9 @@ std::shared_ptr<Event> Event::create_named(std::string_view name, bool manual_re
 std::shared_ptr<Event> Event::open_named(std::string_view name) {
     if (!is_name(name)) return nullptr;
     const std::string own(name);
-    const auto folder = store::OwnFolder::open(events_folder());
+    const auto folder = base::OwnFolder::open(events_folder());
     for (int attempt = 0; folder && attempt < attempts; ++attempt) {
-        store::UniqueFd file = folder.open_file(own, O_RDWR);
+        base::UniqueFd file = folder.open_file(own, O_RDWR);
         if (!file) return nullptr;
         if (nobody_uses(file)) {
             remove_if_named(file, folder, own);

@@ -18,7 +18,7 @@
 #include <string>
 #include <string_view>
 
-#include "store/file_io.h"
+#include "base/file_io.h"
 
 namespace zel::compat {
 
@@ -49,13 +49,13 @@ class Event {
     bool wait(std::uint32_t ms);
 
   private:
-    Event(store::UniqueFd file, std::string name);
-    static std::shared_ptr<Event> attach(store::UniqueFd file, const std::string& name);
+    Event(base::UniqueFd file, std::string name);
+    static std::shared_ptr<Event> attach(base::UniqueFd file, const std::string& name);
     bool take();
 
     EventRecord own_{};
     EventRecord* record_ = &own_;
-    store::UniqueFd file_;
+    base::UniqueFd file_;
     std::string name_;
     pid_t opened_by_ = -1;
 };

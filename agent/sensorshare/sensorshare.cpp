@@ -6,8 +6,8 @@
 
 #include <array>
 
-#include "smbios/tables.h"
 #include "store/registry.h"
+#include "system/smbios_tables.h"
 
 namespace {
 
@@ -21,7 +21,7 @@ constexpr const char* kEnabled = "Enabled";
 constexpr int kNotAvailable = -3;
 
 bool on_blade() {
-    const auto tables = zel::smbios::Tables::read(zel::smbios::tables_folder());
+    const auto tables = zel::system::Tables::read(zel::system::tables_folder());
     return tables && tables->has_blade();
 }
 

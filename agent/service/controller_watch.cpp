@@ -8,8 +8,8 @@
 #include <cstdlib>
 #include <string>
 
-#include "access/sensors_reapply.h"
 #include "bmc/request_limit.h"
+#include "bmc/sensors_reapply.h"
 #include "bmc/settings.h"
 #include "log.h"
 #include "zel/tracelog.h"
@@ -20,7 +20,7 @@ namespace {
 constexpr std::chrono::minutes kPause{1};
 constexpr std::chrono::milliseconds kLongestEnd{1500};
 
-void look(access::ThresholdKeeper& keeper) {
+void look(bmc::ThresholdKeeper& keeper) {
     const auto settings = bmc::read_settings();
     if (!settings || !bmc::is_present(*settings)) return keeper.forget();
     const auto given = keeper.look();
@@ -55,7 +55,7 @@ ControllerWatch::~ControllerWatch() {
 void ControllerWatch::run(const std::stop_token& stop, Shared& shared) try {
     TraceLogSetThrName("controller");
     const bmc::RequestLimit limit(stop);
-    access::ThresholdKeeper keeper(bmc::controller());
+    bmc::ThresholdKeeper keeper(bmc::controller());
     while (!stop.stop_requested()) {
         look(keeper);
         std::unique_lock lock(shared.mutex);

@@ -9,7 +9,7 @@
 namespace zel::service {
 
 /// Looks once a minute whether the management controller's sensors have the thresholds that an administrator
-/// wrote, as access::ThresholdKeeper does. A controller that comes out of a reset gets them back, and so does
+/// wrote, as bmc::ThresholdKeeper does. A controller that comes out of a reset gets them back, and so does
 /// one whose thresholds another program changed, no more often than that. Where agent.conf names no
 /// controller, or there is none, nothing is asked.
 class ControllerWatch {

@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <vector>
 
-#include "access/cpu_settings.h"
 #include "resources.h"
+#include "settings/cpu_settings.h"
 
 namespace zel::service {
 namespace {
@@ -28,11 +28,11 @@ Changes cpu_changes(const CpuSettings& before, const CpuSettings& after) {
     const auto note = [&](const std::string& what, int was, int is) {
         note_change(changes, what, std::to_string(was), std::to_string(is));
     };
-    note(access::kCpuInterval, before.common.samplingInterval, after.common.samplingInterval);
-    note(access::kCpuCycle, before.common.cycleSeconds, after.common.cycleSeconds);
+    note(settings::kCpuInterval, before.common.samplingInterval, after.common.samplingInterval);
+    note(settings::kCpuCycle, before.common.cycleSeconds, after.common.cycleSeconds);
     for (std::size_t row = 0; row < std::min(before.rows.size(), after.rows.size()); ++row) {
-        const std::string name = access::cpu_row_name(static_cast<int>(row));
-        for (const auto& value : access::kCpuRowValues) {
+        const std::string name = settings::cpu_row_name(static_cast<int>(row));
+        for (const auto& value : settings::kCpuRowValues) {
             note(name + ' ' + value.name, before.rows[row].*value.field, after.rows[row].*value.field);
         }
     }

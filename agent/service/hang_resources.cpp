@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "access/hang_settings.h"
 #include "resources.h"
+#include "settings/hang_settings.h"
 
 namespace zel::service {
 namespace {
@@ -18,11 +18,11 @@ constexpr auto changes_of = [](const auto& before, const auto& after) {
 }  // namespace
 
 Reread shutdown_resource() {
-    return rereading(access::read_shutdown, changes_of<access::kShutdownValues>);
+    return rereading(settings::read_shutdown, changes_of<settings::kShutdownValues>);
 }
 
 Reread watchdog_resource() {
-    return rereading(access::read_watchdog, changes_of<access::kWatchdogValues>);
+    return rereading(settings::read_watchdog, changes_of<settings::kWatchdogValues>);
 }
 
 }  // namespace zel::service

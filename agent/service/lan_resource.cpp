@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "access/lan_settings.h"
 #include "resources.h"
+#include "settings/lan_settings.h"
 
 namespace zel::service {
 namespace {
 
 Changes lan_changes(const LanSettingsRecord& before, const LanSettingsRecord& after) {
     Changes changes;
-    for (const access::LanValue& value : access::kLanValues) {
+    for (const settings::LanValue& value : settings::kLanValues) {
         note_change(changes, value.name, std::to_string(before.*value.field),
                     std::to_string(after.*value.field));
     }
@@ -17,7 +17,7 @@ Changes lan_changes(const LanSettingsRecord& before, const LanSettingsRecord& af
 }  // namespace
 
 Reread lan_resource() {
-    return rereading(access::read_lan, lan_changes);
+    return rereading(settings::read_lan, lan_changes);
 }
 
 }  // namespace zel::service

@@ -3,8 +3,8 @@
 
 #include <unistd.h>
 
+#include "base/file_io.h"
 #include "chars/plain.h"
-#include "store/file_io.h"
 #include "zel/tracelog.h"
 
 namespace zel::service {
@@ -12,7 +12,7 @@ namespace zel::service {
 void log(const std::string& line) {
     const std::string shown = chars::escaped(line);
     TraceLog(TRACE_LEVEL_INFO, "service", __func__, __LINE__, "%s", shown.c_str());
-    store::write_all(STDERR_FILENO, shown + '\n');
+    base::write_all(STDERR_FILENO, shown + '\n');
 }
 
 }  // namespace zel::service

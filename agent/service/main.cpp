@@ -15,17 +15,17 @@
 #include <string>
 #include <string_view>
 
-#include "access/service_client.h"
+#include "base/file_io.h"
+#include "base/own_folder.h"
+#include "base/paths.h"
+#include "client/service_client.h"
 #include "controller_watch.h"
 #include "event_watch.h"
 #include "first_values.h"
 #include "log.h"
 #include "resources.h"
 #include "server.h"
-#include "store/file_io.h"
 #include "store/key_file_read.h"
-#include "store/own_folder.h"
-#include "store/paths.h"
 #include "zel/tracelog.h"
 
 namespace zel::service {
@@ -37,13 +37,13 @@ constexpr const char* kUsage =
 
 /// The folder that everybody may look into is made as one that is not: others come in when it is ours.
 bool open_to_everybody(const std::string& folder) {
-    return folder == store::run_folder() || ::chmod(folder.c_str(), 0755) == 0;
+    return folder == base::run_folder() || ::chmod(folder.c_str(), 0755) == 0;
 }
 
 bool make_folders() {
-    const std::string& everybody = store::public_folder();
-    for (const std::string& folder : {store::service_folder(), store::run_folder(), everybody}) {
-        if (store::make_private_dir(folder) && (folder != everybody || open_to_everybody(folder))) continue;
+    const std::string& everybody = base::public_folder();
+    for (const std::string& folder : {base::service_folder(), base::run_folder(), everybody}) {
+        if (base::make_private_dir(folder) && (folder != everybody || open_to_everybody(folder))) continue;
         log(folder + ": " + std::strerror(errno));
         return false;
     }
@@ -52,40 +52,40 @@ bool make_folders() {
 
 /// False, and logged, for root on the installed folders: root would follow what the service's user put there.
 bool is_service_user() {
-    if (store::own_state_folder() == store::service_folder()) return true;
+    if (base::own_state_folder() == base::service_folder()) return true;
     log("the installed service has a user of its own: systemctl start zelntserver");
     return false;
 }
 
 bool may_write_settings() {
-    return ::access(store::settings_folder().c_str(), W_OK) == 0;
+    return ::access(base::settings_folder().c_str(), W_OK) == 0;
 }
 
 /// An administrator may have closed the configuration to others, and so to the service's user.
 void look_at_configuration() {
-    const std::string& path = store::config_file();
+    const std::string& path = base::config_file();
     if (::access(path.c_str(), R_OK) != 0 && errno != ENOENT)
         log(path + ": " + std::strerror(errno) + "; going on without a controller");
 }
 
 /// Makes sure that this is the only service on these folders. No descriptor, and logged, when it is not.
-store::UniqueFd take_lock() {
-    const std::string path = store::run_folder() + "/zelntserver.lock";
-    auto file = store::take_own_lock(path, std::chrono::milliseconds(0));
+base::UniqueFd take_lock() {
+    const std::string path = base::run_folder() + "/zelntserver.lock";
+    auto file = base::take_own_lock(path, std::chrono::milliseconds(0));
     if (file) return file;
     log(errno == ETIMEDOUT ? "ZELntserver is already running" : path + ": " + std::strerror(errno));
     return {};
 }
 
 /// A descriptor that tells of the signals to end and to read everything anew.
-store::UniqueFd redirect_signals() {
+base::UniqueFd redirect_signals() {
     std::signal(SIGPIPE, SIG_IGN);
     sigset_t signals;
     sigemptyset(&signals);
     for (const int one : {SIGTERM, SIGINT, SIGHUP})
         sigaddset(&signals, one);
     sigprocmask(SIG_BLOCK, &signals, nullptr);
-    store::UniqueFd file(::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
+    base::UniqueFd file(::signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK));
     if (!file) log(std::string("signalfd: ") + std::strerror(errno));
     return file;
 }
@@ -118,9 +118,9 @@ int run() {
     if (!is_service_user() || !make_folders()) return 1;
     TraceLogInit(0, "ZELntserver", 0, 5, 0);
     store::tell_unreadable_files_to(log);
-    const store::UniqueFd lock = take_lock();
+    const base::UniqueFd lock = take_lock();
     if (!lock) return 1;
-    const store::UniqueFd signals = redirect_signals();
+    const base::UniqueFd signals = redirect_signals();
     if (!signals) return 1;
     look_at_configuration();
     if (may_write_settings()) write_first_values();
@@ -148,8 +148,8 @@ int prepare() {
 /// Has the running service read all settings anew, and waits until it has.
 int order_reload() {
     constexpr std::chrono::seconds kPatience{10};
-    const auto answer = access::request("reload", std::chrono::steady_clock::now() + kPatience);
-    if (answer.outcome == access::Outcome::ok) return 0;
+    const auto answer = client::request("reload", std::chrono::steady_clock::now() + kPatience);
+    if (answer.outcome == client::Outcome::ok) return 0;
     std::fputs("ZELntserver does not answer\n", stderr);
     return 1;
 }

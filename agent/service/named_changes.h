@@ -5,8 +5,8 @@
 #include <map>
 #include <string>
 
-#include "access/threshold_file.h"
 #include "resources.h"
+#include "settings/threshold_file.h"
 
 namespace zel::service {
 
@@ -25,11 +25,11 @@ void note_named_changes(Changes& changes, const std::map<std::string, Each>& bef
             return;
         }
         if (is == after.end() || (was != before.end() && was->first < is->first)) {
-            changes.push_back(access::escape_name((was++)->first) + " is no longer in the file");
+            changes.push_back(settings::escape_name((was++)->first) + " is no longer in the file");
         } else if (was == before.end() || is->first < was->first) {
-            changes.push_back(access::escape_name((is++)->first) + " is new in the file");
+            changes.push_back(settings::escape_name((is++)->first) + " is new in the file");
         } else {
-            compare(changes, access::escape_name(is->first), was->second, is->second);
+            compare(changes, settings::escape_name(is->first), was->second, is->second);
             ++was;
             ++is;
         }
@@ -42,7 +42,7 @@ template <class Settings, class Things, class Compare>
 Changes interval_and_named_changes(const Settings& before, const Settings& after, Things Settings::*member,
                                    Compare compare) {
     Changes changes;
-    note_change(changes, access::kIntervalKey, std::to_string(before.interval),
+    note_change(changes, settings::kIntervalKey, std::to_string(before.interval),
                 std::to_string(after.interval));
     note_named_changes(changes, before.*member, after.*member, compare);
     return changes;

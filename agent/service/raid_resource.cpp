@@ -1,19 +1,19 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "access/raid_settings.h"
-#include "access/threshold_file.h"
 #include "resources.h"
+#include "settings/raid_settings.h"
+#include "settings/threshold_file.h"
 
 namespace zel::service {
 namespace {
 
 std::optional<int> read_raid() {
     int interval = 0;
-    return access::is_readable(access::read_raid(interval)) ? std::optional(interval) : std::nullopt;
+    return settings::is_readable(settings::read_raid(interval)) ? std::optional(interval) : std::nullopt;
 }
 
 Changes raid_changes(int before, int after) {
     Changes changes;
-    note_change(changes, access::kIntervalKey, std::to_string(before), std::to_string(after));
+    note_change(changes, settings::kIntervalKey, std::to_string(before), std::to_string(after));
     return changes;
 }
 

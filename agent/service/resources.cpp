@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "resources.h"
 
-#include "access/threshold_file.h"
 #include "log.h"
+#include "settings/threshold_file.h"
 #include "store/registry.h"
 
 namespace zel::service {
@@ -25,9 +25,9 @@ std::string take_up(const std::string& name, const Reread& reread) {
 
 /// Starts anew with one thing of a resource.
 std::string start_anew(const std::string& name, std::string_view thing) {
-    const std::string device = access::unescape_name(thing);
+    const std::string device = settings::unescape_name(thing);
     if (name != "storage" || !is_storage_device(device)) return "error no such device";
-    log(name + ": " + access::escape_name(device) + " starts anew");
+    log(name + ": " + settings::escape_name(device) + " starts anew");
     return "ok";
 }
 

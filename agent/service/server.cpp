@@ -12,7 +12,7 @@
 #include <cstring>
 #include <utility>
 
-#include "access/service_client.h"
+#include "client/service_client.h"
 #include "log.h"
 
 namespace zel::service {
@@ -29,7 +29,7 @@ bool is_socket(const std::string& path) {
 }
 
 /// Binds with mode 0600 from the first moment. Called before any other thread runs: the umask is shared.
-bool bind_private(int socket, const access::SocketAddress& address) {
+bool bind_private(int socket, const client::SocketAddress& address) {
     const mode_t former = ::umask(S_IXUSR | S_IRWXG | S_IRWXO);
     const bool bound = ::bind(socket, address.get(), address.size()) == 0;
     ::umask(former);
@@ -48,14 +48,14 @@ bool is_allowed(int socket) {
 Server::Server(std::function<std::string(std::string_view)> answer) : answer_(std::move(answer)) {}
 
 Server::~Server() {
-    if (bound_) ::unlink(access::service_socket_path().c_str());
+    if (bound_) ::unlink(client::service_socket_path().c_str());
 }
 
 bool Server::listen() {
-    const std::string& path = access::service_socket_path();
+    const std::string& path = client::service_socket_path();
     if (is_socket(path)) ::unlink(path.c_str());
-    const auto address = access::SocketAddress::of(path);
-    listener_ = store::UniqueFd(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    const auto address = client::SocketAddress::of(path);
+    listener_ = base::UniqueFd(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     bound_ = address && listener_ && bind_private(listener_.get(), *address);
     if (bound_ && ::listen(listener_.get(), SOMAXCONN) == 0) return true;
     log(path + ": " + std::strerror(errno));
@@ -84,21 +84,21 @@ bool Server::run(int signals, const std::function<bool()>& on_signal) {
 
 /// Answers one request. False when the connection is of no more use.
 bool Server::serve(Client& client) {
-    std::array<char, access::kMaxMessage + 1> buffer{};
+    std::array<char, client::kMaxMessage + 1> buffer{};
     const ssize_t got = ::recv(client.socket.get(), buffer.data(), buffer.size(), MSG_DONTWAIT);
     if (got < 0) return errno == EAGAIN || errno == EINTR;
     if (got == 0) return false;
     client.heard = Clock::now();
     const auto size = static_cast<std::size_t>(got);
     const std::string answer =
-        size > access::kMaxMessage ? "error request too long" : answer_({buffer.data(), size});
+        size > client::kMaxMessage ? "error request too long" : answer_({buffer.data(), size});
     // A client that does not take its answers loses the connection, as one that has gone.
     return ::send(client.socket.get(), answer.data(), answer.size(), MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
 }
 
 void Server::accept_waiting() {
     for (std::size_t i = 0; i < kMaxClients; ++i) {
-        store::UniqueFd socket(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+        base::UniqueFd socket(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
         if (socket) {
             take(std::move(socket));
         } else if (errno == EAGAIN) {
@@ -112,7 +112,7 @@ void Server::accept_waiting() {
 }
 
 /// Adds a client, in place of the one silent for longest when there are too many.
-void Server::take(store::UniqueFd socket) {
+void Server::take(base::UniqueFd socket) {
     if (!is_allowed(socket.get())) return;
     Client client{std::move(socket), Clock::now()};
     if (!serve(client)) return;

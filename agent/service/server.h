@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "store/file_io.h"
+#include "base/file_io.h"
 
 namespace zel::service {
 
@@ -33,18 +33,18 @@ class Server {
   private:
     using Clock = std::chrono::steady_clock;
     struct Client {
-        store::UniqueFd socket;
+        base::UniqueFd socket;
         Clock::time_point heard;
     };
 
     bool serve(Client& client);
     void accept_waiting();
-    void take(store::UniqueFd socket);
+    void take(base::UniqueFd socket);
     void drop_idle();
     [[nodiscard]] int milliseconds_to_wait() const;
 
     std::function<std::string(std::string_view)> answer_;
-    store::UniqueFd listener_;
+    base::UniqueFd listener_;
     bool bound_ = false;
     std::vector<Client> clients_;
     Clock::time_point accept_after_{};

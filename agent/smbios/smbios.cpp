@@ -9,12 +9,12 @@
 #include <mutex>
 #include <optional>
 
-#include "tables.h"
+#include "system/smbios_tables.h"
 
 namespace {
 
 std::mutex guard;
-std::optional<zel::smbios::Tables> tables;
+std::optional<zel::system::Tables> tables;
 
 int count_structures(SmbiosCountRequest& request) {
     constexpr std::size_t kMost = std::numeric_limits<std::uint16_t>::max();
@@ -23,17 +23,17 @@ int count_structures(SmbiosCountRequest& request) {
 }
 
 int describe_structure(SmbiosStructRequest& request) {
-    if (request.type != zel::smbios::kChassis) return -1;
+    if (request.type != zel::system::kChassis) return -1;
     const auto chassis = tables->find(request.type, request.number);
     if (!chassis) return -1;
-    std::memcpy(request.code, zel::smbios::is_blade(*chassis) ? "FE" : "00", sizeof request.code);
+    std::memcpy(request.code, zel::system::is_blade(*chassis) ? "FE" : "00", sizeof request.code);
     return 0;
 }
 
 }  // namespace
 
 extern "C" int zelsmbios_initialise(void) try {
-    auto found = zel::smbios::Tables::read(zel::smbios::tables_folder());
+    auto found = zel::system::Tables::read(zel::system::tables_folder());
     const std::lock_guard lock(guard);
     tables = std::move(found);
     return tables ? 0 : -1;

@@ -15,11 +15,11 @@
 #include <mutex>
 #include <utility>
 
-#include "file_io.h"
+#include "base/file_io.h"
+#include "base/own_folder.h"
+#include "base/paths.h"
 #include "key_file.h"
 #include "key_file_read.h"
-#include "own_folder.h"
-#include "paths.h"
 #include "zel/tracelog.h"
 
 namespace zel::store {
@@ -47,12 +47,12 @@ void tell_unreadable(const std::string& path, const FileStamp& stamp, const std:
         const auto [place, first] = told.try_emplace(path, stamp);
         if (!first && std::exchange(place->second, stamp) == stamp) return;
     }
-    const ErrnoKeeper keep;
+    const base::ErrnoKeeper keep;
     teller.load()(path + ' ' + why + "; reading it as empty.");
 }
 
 /// Removes what killed writers left of the file's replacements.
-void remove_stale_temporaries(const OwnFolder& folder, const std::string& file) {
+void remove_stale_temporaries(const base::OwnFolder& folder, const std::string& file) {
     const std::string prefix = file + std::string(temporary_suffix);
     for (const std::string& name : folder.names().value_or(std::vector<std::string>())) {
         if (!name.starts_with(prefix)) continue;
@@ -76,10 +76,10 @@ bool share_with_group(int file, int folder) {
 /// A synced file beside the one that it is going to replace; removed when it never does.
 class Replacement {
   public:
-    Replacement(const OwnFolder& folder, const std::string& file) : folder_(folder), file_(file) {}
+    Replacement(const base::OwnFolder& folder, const std::string& file) : folder_(folder), file_(file) {}
     ~Replacement() {
         if (name_.empty()) return;
-        const ErrnoKeeper keep;
+        const base::ErrnoKeeper keep;
         folder_.remove(name_);
     }
     Replacement(const Replacement&) = delete;
@@ -87,8 +87,8 @@ class Replacement {
 
     bool write(std::string_view bytes) {
         synced_ = folder_.readable();
-        const UniqueFd file = synced_ ? create() : UniqueFd();
-        return file && share_with_group(file.get(), synced_.get()) && write_all(file.get(), bytes) &&
+        const base::UniqueFd file = synced_ ? create() : base::UniqueFd();
+        return file && share_with_group(file.get(), synced_.get()) && base::write_all(file.get(), bytes) &&
                fsync(file.get()) == 0;
     }
 
@@ -100,9 +100,9 @@ class Replacement {
     }
 
   private:
-    UniqueFd create() {
+    base::UniqueFd create() {
         static std::atomic<unsigned> counter{0};
-        UniqueFd file;
+        base::UniqueFd file;
         // A name may be taken by the leftover of a killed process that had our process number.
         for (int attempt = 0; attempt < 100; ++attempt) {
             std::string name = file_;
@@ -115,24 +115,24 @@ class Replacement {
         return file;
     }
 
-    const OwnFolder& folder_;
+    const base::OwnFolder& folder_;
     const std::string& file_;
     std::string name_;
-    UniqueFd synced_;
+    base::UniqueFd synced_;
 };
 
-UniqueFd lock_for_update(const OwnFolder& folder, const std::string& file) {
+base::UniqueFd lock_for_update(const base::OwnFolder& folder, const std::string& file) {
     const std::string name = file + ".lock";
     for (;;) {
-        UniqueFd lock = folder.open_file(name, O_RDWR | O_CREAT, 0600);
-        if (!lock || !lock_file(lock.get(), LOCK_EX, longest_wait_for_lock)) return {};
+        base::UniqueFd lock = folder.open_file(name, O_RDWR | O_CREAT, 0600);
+        if (!lock || !base::lock_file(lock.get(), LOCK_EX, longest_wait_for_lock)) return {};
         // Somebody tidying the folder may have removed the lock file; then it protects nothing.
         if (folder.still_holds(name, lock.get())) return lock;
     }
 }
 
 /// Gives a file that reads as empty a second name, so that replacing it loses nothing.
-bool keep_aside(const OwnFolder& folder, const std::string& file) {
+bool keep_aside(const base::OwnFolder& folder, const std::string& file) {
     const std::time_t now = std::time(nullptr);
     std::tm local{};
     std::array<char, 32> stamp{};
@@ -157,7 +157,7 @@ bool is_readable_text(const std::string& text) {
 }
 
 /// Reads what stands in an open file, if any.
-Status read_open(const UniqueFd& file, const std::string& path, KeyFile& out, FileStamp& stamp,
+Status read_open(const base::UniqueFd& file, const std::string& path, KeyFile& out, FileStamp& stamp,
                  std::string& text) {
     out = KeyFile();
     stamp = {};
@@ -167,7 +167,8 @@ Status read_open(const UniqueFd& file, const std::string& path, KeyFile& out, Fi
     if (fstat(file.get(), &info) != 0) return Status::failed;
     stamp = stamp_of(info);
     // One byte more than a key file may have, and one more than it has: the end is then seen at once.
-    if (!read_at_most(file.get(), max_key_file_size + 1, text, static_cast<std::size_t>(info.st_size) + 1))
+    if (!base::read_at_most(file.get(), max_key_file_size + 1, text,
+                            static_cast<std::size_t>(info.st_size) + 1))
         return Status::failed;
     std::string fault = too_large(text);
     if (fault.empty() && out.parse(text)) return Status::ok;
@@ -175,8 +176,8 @@ Status read_open(const UniqueFd& file, const std::string& path, KeyFile& out, Fi
     return Status::corrupt;
 }
 
-UniqueFd open_to_read(const std::string& path) {
-    return own_root(path).empty() ? open_regular(path) : open_own(path);
+base::UniqueFd open_to_read(const std::string& path) {
+    return base::own_root(path).empty() ? base::open_regular(path) : base::open_own(path);
 }
 
 }  // namespace
@@ -209,9 +210,9 @@ Status read_key_file(const std::string& path, KeyFile& out) {
 }
 
 Status update_key_file(const std::string& path, const std::function<bool(KeyFile&)>& change) {
-    const auto folder = OwnFolder::make(parent_folder(path));
-    const std::string name = last_name(path);
-    const UniqueFd lock = folder ? lock_for_update(folder, name) : UniqueFd();
+    const auto folder = base::OwnFolder::make(base::parent_folder(path));
+    const std::string name = base::last_name(path);
+    const base::UniqueFd lock = folder ? lock_for_update(folder, name) : base::UniqueFd();
     if (!lock) return Status::failed;
     remove_stale_temporaries(folder, name);
 
@@ -232,8 +233,8 @@ Status update_key_file(const std::string& path, const std::function<bool(KeyFile
 }
 
 bool replace_file(const std::string& path, std::string_view bytes) {
-    const auto folder = OwnFolder::open(parent_folder(path));
-    const std::string name = last_name(path);
+    const auto folder = base::OwnFolder::open(base::parent_folder(path));
+    const std::string name = base::last_name(path);
     if (!folder) return false;
     remove_stale_temporaries(folder, name);
     Replacement replacement(folder, name);

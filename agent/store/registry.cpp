@@ -12,8 +12,8 @@
 #include <unordered_map>
 #include <utility>
 
+#include "base/paths.h"
 #include "key_file_read.h"
-#include "paths.h"
 
 namespace zel::store::registry {
 namespace {
@@ -177,7 +177,7 @@ Status update(const std::function<bool(KeyFile&)>& change) {
 }  // namespace
 
 const std::string& path() {
-    static const std::string& file = *new std::string(settings_folder() + "/registry.conf");
+    static const std::string& file = *new std::string(base::settings_folder() + "/registry.conf");
     return file;
 }
 

@@ -40,19 +40,19 @@ void LogFile::write(std::string_view line, std::time_t second) {
     }
     // A single write: with O_APPEND the lines of several processes do not mix. What does not fit on the disk
     // is lost.
-    if (file_) store::write_all(file_.get(), line);
+    if (file_) base::write_all(file_.get(), line);
 }
 
 void LogFile::reopen() {
     file_.reset();
     // A link, pipe or terminal in its place is left alone.
-    if (const auto folder = store::OwnFolder::make(folder_))
+    if (const auto folder = base::OwnFolder::make(folder_))
         file_ = folder.open_file(name_, O_WRONLY | O_APPEND | O_CREAT, 0600);
 }
 
 void LogFile::check() {
     // The folder anew each time: somebody may have put another in its place.
-    const auto folder = store::OwnFolder::open(folder_);
+    const auto folder = base::OwnFolder::open(folder_);
     struct stat info {};
     if (!file_ || !folder || !folder.still_holds(name_, file_.get())) {
         reopen();
@@ -61,8 +61,8 @@ void LogFile::check() {
     }
 }
 
-void LogFile::rotate(const store::OwnFolder& folder) {
-    const store::UniqueFd lock = folder.readable();
+void LogFile::rotate(const base::OwnFolder& folder) {
+    const base::UniqueFd lock = folder.readable();
     // Whoever does not get the lock goes on writing and looks again later.
     if (!lock || flock(lock.get(), LOCK_EX | LOCK_NB) != 0) return;
     if (folder.still_holds(name_, file_.get())) {

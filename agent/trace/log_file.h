@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-#include "store/file_io.h"
-#include "store/own_folder.h"
+#include "base/file_io.h"
+#include "base/own_folder.h"
 
 namespace zel::trace {
 
@@ -30,11 +30,11 @@ class LogFile {
   private:
     void reopen();
     void check();
-    void rotate(const store::OwnFolder& folder);
+    void rotate(const base::OwnFolder& folder);
 
     std::string folder_;
     std::string name_;
-    store::UniqueFd file_;
+    base::UniqueFd file_;
     std::time_t checked_at_ = 0;
     std::size_t written_since_check_ = 0;
 };

@@ -19,10 +19,10 @@
 #include <string>
 #include <string_view>
 
+#include "base/file_io.h"
+#include "base/paths.h"
 #include "chars/plain.h"
 #include "log_file.h"
-#include "store/file_io.h"
-#include "store/paths.h"
 
 namespace {
 
@@ -177,7 +177,7 @@ bool open_log(const char* program) {
     if (!log.ready) {
         keep_name(log.program, program);
         log.pid = getpid();
-        log.opened = log.file.open(zel::store::own_state_folder() + "/log", log.program.data());
+        log.opened = log.file.open(zel::base::own_state_folder() + "/log", log.program.data());
         log.ready = true;
     }
     return log.opened;
@@ -200,7 +200,7 @@ void write_line(int level, const char* module, const char* function, int number,
 }  // namespace
 
 int TraceLogInit(int /*a*/, const char* program, int /*b*/, int /*c*/, int /*d*/) {
-    const zel::store::ErrnoKeeper keep;
+    const zel::base::ErrnoKeeper keep;
     if (program == nullptr || *program == '\0') return -1;
     try {
         return open_log(program) ? 0 : -1;
@@ -215,7 +215,7 @@ void TraceLogSetThrName(const char* name) {
 
 void TraceLog(int level, const char* module, const char* function, int line, const char* format, ...) {
     if (format == nullptr || !the_log().ready.load(std::memory_order_acquire)) return;
-    const zel::store::ErrnoKeeper keep;
+    const zel::base::ErrnoKeeper keep;
     std::array<char, line_limit> text;
     va_list arguments;
     va_start(arguments, format);

@@ -6,7 +6,7 @@
 #include <chrono>
 #include <csignal>
 
-#include "access/service_client.h"
+#include "client/service_client.h"
 #include "home.h"
 #include "store/registry.h"
 #include "zel/access_control.h"
@@ -26,8 +26,8 @@ TEST(Access, CpuThresholdsAreJudged) {
 
 TEST(Access, HungServiceCountsAsNotRunningAndHoldsNobodyUp) {
     using std::chrono::milliseconds, std::chrono::steady_clock;
-    const auto address = access::SocketAddress::of(access::service_socket_path());
-    const store::UniqueFd hung(::socket(AF_UNIX, SOCK_SEQPACKET, 0));
+    const auto address = client::SocketAddress::of(client::service_socket_path());
+    const base::UniqueFd hung(::socket(AF_UNIX, SOCK_SEQPACKET, 0));
     ASSERT_EQ(::bind(hung.get(), address->get(), address->size()) | ::listen(hung.get(), 1), 0);
     struct sigaction interrupt {};
     interrupt.sa_handler = [](int) {};

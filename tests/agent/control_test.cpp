@@ -5,8 +5,8 @@
 
 #include <cstdlib>
 
+#include "base/file_io.h"
 #include "home.h"
-#include "store/file_io.h"
 #include "zel/access_control.h"
 #include "zel/access_monitor.h"
 #include "zel/tracelog.h"
@@ -19,7 +19,7 @@ class Control : public ::testing::Test {
   protected:
     void SetUp() override {
         fs::create_directories(home("snmp/d"));
-        write_text(zel::store::config_file(), "[snmp]\nconf=" + home("snmp/snmpd.conf") + '\n');
+        write_text(zel::base::config_file(), "[snmp]\nconf=" + home("snmp/snmpd.conf") + '\n');
     }
     static void registry(const std::string& key, const std::string& values) {
         write_text(state("registry.conf"), "[SOFTWARE/QUD/ZELAgent/" + key + "]\n" + values);
@@ -143,7 +143,7 @@ TEST_F(Control, ABootLoadersProgramThatOthersCouldChangeIsNotRun) {
 TEST_F(Control, WhatIsNoFileIsNotEvenOpened) {
     write_text(home("snmp/snmpd.conf"), "includeFile in.conf\n");
     registry("Maintenance", "Target=sz:grub:Rescue\n");
-    const zel::store::UniqueFd watch(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    const zel::base::UniqueFd watch(inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
     for (const std::string& path : {home("snmp/in.conf"), home("grubenv"), home("snmp/snmpd.conf"),
                                     state("registry.conf"), state("storage.conf"), home("agent.conf")}) {
         fs::remove(path);

@@ -5,8 +5,8 @@
 #include <chrono>
 #include <csignal>
 
+#include "base/file_io.h"
 #include "home.h"
-#include "store/file_io.h"
 #include "zel/win32.h"
 
 namespace {
@@ -14,7 +14,7 @@ namespace {
 using namespace zel::test;
 
 bool file_exists(const std::string& event) {
-    return std::filesystem::exists(zel::store::run_folder() + "/events/" + event);
+    return std::filesystem::exists(zel::base::run_folder() + "/events/" + event);
 }
 
 TEST(Event, IsSharedByNameAndGoesWithItsLastUser) {
@@ -52,7 +52,7 @@ TEST(Event, OfAKilledProcessIsGone) {
 TEST(Event, OfAnotherUserCanNeitherHoldUsUpNorEndUs) {
     if (geteuid() != 0) GTEST_SKIP() << "needs another user";
     HANDLE owner = CreateEvent(nullptr, 0, 0, "theirs");
-    const std::string run = zel::store::run_folder();
+    const std::string run = zel::base::run_folder();
     const std::string path = run + "/events/theirs";
     for (const std::string& theirs : {run, run + "/events", path})
         ASSERT_EQ(chown(theirs.c_str(), 65534, 65534), 0);
@@ -66,7 +66,7 @@ TEST(Event, OfAnotherUserCanNeitherHoldUsUpNorEndUs) {
 
     write_text(path, "");
     ASSERT_EQ(chown(path.c_str(), 65534, 65534), 0);
-    const zel::store::UniqueFd held = zel::store::open_file(path, O_RDWR);
+    const zel::base::UniqueFd held = zel::base::open_file(path, O_RDWR);
     ASSERT_EQ(flock(held.get(), LOCK_EX), 0);
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(OpenEvent(0, 0, "theirs"), nullptr);

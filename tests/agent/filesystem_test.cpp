@@ -7,8 +7,8 @@
 #include <chrono>
 #include <climits>
 
-#include "access/filesystem_settings.h"
 #include "made_up_machine.h"
+#include "settings/filesystem_settings.h"
 #include "zel/tracelog.h"
 
 /// For the libraries as well: file systems named "stuck" do not answer before a file "released" lies there.
@@ -23,7 +23,7 @@ extern "C" [[gnu::visibility("default")]] int statfs(const char* path, struct st
 
 namespace {
 
-namespace access = zel::access;
+namespace settings = zel::settings;
 using namespace zel::test;
 using Filesystems = Monitor;
 
@@ -168,7 +168,7 @@ TEST_F(Filesystems, TheFileKeepsWhatIsWatchedOrThere) {
 
 TEST_F(Filesystems, ThresholdsAreJudgedByTheirMode) {
     constexpr int big = FS_TEST_FATAL_BIG, small = FS_TEST_WARNING_SMALL, order = FS_TEST_ORDER;
-    using Case = std::pair<access::FsLevels, std::array<int, 4>>;
+    using Case = std::pair<settings::FsLevels, std::array<int, 4>>;
     // In percent, in space of 3700 MiB, of unknown size, of less than 100 MiB.
     for (const auto& [levels, bits] :
          {Case{{100, 99, 2, 1}, {0, order, order, big | small}},
@@ -178,7 +178,7 @@ TEST_F(Filesystems, ThresholdsAreJudgedByTheirMode) {
           Case{{101, 100, 3, 2}, {big, order, order, big | small}},
           Case{{90, 80, 80, 70}, {order, order, order, big | small}},
           Case{{0, 0, 0, 0}, {small | order, order, 0, 0}}}) {
-        const access::FsSettings percent{FS_MODE_PERCENT, levels, {}}, space{FS_MODE_SPACE, {}, levels};
+        const settings::FsSettings percent{FS_MODE_PERCENT, levels, {}}, space{FS_MODE_SPACE, {}, levels};
         const std::array judged{judge(percent, 37), judge(space, 37), judge(space, std::nullopt),
                                 judge(space, 0)};
         EXPECT_EQ(judged, bits) << ::testing::PrintToString(levels);

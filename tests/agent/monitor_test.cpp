@@ -3,12 +3,11 @@
 #include <cstring>
 #include <memory>
 
-#include "access/disks.h"
 #include "made_up_machine.h"
+#include "system/disks.h"
 
 namespace {
 
-namespace access = zel::access;
 using namespace zel::test;
 
 /// A caller's tables of storage devices.
@@ -82,7 +81,7 @@ TEST_F(Monitor, DisksAreListedOnceAndNothingElseIs) {
                              {"sdd", "pci1/block", "8", "naa.00"},   // no identity
                              {"sde", "pci1/block", "8", "naa.00"}})
         add_disk(disk);
-    EXPECT_EQ(access::list_disks(),
+    EXPECT_EQ(zel::system::list_disks(),
               (Strings{"mmcblk0", "nvme1n1", "nvme3n1", "sda", "sdc", "sdd", "sde", "vda"}));
 }
 

@@ -6,7 +6,7 @@
 
 #include <array>
 
-#include "access/service_client.h"
+#include "client/service_client.h"
 #include "service_process.h"
 #include "store/registry.h"
 #include "zel/access_monitor.h"
@@ -17,12 +17,12 @@ namespace {
 namespace registry = store::registry;
 
 std::string ask(const std::string& request) {
-    return access::request(request, std::chrono::steady_clock::now() + std::chrono::seconds(20)).text;
+    return client::request(request, std::chrono::steady_clock::now() + std::chrono::seconds(20)).text;
 }
 
-store::UniqueFd connect_to_service() {
-    const auto address = access::SocketAddress::of(access::service_socket_path());
-    store::UniqueFd client(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+base::UniqueFd connect_to_service() {
+    const auto address = client::SocketAddress::of(client::service_socket_path());
+    base::UniqueFd client(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
     EXPECT_EQ(::connect(client.get(), address->get(), address->size()), 0);
     return client;
 }
@@ -30,7 +30,7 @@ store::UniqueFd connect_to_service() {
 TEST(Service, OddClientsDoNoHarm) {
     ServiceProcess service;
     ASSERT_TRUE(service.ready());
-    EXPECT_EQ(fs::status(access::service_socket_path()).permissions(), fs::perms(0600));
+    EXPECT_EQ(fs::status(client::service_socket_path()).permissions(), fs::perms(0600));
     for (const auto& [request, answer] : std::initializer_list<std::pair<std::string, const char*>>{
              {"reset cpu", "ok"},
              {"reload", "ok"},
@@ -39,7 +39,7 @@ TEST(Service, OddClientsDoNoHarm) {
              {std::string(257, 'p'), "error request too long"},
              {std::string(100'000, '%'), "error request too long"}})
         EXPECT_EQ(ask(request), answer);
-    std::vector<store::UniqueFd> idle(100);
+    std::vector<base::UniqueFd> idle(100);
     for (auto& client : idle) {
         client = connect_to_service();
         EXPECT_EQ(CheckNTserverReady(), 0);
@@ -50,8 +50,8 @@ TEST(Service, OddClientsDoNoHarm) {
     EXPECT_EQ(CheckNTserverReady(), 0);
     if (::geteuid() != 0) return;
     // Another user is turned away, whatever the file's mode says.
-    ::chmod(store::settings_folder().c_str(), 0755);
-    ::chmod(access::service_socket_path().c_str(), 0666);
+    ::chmod(base::settings_folder().c_str(), 0755);
+    ::chmod(client::service_socket_path().c_str(), 0666);
     EXPECT_EQ(finish_process(start_process([] {
                   return ::setuid(65534) == 0 && connect_to_service() && ask("ping").empty() ? 0 : 1;
               })),
@@ -80,7 +80,7 @@ TEST(Service, OnlyOneRunsAndItEndsCleanly) {
     ServiceProcess killed;
     ASSERT_TRUE(killed.ready());
     EXPECT_EQ(killed.finish(SIGKILL), 128 + SIGKILL);
-    ASSERT_TRUE(fs::exists(access::service_socket_path()));
+    ASSERT_TRUE(fs::exists(client::service_socket_path()));
 
     ServiceProcess service;
     ASSERT_TRUE(service.ready());
@@ -91,7 +91,7 @@ TEST(Service, OnlyOneRunsAndItEndsCleanly) {
     EXPECT_EQ(second.finish(), 1);
     EXPECT_EQ(CheckNTserverReady(), 0);
     EXPECT_EQ(service.finish(SIGTERM), 0);
-    EXPECT_FALSE(fs::exists(access::service_socket_path()));
+    EXPECT_FALSE(fs::exists(client::service_socket_path()));
 
     // What it cannot go on after is no clean end: it has to be started again.
     ServiceProcess failing;

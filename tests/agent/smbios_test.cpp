@@ -3,7 +3,7 @@
 #include <numeric>
 
 #include "home.h"
-#include "smbios/tables.h"
+#include "system/smbios_tables.h"
 
 namespace zel::test {
 namespace {
@@ -44,8 +44,8 @@ std::string make_entry_3(std::size_t length) {
 /// How many chassis are read; -1 when the tables are refused.
 int chassis(const std::string& entry, const std::string& table) {
     const std::vector<std::uint8_t> entry_bytes(entry.begin(), entry.end());
-    const auto tables = smbios::Tables::parse(entry_bytes, {table.begin(), table.end()});
-    return tables ? static_cast<int>(tables->count(smbios::kChassis)) : -1;
+    const auto tables = system::Tables::parse(entry_bytes, {table.begin(), table.end()});
+    return tables ? static_cast<int>(tables->count(system::kChassis)) : -1;
 }
 
 TEST(Smbios, DamageIsNeverReadOver) {

@@ -4,14 +4,15 @@
 
 #include <algorithm>
 
+#include "base/trusted_folder.h"
 #include "home.h"
 #include "store/key_file_read.h"
-#include "store/trusted_folder.h"
 #include "zel/tracelog.h"
 #include "zel/win32.h"
 
 namespace {
 
+using namespace zel::base;
 using namespace zel::store;
 using namespace zel::test;
 using namespace std::string_literals;

@@ -45,7 +45,7 @@ TEST(TraceLog, WritersOfSeveralProcessesLoseNoLineWhileTheFileRotates) {
 TEST(TraceLog, WhatIsNoPlainFileIsLeftAlone) {
     const std::string victim = state("victim");
     write_text(victim, "untouched");
-    ASSERT_TRUE(zel::store::make_private_dir(state("log")));
+    ASSERT_TRUE(zel::base::make_private_dir(state("log")));
     fs::create_symlink(victim, log_path("link"));
     ASSERT_EQ(mkfifo(log_path("pipe").c_str(), 0600), 0);
     for (const char* program : {"link", "pipe"}) {

@@ -3,10 +3,10 @@
 // test.
 #include <random>
 
-#include "access/sensors_reapply.h"
-#include "access/sensors_state.h"
 #include "answered_controller.h"
 #include "bmc/controller_guid.h"
+#include "bmc/sensors_reapply.h"
+#include "bmc/sensors_state.h"
 #include "panel_table.h"
 #include "running_simulator.h"
 #include "store/registry.h"
@@ -34,7 +34,7 @@ bool write_first(const std::array<std::int64_t, 4>& values) {
 }
 
 std::optional<int> put_back() {
-    return access::ThresholdKeeper(bmc::controller()).put_back();
+    return bmc::ThresholdKeeper(bmc::controller()).put_back();
 }
 
 Sensor volts(int step) {
@@ -62,7 +62,7 @@ TEST(SensorRules, OnlyWhatStaysInOrderIsWritten) {
           {"all that there is", any, {89, 88, -3, -4}, true, 1}}) {
         PlayedController controller{.sensors = {sensor}};
         answer_request = std::ref(controller);
-        fs::remove_all(store::settings_folder());
+        fs::remove_all(base::settings_folder());
         EXPECT_EQ(sensor.type == 2 ? write_first<Voltages>(values) : write_first<Temperatures>(values), done)
             << what;
         EXPECT_EQ(std::ranges::count(controller.commands, kSet), requests) << what;
@@ -70,7 +70,7 @@ TEST(SensorRules, OnlyWhatStaysInOrderIsWritten) {
     // A sensor that others left in disorder keeps nobody from writing, and its flag comes back.
     PlayedController controller{.sensors = {no_uc}};
     answer_request = std::ref(controller);
-    fs::remove_all(store::settings_folder());
+    fs::remove_all(base::settings_folder());
     ASSERT_TRUE(write_first<Temperatures>({80, 70, 6, 0}));
     Temperatures panel;
     for (const int warning : {80, 70}) {
@@ -90,12 +90,12 @@ TEST(SensorRules, WhateverIsTypedTheControllerKeepsAnOrderOrNothingChanges) {
         sensor.not_settable = static_cast<std::uint8_t>(random() & random() & simulator::kAllThresholds);
         PlayedController controller{.sensors = {sensor}};
         answer_request = std::ref(controller);
-        access::SensorState state{.sensor = bmc::parse_record(simulator::record_of(sensor)).sensor.value()};
-        ASSERT_EQ(access::read_sensor(bmc::controller(), state), access::Access::done);
-        access::ThresholdValues wanted = state.values;
+        bmc::SensorState state{.sensor = bmc::parse_record(simulator::record_of(sensor)).sensor.value()};
+        ASSERT_EQ(bmc::read_sensor(bmc::controller(), state), bmc::Access::done);
+        bmc::ThresholdValues wanted = state.values;
         for (std::int64_t& value : wanted)
             value += (static_cast<int>(random() % 5) - 2) * (value / 40 + 1);
-        const bool done = write_sensor(bmc::controller(), state, wanted) == access::Access::done;
+        const bool done = write_sensor(bmc::controller(), state, wanted) == bmc::Access::done;
         if (controller.sensors[0].codes == sensor.codes) continue;
         ++written;
         const int may_change = ~sensor.not_settable & simulator::kFourThresholds;
@@ -176,7 +176,7 @@ TEST(ThresholdKeeper, ComparesOneSensorAtATimeAndPutsAllBackOnceOneDiffers) {
         return controller(netfn, command, data);
     };
     answer_request = answer;
-    access::ThresholdKeeper keeper(bmc::controller());
+    bmc::ThresholdKeeper keeper(bmc::controller());
     const auto look = [&] {
         controller.commands.clear();
         return keeper.look();

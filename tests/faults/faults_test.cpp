@@ -228,11 +228,11 @@ class Faults : public testing::Test {
     }
 
     static void prepare(const Call& call, Before before) {
-        fs::remove_all(store::settings_folder());
+        fs::remove_all(base::settings_folder());
         if (before == Before::settings) {
             ASSERT_TRUE(call.write(0));
         } else if (before == Before::unreadable) {
-            fs::create_directories(store::settings_folder());
+            fs::create_directories(base::settings_folder());
             for (const char* name : {"registry.conf", "storage.conf", "filesystem.conf", "zelmlx.inf"})
                 write_text(state(name), kGarbage);
         }
@@ -240,7 +240,7 @@ class Faults : public testing::Test {
 
     /// Files whose names contain `part`, or, with an empty one, those that hold what could not be read.
     static long files(const std::string& part) {
-        const fs::recursive_directory_iterator all(store::settings_folder());
+        const fs::recursive_directory_iterator all(base::settings_folder());
         return std::count_if(fs::begin(all), fs::end(all), [&](const fs::directory_entry& entry) {
             if (!part.empty()) return entry.path().filename().string().find(part) != std::string::npos;
             return entry.is_regular_file() && read_text(entry.path()) == kGarbage;
@@ -256,11 +256,11 @@ class Faults : public testing::Test {
         faults::Outcome outcome;
         if (fault.what == What::kill) {
             outcome.fired = finish_process(start_process([&] {
-                                faults::arm(store::settings_folder(), fault);
+                                faults::arm(base::settings_folder(), fault);
                                 return call.write(1) ? 0 : 1;
                             })) == 128 + SIGKILL;
         } else {
-            faults::arm(store::settings_folder(), fault);
+            faults::arm(base::settings_folder(), fault);
             told = call.write(1);
             outcome = faults::disarm();
         }

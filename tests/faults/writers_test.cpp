@@ -31,7 +31,7 @@ TEST(Writers, OfTwoProcessesAndTheServiceLoseNothing) {
     const int writes = wanted != nullptr ? std::atoi(wanted) : 3 * kWritesPerRound;
     int done = 0;
     for (; done < writes && !testing::Test::HasFailure(); done += kWritesPerRound) {
-        fs::remove_all(store::settings_folder());
+        fs::remove_all(base::settings_folder());
         const std::array writers{start_process([] { return write_half("a"); }),
                                  start_process([] { return write_half("b"); })};
         ServiceProcess service;  // which writes its first values

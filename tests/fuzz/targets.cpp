@@ -16,27 +16,27 @@
 
 #include "../../src/common/columns.h"
 #include "../../src/common/readstrfile.h"
-#include "access/boot_options.h"
-#include "access/communities.h"
-#include "access/filesystem_settings.h"
-#include "access/grub_entry.h"
-#include "access/mounts.h"
-#include "access/plain_text.h"
-#include "access/sensors_reapply.h"
-#include "access/service_client.h"
-#include "access/storage_settings.h"
 #include "answered_controller.h"
+#include "base/paths.h"
+#include "base/plain_text.h"
+#include "bmc/boot_options.h"
 #include "bmc/sdr_cache.h"
 #include "bmc/sdr_record.h"
+#include "bmc/sensors_reapply.h"
 #include "bmc/settings.h"
 #include "chars/utf8.h"
+#include "client/service_client.h"
 #include "fuzz.h"
 #include "service/resources.h"
 #include "service/server.h"
-#include "smbios/tables.h"
+#include "settings/filesystem_settings.h"
+#include "settings/storage_settings.h"
 #include "store/key_file.h"
-#include "store/paths.h"
 #include "store/registry.h"
+#include "system/communities.h"
+#include "system/grub_entry.h"
+#include "system/mounts.h"
+#include "system/smbios_tables.h"
 #include "zel/access_control.h"
 #include "zel/access_ipmi.h"
 #include "zel/access_monitor.h"
@@ -64,10 +64,10 @@ std::string_view text_of(const std::uint8_t* data, std::size_t size) {
 }
 
 std::string home(const std::string& name) {
-    return store::agent_dir() + '/' + name;
+    return base::agent_dir() + '/' + name;
 }
 std::string state(const std::string& name) {
-    return store::settings_folder() + '/' + name;
+    return base::settings_folder() + '/' + name;
 }
 
 void write_file(const std::string& path, std::string_view text) {
@@ -128,7 +128,7 @@ int read_key_text(const std::uint8_t* data, std::size_t size) {
 }
 
 int read_registry(const std::uint8_t* data, std::size_t size) {
-    fs::remove_all(store::settings_folder());
+    fs::remove_all(base::settings_folder());
     write_file(state("registry.conf"), text_of(data, size));
     LanSettingsRecord lan{};
     require(GetLanDataFromRegistry(&lan) == 1 || TestInputLanParameter(&lan) == 0, "valid LAN settings");
@@ -139,7 +139,7 @@ int read_registry(const std::uint8_t* data, std::size_t size) {
     CpuSettingsRecord cpu{};
     require(GetCpuDataFromRegistry(&cpu) == 1 || cpu.samplingInterval > 0, "a sampling interval");
     std::array<char, RACK_NAME_SIZE> name{};
-    require(GetCurrentRackId(name.data()) == 1 || access::is_plain(name.data()), "a plain name");
+    require(GetCurrentRackId(name.data()) == 1 || base::is_plain(name.data()), "a plain name");
     HKEY key = nullptr;
     if (RegOpenKeyEx(HKEY_LOCAL_MACHINE, "SOFTWARE\\QUD\\ZELAgent", 0, KEY_READ, &key) == ERROR_SUCCESS) {
         for (const char* value : {"CurrentVersion", "Data", "Number"}) {
@@ -159,22 +159,22 @@ int read_registry(const std::uint8_t* data, std::size_t size) {
 
 /// Reads both threshold files and writes what it has read; what stands in them then.
 std::string rewrite_thresholds() {
-    access::StorageSettings storage;
-    access::read_storage(storage);
-    require(access::save_storage(storage, std::set<std::string>{"sda"}), "storage settings to be written");
-    access::FilesystemSettings filesystems;
-    access::read_filesystems(filesystems, [](const access::SavedPaths& saved) {
-        access::FsSizes sizes;
+    settings::StorageSettings storage;
+    settings::read_storage(storage);
+    require(settings::save_storage(storage, std::set<std::string>{"sda"}), "storage settings to be written");
+    settings::FilesystemSettings filesystems;
+    settings::read_filesystems(filesystems, [](const system::SavedPaths& saved) {
+        settings::FsSizes sizes;
         for (const auto& [path, watched] : saved)
             sizes.emplace(path, path.size());
         return sizes;
     });
-    require(access::save_filesystems(filesystems, std::nullopt), "file systems to be written");
+    require(settings::save_filesystems(filesystems, std::nullopt), "file systems to be written");
     return read_file(state("storage.conf")) + read_file(state("filesystem.conf"));
 }
 
 int read_thresholds(const std::uint8_t* data, std::size_t size) {
-    fs::remove_all(store::settings_folder());
+    fs::remove_all(base::settings_folder());
     for (const char* name : {"storage.conf", "filesystem.conf", "zelmlx.inf"})
         write_file(state(name), text_of(data, size));
     const std::string written = rewrite_thresholds();
@@ -185,13 +185,13 @@ int read_thresholds(const std::uint8_t* data, std::size_t size) {
 }
 
 int read_configuration(const std::uint8_t* data, std::size_t size) {
-    write_file(store::config_file(), text_of(data, size));
+    write_file(base::config_file(), text_of(data, size));
     if (const auto settings = bmc::read_settings()) {
         require(settings->timeout.count() >= 1000 && settings->cipher_suite <= 17, "sane settings");
         require(settings->interface != bmc::Interface::lan || settings->user.size() <= 16,
                 "a user that fits");
     }
-    smbios::tables_folder();
+    system::tables_folder();
     write_file(home("password"), text_of(data, size));
     chmod(home("password").c_str(), 0600);
     bmc::Password password;
@@ -203,11 +203,10 @@ int read_snmp(const std::uint8_t* data, std::size_t size) {
     std::string_view rest = text_of(data, size);
     for (const char* name : {"snmp/snmpd.conf", "snmp/d/a.conf", "snmp/d/b.conf"})
         write_file(home(name), take_part(rest));
-    const auto names = access::read_communities(home("snmp/snmpd.conf"));
+    const auto names = system::read_communities(home("snmp/snmpd.conf"));
     require(std::set(names.begin(), names.end()).size() == names.size(), "every name once");
     for (const std::string& name : names)
-        require(!name.empty() && name.size() <= access::kLongestCommunity && access::is_plain(name),
-                "a name");
+        require(!name.empty() && name.size() <= system::kLongestCommunity && base::is_plain(name), "a name");
     return 0;
 }
 
@@ -225,11 +224,11 @@ int read_smbios(const std::uint8_t* data, std::size_t size) {
     const bool third = text_of(entry.data(), length).starts_with("_SM3_");
     if (!third) correct(16, 31, 21);
     if (length > 6) correct(0, third ? entry[6] : entry[5], third ? 5 : 4);
-    const auto tables = smbios::Tables::parse(entry, {data + 1 + length, data + size});
+    const auto tables = system::Tables::parse(entry, {data + 1 + length, data + size});
     if (!tables) return 0;
-    const std::size_t chassis = tables->count(smbios::kChassis);
+    const std::size_t chassis = tables->count(system::kChassis);
     for (std::size_t i = 0; i < std::min<std::size_t>(chassis, 300); ++i) {
-        const auto bytes = tables->find(smbios::kChassis, i).value().bytes;
+        const auto bytes = tables->find(system::kChassis, i).value().bytes;
         require(std::accumulate(bytes.begin(), bytes.end(), 0U) < 256U * 256U, "bytes to read");
     }
     require(!tables->has_blade() || chassis > 0, "a chassis that is a blade");
@@ -283,10 +282,9 @@ int read_sensors(const std::uint8_t* data, std::size_t size) {
     }
     TempSetIpmiThreshold(sensors->rows.data(), sensors->count);
     test::answer_request = answers_from(test::Bytes(data, size).subspan(size / 2));
-    access::ThresholdKeeper(bmc::controller()).put_back();
-    access::set_boot_device(access::BootDevice::safe,
-                            access::boots_from(access::BootDevice::diagnostic).has_value());
-    fs::remove_all(store::settings_folder());
+    bmc::ThresholdKeeper(bmc::controller()).put_back();
+    bmc::set_boot_device(bmc::BootDevice::safe, bmc::boots_from(bmc::BootDevice::diagnostic).has_value());
+    fs::remove_all(base::settings_folder());
     return 0;
 }
 
@@ -331,20 +329,20 @@ int read_sdr_cache(const std::uint8_t* data, std::size_t size) {
 }
 
 int read_grub(const std::uint8_t* data, std::size_t size) {
-    write_file(store::config_file(), "[maintenance]\ngrubenv=" + home("env"));
+    write_file(base::config_file(), "[maintenance]\ngrubenv=" + home("env"));
     write_file(home("env"), "# GRUB Environment Block\n" + std::string(text_of(data, size)));
-    access::next_grub_entry();
+    system::next_grub_entry();
     return 0;
 }
 
 int read_mount_list(const std::uint8_t* data, std::size_t size) {
-    write_file(store::config_file(), "[monitor]\nmountinfo=" + home("mountinfo"));
+    write_file(base::config_file(), "[monitor]\nmountinfo=" + home("mountinfo"));
     write_file(home("mountinfo"), text_of(data, size));
-    const auto mounts = access::read_mounts();
+    const auto mounts = system::read_mounts();
     if (!mounts) return 0;
     std::set<std::uint64_t> devices;
-    for (const auto& mount : access::choose_mounts(*mounts, {{"/a", false}})) {
-        require(mount.path.starts_with('/') && mount.path.size() <= access::kLongestMountPath, "a path");
+    for (const auto& mount : system::choose_mounts(*mounts, {{"/a", false}})) {
+        require(mount.path.starts_with('/') && mount.path.size() <= system::kLongestMountPath, "a path");
         require(devices.insert(mount.device).second, "every file system once");
     }
     return 0;
@@ -364,7 +362,7 @@ std::string answer(std::string_view request) {
 bool serve() {
     static service::Server& server = *new service::Server(answer);
     std::array<int, 2> never{};
-    store::make_private_dir(store::settings_folder());
+    base::make_private_dir(base::settings_folder());
     require(server.listen() && pipe(never.data()) == 0, "a service");
     std::thread([read_end = never[0]] { return server.run(read_end, [] { return true; }); }).detach();
     return true;
@@ -374,9 +372,9 @@ bool serve() {
 int talk_to_service(const std::uint8_t* data, std::size_t size) {
     [[maybe_unused]] static const bool serving = serve();
     const std::string_view request = text_of(data, size);
-    const auto reply = access::request(request, std::chrono::steady_clock::now() + std::chrono::seconds(5));
-    require(reply.text.size() <= access::kMaxMessage, "an answer that fits");
-    const bool answered = reply.outcome != access::Outcome::unreachable;
+    const auto reply = client::request(request, std::chrono::steady_clock::now() + std::chrono::seconds(5));
+    require(reply.text.size() <= client::kMaxMessage, "an answer that fits");
+    const bool answered = reply.outcome != client::Outcome::unreachable;
     require(answered || request.empty() || request.front() == '!', "an answer of the service");
     return 0;
 }

@@ -43,7 +43,7 @@ std::pair<std::string, std::string> split(const std::string& text, char mark) {
 
 /// The file of that name, wherever it lies in the agent's directory.
 std::string path_of(const std::string& name) {
-    for (const auto& entry : fs::recursive_directory_iterator(zel::store::agent_dir()))
+    for (const auto& entry : fs::recursive_directory_iterator(zel::base::agent_dir()))
         if (entry.path().filename() == name) return entry.path();
     throw std::runtime_error("no file " + name);
 }
@@ -76,7 +76,7 @@ class Road : public testing::TestWithParam<std::string> {
             fs::create_directory_symlink(fs::path(BUILT_AGENT) / part, home(part));
         options_.command = {TOOL_PROGRAM};
         options_.preload = {QUICK_BUTTONS_LIBRARY};
-        options_.environment = {{"ZelDir", zel::store::agent_dir()}};
+        options_.environment = {{"ZelDir", zel::base::agent_dir()}};
         options_.redirect[2] = home("errors");
     }
 
@@ -126,7 +126,7 @@ class Road : public testing::TestWithParam<std::string> {
             {"told", &Road::told},
             {"file", &Road::file}};
         const std::map<std::string, std::string> names = {
-            {"$ZelDir", zel::store::agent_dir()}, {"$controller", simulator_ ? simulator_->section() : ""}};
+            {"$ZelDir", zel::base::agent_dir()}, {"$controller", simulator_ ? simulator_->section() : ""}};
         for (const auto& [name, value] : names)
             for (std::size_t at = 0; (at = step.find(name, at)) != std::string::npos;)
                 step.replace(at, name.size(), value);

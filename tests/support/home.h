@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-#include "store/paths.h"
+#include "base/paths.h"
 
 namespace zel::test {
 
@@ -38,10 +38,10 @@ class FreshHome : public testing::EmptyTestEventListener {
 
   private:
     void OnTestStart(const testing::TestInfo& /*test*/) override {
-        for (const std::string& folder : {store::agent_dir(), store::settings_folder()}) {
-            ASSERT_TRUE(store::make_private_dir(folder));
+        for (const std::string& folder : {base::agent_dir(), base::settings_folder()}) {
+            ASSERT_TRUE(base::make_private_dir(folder));
             for (const auto& entry : fs::directory_iterator(folder)) {
-                if (entry.path() != store::settings_folder() && entry.path().filename() != "log")
+                if (entry.path() != base::settings_folder() && entry.path().filename() != "log")
                     fs::remove_all(entry);
             }
         }
@@ -84,16 +84,16 @@ inline void write_text(const std::string& path, const std::string& text) {
 }
 
 inline std::string home(const std::string& name) {
-    return store::agent_dir() + '/' + name;
+    return base::agent_dir() + '/' + name;
 }
 inline std::string state(const std::string& name) {
-    return store::settings_folder() + '/' + name;
+    return base::settings_folder() + '/' + name;
 }
 
 /// The files of the state folder whose names contain `part`.
 inline Strings state_files(const std::string& part) {
     Strings found;
-    for (const auto& entry : fs::directory_iterator(store::settings_folder())) {
+    for (const auto& entry : fs::directory_iterator(base::settings_folder())) {
         if (entry.path().filename().string().find(part) != std::string::npos) found.push_back(entry.path());
     }
     return found;

@@ -11,14 +11,14 @@ using Records = std::vector<std::vector<std::uint8_t>>;
 
 /// Writes agent.conf: `section` and `more` lines.
 inline void write_config(const std::string& section, const std::string& more = "") {
-    write_text(store::config_file(), section + more);
+    write_text(base::config_file(), section + more);
 }
 
 class RunningSimulator : public simulator::Running {
   public:
     /// With the port of an earlier one it is that controller, changed.
     explicit RunningSimulator(std::vector<simulator::Sensor> sensors, Records more_records = {}, int port = 0)
-        : Running({.folder = fs::path(store::agent_dir()).parent_path() / "simulator",
+        : Running({.folder = fs::path(base::agent_dir()).parent_path() / "simulator",
                    .port = port != 0 ? port : simulator::new_port(),
                    .module = ZELSIM_MODULE,
                    .sensors = std::move(sensors),

@@ -8,8 +8,8 @@
 
 #include <csignal>
 
+#include "base/file_io.h"
 #include "home.h"
-#include "store/file_io.h"
 
 namespace zel::test {
 
@@ -18,8 +18,8 @@ class ServiceProcess {
     ServiceProcess() {
         int ends[2];
         EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
-        output_ = store::UniqueFd(ends[0]);
-        const store::UniqueFd input(ends[1]);
+        output_ = base::UniqueFd(ends[0]);
+        const base::UniqueFd input(ends[1]);
         id_ = start_process([&] {
             for (const int stream : {1, 2})
                 dup2(input.get(), stream);
@@ -62,7 +62,7 @@ class ServiceProcess {
 
   private:
     pid_t id_ = -1;
-    store::UniqueFd output_;
+    base::UniqueFd output_;
     std::string said_;
 };
 

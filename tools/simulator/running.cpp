@@ -13,7 +13,7 @@
 #include <fstream>
 #include <iterator>
 
-#include "store/file_io.h"
+#include "base/file_io.h"
 
 namespace zel::simulator {
 namespace {
@@ -51,7 +51,7 @@ int new_port() {
     static int made = 0;
     for (int tries = 0;; ++tries) {
         const int port = 20'000 + (getpid() * 8 + made++) % 12'000;
-        const store::UniqueFd probe(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+        const base::UniqueFd probe(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
         const sockaddr_in address = loopback(port);
         if (bind(probe.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 || tries > 99)
             return port;
@@ -103,7 +103,7 @@ bool Running::answers() const {
     const sockaddr_in address = loopback(simulation_.port);
     const std::uint8_t ping[12] = {0x06, 0, 0xff, 0x06, 0, 0, 0x11, 0xbe, 0x80, 0, 0, 0};
     for (int tries = 0; tries < 500; ++tries) {
-        const store::UniqueFd client(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+        const base::UniqueFd client(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
         sendto(client.get(), ping, sizeof ping, 0, reinterpret_cast<const sockaddr*>(&address),
                sizeof address);
         pollfd waiting{client.get(), POLLIN, 0};

@@ -1,0 +1,150 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "filesystem_settings.h"
+
+#include <algorithm>
+#include <limits>
+
+#include "base/paths.h"
+
+namespace zel::settings {
+namespace {
+
+using store::KeyFile;
+
+constexpr Naming kNaming{.prefix = "", .name_start = "/", .longest = FS_PATH_SIZE - 1};
+constexpr FsLevels kDefaultPercent{95, 90, 85, 80};
+constexpr const char* kModeKey = "mode";
+
+const std::string& path() {
+    static const std::string& file = *new std::string(base::settings_folder() + "/filesystem.conf");
+    return file;
+}
+
+std::string percent_key(std::size_t level) {
+    return std::string(kFsLevelNames.at(level)) + ".percent";
+}
+std::string space_key(std::size_t level) {
+    return std::string(kFsLevelNames.at(level)) + ".space";
+}
+
+std::int32_t space_for(int percent, std::uint64_t size) {
+    // Beyond the field's range alerts come later than asked for, but the spaces still rise.
+    constexpr std::uint64_t kLargest = std::numeric_limits<std::int32_t>::max() / 100;
+    return (100 - percent) * static_cast<std::int32_t>(std::min(size, kLargest));
+}
+
+int judge_percent(const FsLevels& level) {
+    const auto [fatal_least, fatal_greatest] = std::minmax(level[0], level[1]);
+    int bits = 0;
+    if (fatal_least < 0 || fatal_greatest > 100) bits |= FS_TEST_FATAL_BIG;
+    if (std::min(level[2], level[3]) < 1) bits |= FS_TEST_WARNING_SMALL;
+    if (std::ranges::adjacent_find(level, std::less_equal()) != level.end()) bits |= FS_TEST_ORDER;
+    return bits;
+}
+
+int judge_space(const FsLevels& level, const FsSize& size) {
+    constexpr std::uint64_t kUnbounded = std::numeric_limits<std::int32_t>::max();
+    const auto limit = static_cast<std::int64_t>(std::min(size.value_or(kUnbounded), kUnbounded) * 100);
+    const auto out = [&](std::int32_t space) { return space < 0 || space > limit; };
+    int bits = 0;
+    if (out(level[0]) || out(level[1])) bits |= FS_TEST_FATAL_BIG;
+    if (out(level[2]) || out(level[3])) bits |= FS_TEST_WARNING_SMALL;
+    // On a small file system nothing but 0 is possible.
+    const bool small = size ? *size == 0 : level == FsLevels{};
+    if (!small && std::ranges::adjacent_find(level, std::greater_equal()) != level.end())
+        bits |= FS_TEST_ORDER;
+    return bits;
+}
+
+FsSettings read_one(ThresholdReader& reader, const std::string& group, const FsSize& size) {
+    const FsSettings defaults = filesystem_defaults(size);
+    FsSettings settings{.mode = FS_MODE_OFF + static_cast<int>(reader.word(group, kModeKey, kFsModeNames, 0)),
+                        .percent = {},
+                        .space = {}};
+    for (std::size_t i = 0; i < kFsLevelNames.size(); ++i) {
+        settings.percent.at(i) = reader.number(group, percent_key(i), {0, 100}, defaults.percent.at(i));
+        settings.space.at(i) = reader.number(group, space_key(i), {}, defaults.space.at(i));
+    }
+    if (judge(settings, std::nullopt) != 0) {  // whatever the size: it may have changed
+        reader.tell(group, "the thresholds in force are not in order, all taken as by default");
+        settings.percent = defaults.percent;
+        settings.space = defaults.space;
+    }
+    return settings;
+}
+
+bool put_one(KeyFile& file, const std::string& group, const FsSettings& settings) {
+    bool fits = file.set(group, kModeKey, fs_mode_name(settings.mode));
+    for (std::size_t i = 0; i < kFsLevelNames.size(); ++i) {
+        fits = fits && file.set_int(group, percent_key(i), settings.percent.at(i)) &&
+               file.set_int(group, space_key(i), settings.space.at(i));
+    }
+    return fits;
+}
+
+/// A mode that makes no sense is somebody's slip of the pen: it may have been meant to watch.
+bool is_watched(const KeyFile& file, const std::string& group) {
+    return file.get(group, kModeKey).value_or(fs_mode_name(FS_MODE_OFF)) != fs_mode_name(FS_MODE_OFF);
+}
+
+/// Drops what is neither watched nor found: containers and removable media come under new paths every day.
+void remove_forgotten(KeyFile& file, const std::set<std::string>& found) {
+    for (const auto& [name, group] : groups_by_name(file, kNaming))
+        if (!found.contains(name) && !is_watched(file, group)) file.remove_group(group);
+}
+
+}  // namespace
+
+FsSettings filesystem_defaults(const FsSize& size) {
+    FsSettings settings{.mode = FS_MODE_OFF, .percent = kDefaultPercent, .space = {}};
+    std::ranges::transform(kDefaultPercent, settings.space.begin(),
+                           [&](int percent) { return space_for(percent, size.value_or(0)); });
+    return settings;
+}
+
+int judge(const FsSettings& settings, const FsSize& size) {
+    switch (settings.mode) {
+        case FS_MODE_OFF:
+            return 0;
+        case FS_MODE_PERCENT:
+            return judge_percent(settings.percent);
+        case FS_MODE_SPACE:
+            return judge_space(settings.space, size);
+        default:
+            return FS_TEST_FAILED;
+    }
+}
+
+store::Status read_filesystems(FilesystemSettings& settings,
+                               const std::function<FsSizes(const system::SavedPaths&)>& sizes_of) {
+    KeyFile file;
+    const store::Status status = load_thresholds(path(), file);
+    if (status == store::Status::failed) return status;
+    const auto groups = groups_by_name(file, kNaming);
+    system::SavedPaths saved;
+    for (const auto& [name, group] : groups)
+        saved.emplace_hint(saved.end(), name, is_watched(file, group));
+    const FsSizes sizes = sizes_of(saved);
+    ThresholdReader reader(file, path());
+    settings = {.interval = reader.interval(), .filesystems = {}};
+    for (const auto& [name, group] : groups) {
+        const auto size = sizes.find(name);
+        settings.filesystems[name] = read_one(reader, group, size != sizes.end() ? size->second : FsSize());
+    }
+    return status;
+}
+
+bool save_filesystems(const FilesystemSettings& settings, const FoundNames& found) {
+    return save_thresholds(path(), [&](KeyFile& file) {
+        const auto groups = groups_by_name(file, kNaming);
+        bool fits = file.set_int(kGeneralGroup, kIntervalKey, settings.interval);
+        for (const auto& [name, one] : settings.filesystems) {
+            if (one.mode == FS_MODE_OFF && !groups.contains(name)) continue;
+            fits = fits && put_one(file, group_of(groups, kNaming, name), one);
+        }
+        if (found) remove_forgotten(file, *found);
+        return fits && mark_present(file, kNaming, found);
+    });
+}
+
+}  // namespace zel::settings

@@ -1,0 +1,43 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "raid_settings.h"
+
+#include <string>
+
+#include "base/paths.h"
+#include "threshold_file.h"
+#include "zel/tracelog.h"
+
+namespace zel::settings {
+namespace {
+
+using store::KeyFile;
+using store::Status;
+
+const std::string& path() {
+    static const std::string& file = *new std::string(base::settings_folder() + "/zelmlx.inf");
+    return file;
+}
+
+}  // namespace
+
+Status read_raid(int& interval) {
+    KeyFile file;
+    const Status status = load_thresholds(path(), file);
+    if (status == Status::not_found) interval = kDefaultInterval;
+    if (status != Status::ok) return status;
+    const auto number = file.get_int(kGeneralGroup, kIntervalKey);
+    if (!number || *number < kShortestRaidInterval || *number > kLongestInterval) {
+        TraceLog(TRACE_LEVEL_ERROR, "raid", __func__, __LINE__, "%s: [%s] %s is not a number from %d to %d.",
+                 path().c_str(), kGeneralGroup, kIntervalKey, kShortestRaidInterval, kLongestInterval);
+        return Status::corrupt;
+    }
+    interval = static_cast<int>(*number);
+    return Status::ok;
+}
+
+bool save_raid(int interval) {
+    return save_thresholds(
+        path(), [&](KeyFile& file) { return file.set_int(kGeneralGroup, kIntervalKey, interval); });
+}
+
+}  // namespace zel::settings

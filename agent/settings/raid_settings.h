@@ -1,0 +1,23 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The threshold file of the RAID controllers, for the library that reads and writes it and the service that
+// takes it up.
+//
+//   [general]
+//   interval=60
+#pragma once
+
+#include "store/key_file.h"
+
+namespace zel::settings {
+
+inline constexpr int kShortestRaidInterval = 10;  ///< Seconds; the longest is that of all resources.
+
+/// Reads the interval; it is the default when there is no file (`not_found`).
+/// @return `failed` when the file cannot be opened, `corrupt` when it does not hold a sane interval; both are
+///         told in the trace log.
+store::Status read_raid(int& interval);
+
+/// Writes the interval; false, told in the trace log, when that failed.
+bool save_raid(int interval);
+
+}  // namespace zel::settings

@@ -1,0 +1,121 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "storage_settings.h"
+
+#include <algorithm>
+#include <limits>
+#include <optional>
+
+#include "base/paths.h"
+
+namespace zel::settings {
+namespace {
+
+using store::KeyFile;
+
+constexpr Naming kNaming{.prefix = "device ", .name_start = "", .longest = STORAGE_NAME_SIZE - 1};
+
+const std::string& path() {
+    static const std::string& file = *new std::string(base::settings_folder() + "/storage.conf");
+    return file;
+}
+
+StorageThresholdItem default_item(const StorageErrorKind& kind) {
+    return {.fatal = kind.fatal, .warning = kind.warning, .state = STORAGE_STATE_ON};
+}
+
+bool is_valid(const StorageThresholdItem& item) {
+    return item.warning >= 0 && item.fatal > item.warning &&
+           (item.state == STORAGE_STATE_ON || item.state == STORAGE_STATE_OFF);
+}
+
+std::optional<int> parse_threshold(std::string_view text) {
+    const auto number = store::parse_int(text);
+    if (!number || *number < 0 || *number > std::numeric_limits<int>::max()) return std::nullopt;
+    return static_cast<int>(*number);
+}
+
+/// "on fatal 100 warning 50". One line for an item: with one for each number, a thousand devices took four
+/// times as long to write.
+std::optional<StorageThresholdItem> parse_item(std::string_view text) {
+    std::array<std::string_view, 5> words;
+    for (std::string_view& word : words) {
+        const std::size_t end = std::min(text.find(' '), text.size());
+        word = text.substr(0, end);
+        text.remove_prefix(std::min(end + 1, text.size()));
+    }
+    const auto fatal = parse_threshold(words[2]);
+    const auto warning = parse_threshold(words[4]);
+    const bool known = (words[0] == "on" || words[0] == "off") && words[1] == "fatal" &&
+                       words[3] == "warning" && text.empty();
+    if (!known || !fatal || !warning) return std::nullopt;
+    return StorageThresholdItem{.fatal = *fatal,
+                                .warning = *warning,
+                                .state = words[0] == "on" ? STORAGE_STATE_ON : STORAGE_STATE_OFF};
+}
+
+std::string format_item(const StorageThresholdItem& item) {
+    return std::string(item.state == STORAGE_STATE_ON ? "on" : "off") + " fatal " +
+           std::to_string(item.fatal) + " warning " + std::to_string(item.warning);
+}
+
+StorageThresholdItem read_item(const KeyFile& file, ThresholdReader& reader, const std::string& group,
+                               const StorageErrorKind& kind) {
+    const auto text = file.get(group, kind.name);
+    const auto item = text ? parse_item(*text) : std::nullopt;
+    if (item && is_valid(*item)) return *item;
+    reader.tell(group,
+                std::string(kind.name) + " is not \"on fatal <n> warning <less>\", taken as by default");
+    return default_item(kind);
+}
+
+StorageItems read_items(const KeyFile& file, ThresholdReader& reader, const std::string& group) {
+    StorageItems items{};
+    std::ranges::transform(kStorageKinds, items.begin(), [&](const StorageErrorKind& kind) {
+        return read_item(file, reader, group, kind);
+    });
+    return items;
+}
+
+bool put_items(KeyFile& file, const std::string& group, const StorageItems& items) {
+    bool fits = true;
+    for (std::size_t i = 0; i < kStorageKinds.size(); ++i)
+        fits = fits && file.set(group, kStorageKinds.at(i).name, format_item(items.at(i)));
+    return fits;
+}
+
+}  // namespace
+
+StorageItems storage_defaults() {
+    StorageItems items{};
+    std::ranges::transform(kStorageKinds, items.begin(), default_item);
+    return items;
+}
+
+bool are_valid(const StorageItems& items) {
+    return std::ranges::all_of(items, is_valid);
+}
+
+store::Status read_storage(StorageSettings& settings) {
+    KeyFile file;
+    const store::Status status = load_thresholds(path(), file);
+    if (status == store::Status::failed) return status;
+    ThresholdReader reader(file, path());
+    settings = {.interval = reader.interval(), .devices = {}};
+    for (const auto& [name, group] : groups_by_name(file, kNaming)) {
+        settings.devices[name] = read_items(file, reader, group);
+    }
+    return status;
+}
+
+bool save_storage(const StorageSettings& settings, const FoundNames& found) {
+    return save_thresholds(path(), [&](KeyFile& file) {
+        const auto groups = groups_by_name(file, kNaming);
+        bool fits = file.set_int(kGeneralGroup, kIntervalKey, settings.interval);
+        for (const auto& [name, items] : settings.devices) {
+            fits = fits && put_items(file, group_of(groups, kNaming, name), items);
+        }
+        return fits && mark_present(file, kNaming, found);
+    });
+}
+
+}  // namespace zel::settings

@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// What the threshold files have in common: key files with one group per watched thing, named after it, whose
+// values an administrator may have mended or damaged by hand.
+//
+//   [general]
+//   interval=60                 seconds between two samples
+//   [device sda]                a prefix and the thing's name
+//   present=true                false: not found when the file was written; its thresholds are kept
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <limits>
+#include <map>
+#include <optional>
+#include <set>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "store/key_file.h"
+
+namespace zel::settings {
+
+inline constexpr const char* kGeneralGroup = "general";
+inline constexpr const char* kIntervalKey = "interval";
+inline constexpr int kDefaultInterval = 60;  ///< Seconds, for every watched resource.
+inline constexpr int kLongestInterval = 3600;
+
+/// Names of the things that were found; nothing when it cannot be told what is there.
+using FoundNames = std::optional<std::set<std::string>>;
+
+/// `name` as a group's name can hold it: '%', brackets, control characters, and in a name that is not UTF-8
+/// all bytes beyond ASCII, become a percent sign and two hexadecimal digits.
+std::string escape_name(std::string_view name);
+
+/// Undoes `escape_name`. A percent sign that no such pair follows stands for itself.
+std::string unescape_name(std::string_view text);
+
+/// How the watched things of a file are named: what their groups start with, then what their names start
+/// with, and the longest name in bytes.
+struct Naming {
+    std::string_view prefix;
+    std::string_view name_start;
+    std::size_t longest;
+};
+
+/// The groups of the watched things, by name. Of two groups for one name the first counts; a group whose own
+/// name is damaged stands for nothing.
+std::map<std::string, std::string> groups_by_name(const store::KeyFile& file, const Naming& naming);
+
+/// The name's group, under the spelling that the file already has.
+std::string group_of(const std::map<std::string, std::string>& groups, const Naming& naming,
+                     const std::string& name);
+
+/// Marks each watched thing of the file as present or not. When it is not known what is there, things marked
+/// already keep their mark, new ones count as present. False when a mark cannot be written.
+bool mark_present(store::KeyFile& file, const Naming& naming, const FoundNames& found);
+
+/// As store::read_key_file; a file that cannot be read is told in the trace log here, one that does not parse
+/// (the next writer keeps it aside) there.
+store::Status load_thresholds(const std::string& path, store::KeyFile& file);
+
+/// True for a file whose settings count: a missing one has the defaults.
+inline bool is_readable(store::Status status) {
+    return status == store::Status::ok || status == store::Status::not_found;
+}
+
+/// Has `change` edit the file and replaces it; false, told in the trace log, when that failed or `change`
+/// returned false.
+bool save_thresholds(const std::string& path, const std::function<bool(store::KeyFile&)>& change);
+
+/// Takes values out of a key file. What is missing or makes no sense is told in the trace log, up to a bound,
+/// and reads as its fallback; a group that does not exist is silent.
+class ThresholdReader {
+  public:
+    struct Range {
+        int least = 0;
+        int greatest = std::numeric_limits<int>::max();
+    };
+
+    /// Both are kept by reference.
+    ThresholdReader(const store::KeyFile& file, const std::string& path) : file_(file), path_(path) {}
+    ~ThresholdReader();
+    ThresholdReader(const ThresholdReader&) = delete;
+    ThresholdReader& operator=(const ThresholdReader&) = delete;
+
+    int number(const std::string& group, const std::string& key, Range range, int fallback);
+    /// The position of the value among `words`.
+    std::size_t word(const std::string& group, const std::string& key,
+                     std::span<const std::string_view> words, std::size_t fallback);
+    /// Seconds between two samples.
+    int interval() { return number(kGeneralGroup, kIntervalKey, {1, kLongestInterval}, kDefaultInterval); }
+    /// Tells of a group whose values do not fit together.
+    void tell(const std::string& group, const std::string& what);
+
+  private:
+    const store::KeyFile& file_;
+    const std::string& path_;
+    std::size_t told_ = 0;
+};
+
+}  // namespace zel::settings

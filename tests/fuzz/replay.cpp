@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// In libFuzzer's place where a build has none: feeds each file named, its beginnings, and it with one byte
-// after the other spoilt. What a failing reader was fed stays in READER.fed.
+// In libFuzzer's place where a build has none: feeds each file named and, of a short one, its beginnings and
+// what it is with one byte spoilt. What a failing reader was fed stays in READER.fed.
 #include <cstdint>
 #include <cstdlib>
 #include <fstream>
@@ -20,9 +20,10 @@ int main(int argc, char** argv) {
         std::ifstream file(name, std::ios::binary);
         const std::string seed{std::istreambuf_iterator<char>(file), {}};
         feed(seed);
-        for (std::size_t at = 0; at < seed.size() && at < 400; ++at) {
+        for (std::size_t at = 0; at < seed.size() && seed.size() < 1000; ++at) {
             feed(seed.substr(0, at));
-            feed(std::string(seed).replace(at, 1, 1, "\xFF\x7F\n\\\"[]=%"[at % 10]));  // a zero byte, too
+            for (const int byte : {seed[at] + 1, 0xFF, int{"\x7F\n\\\"[]=%"[at % 9]}})  // a zero, too
+                feed(std::string(seed).replace(at, 1, 1, static_cast<char>(byte)));
         }
     }
 }

@@ -4,6 +4,7 @@
 #include <array>
 #include <map>
 #include <numeric>
+#include <ranges>
 #include <set>
 #include <span>
 #include <stdexcept>
@@ -12,6 +13,8 @@
 #include "../../src/common/columns.h"
 #include "../../src/common/readstrfile.h"
 #include "../agent/home.h"
+#include "access/filesystem_settings.h"
+#include "access/mounts.h"
 #include "access/sensors_reapply.h"
 #include "access/service_client.h"
 #include "answered_controller.h"
@@ -86,7 +89,6 @@ void read_key_file(Input input) {
 
 /// Settings as they are read can be written.
 void read_registry(Input input) {
-    fs::remove_all(store::state_dir());
     put("state/registry.conf", input);
     LanSettingsRecord lan{};
     require(GetLanDataFromRegistry(&lan) == 1 || PutLanThreshold(&lan) != 0, "LAN settings");
@@ -106,20 +108,6 @@ void read_registry(Input input) {
         store::registry::get("SOFTWARE/QUD/ZELAgent", value);
 }
 
-/// Reads and writes the file systems' thresholds.
-void rewrite_filesystems() {
-    auto* head = static_cast<FsThresholdRecord*>(std::calloc(1, sizeof(FsThresholdRecord)));
-    int cycle = 0;
-    if (File_ReadThresholdFromFile(head, &cycle) == 1) {
-        std::set<std::string> paths;
-        for (const FsThresholdRecord* one = head; one != nullptr; one = one->next)
-            require(one->path[0] == '/' && paths.insert(one->path).second, "a path, and once");
-        require(TestInputFilesysParameter(head, cycle) == 0, "valid file systems");
-        require(ResetFilesysService(head, cycle) != FS_WRITE_FAILED, "file systems to be written");
-    }
-    FreeMemofStruct(&head);
-}
-
 /// Reads all threshold files and writes what it has read; what stands in them then.
 std::string rewrite_thresholds() {
     static StorageNames names;
@@ -127,27 +115,43 @@ std::string rewrite_thresholds() {
     int interval = 0;
     int count = 0;
     if (ReadThresholdFromFile(&interval, &count, names, values) != 0)
-        require(WriteThreshold(interval, count, names, values) != STORAGE_WRITE_FAILED, "written devices");
-    rewrite_filesystems();
+        require(WriteThreshold(interval, count, names, values) != STORAGE_WRITE_FAILED,
+                "storage to be written");
+    auto* head = static_cast<FsThresholdRecord*>(std::calloc(1, sizeof(FsThresholdRecord)));
+    if (File_ReadThresholdFromFile(head, &interval) == 1) {
+        require(TestInputFilesysParameter(head, interval) == 0, "valid file systems");
+        require(ResetFilesysService(head, interval) != FS_WRITE_FAILED, "file systems to be written");
+    }
+    FreeMemofStruct(&head);
     MylexThresholdBlock raid{};
-    const int got = Mylex_ReadThresholdFromFile(&raid);
-    require(got == MYLEX_NO_FILE || got == MYLEX_READ_FAILED || ResetMylexService(raid.interval) >= -1,
-            "a valid interval");
+    if (Mylex_ReadThresholdFromFile(&raid) != MYLEX_READ_FAILED)
+        require(ResetMylexService(raid.interval) >= MYLEX_NO_SERVICE, "a valid interval");
     return read_text(state("storage.conf")) + read_text(state("filesystem.conf"));
 }
 
 void read_thresholds(Input input) {
-    fs::remove_all(store::state_dir());
     for (const char* name : {"storage.conf", "filesystem.conf", "zelmlx.inf"})
         put("state/"s + name, input);
     const std::string written = rewrite_thresholds();
     require(rewrite_thresholds() == written, "the same settings again");
 }
 
+/// What is mounted can be kept under its name.
 void read_mounts(Input input) {
-    fs::remove_all(store::state_dir());
     put("mountinfo", input);
-    rewrite_filesystems();
+    std::set<std::uint64_t> devices;
+    access::FilesystemSettings settings;
+    const auto mounts = access::read_mounts().value_or(std::vector<access::Mount>());
+    for (const auto& mount : access::choose_mounts(mounts, [](const auto& path) { return path == "/n"; })) {
+        require(mount.path.starts_with('/') && mount.path.size() <= access::kLongestMountPath, "a path");
+        require(devices.insert(mount.device).second, "every file system once");
+        settings.filesystems[mount.path];
+    }
+    require(access::save_filesystems(settings, std::nullopt), "file systems to be written");
+    access::FilesystemSettings kept;
+    access::read_filesystems(kept, [](const auto&) { return access::FsSize(); });
+    require(std::ranges::equal(kept.filesystems | std::views::keys, settings.filesystems | std::views::keys),
+            "the same names");
 }
 
 void read_agent_conf(Input input) {
@@ -223,14 +227,12 @@ AnswerRequest spoilt(Input input) {
         input.remove_prefix(std::min(bytes.size() + 1, input.size()));
         if (how == 0xFF) return std::nullopt;
         if (how >= 0xF0) return bmc::Reply{how, {}};
-        auto reply = answer(netfn, command, data);
-        if (how > 0) reply->data.assign(bytes.begin(), bytes.end());
-        return reply;
+        auto reply = answer(netfn, command, data);  // which it has to hear of in any case
+        return how == 0 ? reply : bmc::Reply{0, {bytes.begin(), bytes.end()}};
     };
 }
 
 void read_sensors(Input input) {
-    fs::remove_all(store::state_dir());
     put("state/registry.conf", "[SOFTWARE/QUD/ZELAgent/Maintenance]\nTarget=sz:ipmi:safe\n");
     answer_request = spoilt(input);
     static std::array<TempSensorLocation, TEMP_SENSORS_ROOM> places;
@@ -318,6 +320,7 @@ void (*chosen_reader())(Input) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const auto read = zel::test::chosen_reader();
+    if (read != zel::test::talk_to_service) std::filesystem::remove_all(zel::store::state_dir());
     read({reinterpret_cast<const char*>(data), size});
     return 0;
 }

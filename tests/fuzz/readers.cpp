@@ -212,8 +212,7 @@ void read_smbios(Input input) {
     if (!tables) return;
     require(!tables->has_blade() || tables->count(smbios::kChassis) > 0, "a chassis that is a blade");
     for (std::size_t i = 0; const auto chassis = tables->find(smbios::kChassis, i); ++i) {
-        const auto sum = std::accumulate(chassis->bytes.begin(), chassis->bytes.end(), 0U);
-        require(sum < 256U * 256U, "bytes to read");
+        require(std::accumulate(chassis->bytes.begin(), chassis->bytes.end(), 0U) < 65536, "bytes to read");
     }
 }
 

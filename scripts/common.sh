@@ -11,6 +11,7 @@ build_packages=(cmake ninja-build g++ pkg-config libnewt-dev libslang2-dev libmo
 simulator_packages=(openipmi libopenipmi-dev)
 test_packages=(libgtest-dev libgmock-dev libvterm-dev "${simulator_packages[@]}")
 bench_packages=(libvterm-dev whiptail ipmitool freeipmi-tools "${simulator_packages[@]}")
+fuzz_packages=(clang libclang-rt-dev llvm)
 lint_packages=(clang-format clang-tidy cppcheck)
 inband_packages=(qemu-system-x86 busybox-static cpio)
 package_packages=(build-essential debhelper)

@@ -11,10 +11,11 @@ namespace {
 constexpr std::uint8_t kGetSdr = 0x23, kGetFactors = 0x23, kSetThresholds = 0x26, kGetThresholds = 0x27;
 constexpr std::uint8_t kGetDeviceId = 0x01, kUnknownCommand = 0xc1, kUnknownSensor = 0xcb;
 
-/// A part of a record, behind the next record's number; records are numbered as they stand.
+/// A part of a record, behind the next record's number; records are numbered as they stand. Empty for others.
 std::vector<std::uint8_t> record_part(const std::vector<simulator::Sensor>& sensors, Bytes request) {
     const std::size_t id = request[2] + request[3] * 256U;
     const auto next = static_cast<std::uint8_t>(id + 1 < sensors.size() ? id + 1 : 0xff);
+    if (id >= sensors.size()) return {};
     std::vector<std::uint8_t> part{next, static_cast<std::uint8_t>(next == 0xff ? 0xff : 0)};
     const auto record = simulator::record_of(sensors.at(id));
     const std::size_t from = std::min<std::size_t>(request[4], record.size());

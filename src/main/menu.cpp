@@ -29,19 +29,11 @@ TabNames read_tab_names(const MenuFacts& facts) {
     return tabNames;
 }
 
-newtComponent make_list(Dialog& dialog, const TabNames& tabNames) {
-    newtComponent list = dialog.listbox(kRowsInSight, NEWT_FLAG_RETURNEXIT | NEWT_FLAG_SCROLL);
-    std::intptr_t row = 0;
-    for (const std::string& label : tabNames)
-        append_row(list, label, row++);
-    newt.newtListboxSetCurrent(list, 0);
-    return list;
-}
-
 void run_menu(const MenuFacts& facts) {
     const TabNames tabNames = read_tab_names(facts);
     Dialog dialog;
-    newtComponent list = make_list(dialog, tabNames);
+    newtComponent list = dialog.list(
+        numbered(tabNames), {.height = kRowsInSight, .flags = NEWT_FLAG_RETURNEXIT | NEWT_FLAG_SCROLL});
     newtComponent close = dialog.button(text("BUTTON_CLOSE_ID"));
     newtGrid grid =
         dialog.grid(1, 2, {{0, 0, list, NEWT_ANCHOR_TOP}, {0, 1, close, NEWT_ANCHOR_TOP, {.top = 1}}});

@@ -2,6 +2,7 @@
 #include "dialog.h"
 
 #include "columns.h"
+#include "readstrfile.h"
 #include "repaint.h"
 #include "terminal.h"
 #include "widgets.h"
@@ -23,6 +24,13 @@ void* handle_of(const Cell& cell) {
 
 }  // namespace
 
+std::vector<ListRow> numbered(std::span<const std::string> texts) {
+    std::vector<ListRow> rows;
+    for (const std::string& row : texts)
+        rows.push_back({row, std::ssize(rows)});
+    return rows;
+}
+
 Dialog::Dialog() : form_(newt.newtForm(nullptr, nullptr, 0)) {
     repaint_watch_form(form_);
 }
@@ -39,6 +47,12 @@ Dialog::~Dialog() {
 newtComponent Dialog::keep(newtComponent component) {
     outside_form_.push_back(component);
     return component;
+}
+
+newtComponent Dialog::keep_box(newtComponent box, const BoxOptions& options) {
+    if (options.disabled) set_checkbox_disabled(box, true);
+    if (options.on_change != nullptr) newt.newtComponentAddCallback(box, options.on_change, nullptr);
+    return keep(box);
 }
 
 newtComponent Dialog::label(const std::string& text) {
@@ -69,18 +83,36 @@ newtComponent Dialog::number_entry(const std::string& text, int width, int flags
     return entry;
 }
 
-newtComponent Dialog::checkbox(const std::string& text, bool set, char* mark) {
-    return keep(newt.newtCheckbox(kPlacedByGrid, kPlacedByGrid, printable(text).c_str(),
-                                  set ? kMarked : kCleared, nullptr, mark));
+newtComponent Dialog::checkbox(const std::string& text, bool set, char* mark, const BoxOptions& options) {
+    return keep_box(newt.newtCheckbox(kPlacedByGrid, kPlacedByGrid, printable(text).c_str(),
+                                      set ? kMarked : kCleared, nullptr, mark),
+                    options);
 }
 
-newtComponent Dialog::radio_button(const std::string& text, bool set, newtComponent previous) {
-    return keep(
-        newt.newtRadiobutton(kPlacedByGrid, kPlacedByGrid, printable(text).c_str(), set ? 1 : 0, previous));
+newtComponent Dialog::radio_button(const std::string& text, bool set, newtComponent previous,
+                                   const BoxOptions& options) {
+    return keep_box(
+        newt.newtRadiobutton(kPlacedByGrid, kPlacedByGrid, printable(text).c_str(), set ? 1 : 0, previous),
+        options);
 }
 
-newtComponent Dialog::listbox(int height, int flags) {
-    return keep(newt.newtListbox(kPlacedByGrid, kPlacedByGrid, height, flags));
+newtComponent Dialog::list(std::span<const ListRow> rows, const ListOptions& options) {
+    newtComponent made = keep(newt.newtListbox(kPlacedByGrid, kPlacedByGrid, options.height, options.flags));
+    if (options.width != 0) newt.newtListboxSetWidth(made, options.width);
+    for (const ListRow& row : rows)
+        newt.newtListboxAppendEntry(made, printable(row.text).c_str(), reinterpret_cast<void*>(row.key));
+    newt.newtListboxSetCurrent(made, options.selected);
+    // After the selection, which would call it.
+    if (options.on_move != nullptr) newt.newtComponentAddCallback(made, options.on_move, options.data);
+    return made;
+}
+
+OkCancel Dialog::ok_cancel(const Padding& around_ok, const Padding& around_cancel) {
+    newtComponent ok = button(text("BUTTON_OK_ID"));
+    newtComponent cancel = button(text("BUTTON_CANCEL_ID"));
+    newtGrid row =
+        grid(2, 1, {{0, 0, ok, NEWT_ANCHOR_TOP, around_ok}, {1, 0, cancel, NEWT_ANCHOR_TOP, around_cancel}});
+    return {.ok = ok, .cancel = cancel, .row = row};
 }
 
 newtComponent Dialog::lend(newtComponent component) {
@@ -142,13 +174,12 @@ newtComponent Dialog::run() {
     }
 }
 
-void Dialog::run_until(newtComponent ok, newtComponent cancel, const std::function<bool()>& on_ok,
-                       OnHotKey on_hot_key) {
+void Dialog::run_until(const OkCancel& buttons, const std::function<bool()>& on_ok, OnHotKey on_hot_key) {
     for (;;) {
         newtComponent answer = run();
-        if (answer == cancel) return;
+        if (answer == buttons.cancel) return;
         if (answer == nullptr && on_hot_key == OnHotKey::leave) return;
-        if (answer == ok && on_ok()) return;
+        if (answer == buttons.ok && on_ok()) return;
     }
 }
 

@@ -3,8 +3,10 @@
 // Panels hold their layout as tables and their rules as code; everything that is newt's business is here.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <initializer_list>
+#include <span>
 #include <string>
 #include <variant>
 #include <vector>
@@ -30,6 +32,38 @@ struct Cell {
     Padding padding = {};
 };
 
+/// One row of a list: its text, and the number that `current_row` gives for it.
+struct ListRow {
+    std::string text;
+    std::intptr_t key;
+};
+
+/// Rows with their places, from 0, as keys.
+std::vector<ListRow> numbered(std::span<const std::string> texts);
+
+struct ListOptions {
+    int height = 1;
+    int width = 0;     ///< 0: as its widest row needs it.
+    int flags = 0;     ///< NEWT_FLAG_RETURNEXIT, NEWT_FLAG_SCROLL or 0.
+    int selected = 0;  ///< The place of the row that is selected first.
+    /// Called with the list and `data` when the user moves it; not for the first selection.
+    newtCallback on_move = nullptr;
+    void* data = nullptr;
+};
+
+/// Of check boxes and radio buttons.
+struct BoxOptions {
+    bool disabled = false;
+    newtCallback on_change = nullptr;  ///< Called when the user changes the mark.
+};
+
+/// The buttons that nearly every panel ends with.
+struct OkCancel {
+    newtComponent ok = nullptr;
+    newtComponent cancel = nullptr;
+    newtGrid row = nullptr;  ///< The grid with both, to be placed before `open`.
+};
+
 /// What a hot key, Esc or F12 does in a dialog's loop besides OK and Cancel.
 enum class OnHotKey { leave, run_again };
 
@@ -53,11 +87,13 @@ class Dialog {
     /// A one-line entry for any text.
     newtComponent text_entry(const std::string& text, int width, int flags = 0);
     /// A check box whose mark ('*' or ' ') newt keeps in `*mark`, which must outlive the dialog.
-    newtComponent checkbox(const std::string& text, bool set, char* mark);
+    newtComponent checkbox(const std::string& text, bool set, char* mark, const BoxOptions& options = {});
     /// One of a group of radio buttons; `previous` is the one made before it, null for the first.
-    newtComponent radio_button(const std::string& text, bool set, newtComponent previous);
-    /// `flags`: NEWT_FLAG_RETURNEXIT, NEWT_FLAG_SCROLL or 0.
-    newtComponent listbox(int height, int flags = 0);
+    newtComponent radio_button(const std::string& text, bool set, newtComponent previous,
+                               const BoxOptions& options = {});
+    newtComponent list(std::span<const ListRow> rows, const ListOptions& options = {});
+    /// OK and Cancel beside each other, as the catalogue names them; they join the form where `add` says.
+    OkCancel ok_cancel(const Padding& around_ok = {.left = 3}, const Padding& around_cancel = {.left = 3});
 
     /// Gives a component made here to another form, which will free it. Returns it.
     newtComponent lend(newtComponent component);
@@ -80,11 +116,12 @@ class Dialog {
     newtComponent run();
 
     /// Runs the form until Cancel, a hot key (if it leaves) or an OK for which `on_ok` returns true.
-    void run_until(newtComponent ok, newtComponent cancel, const std::function<bool()>& on_ok,
+    void run_until(const OkCancel& buttons, const std::function<bool()>& on_ok,
                    OnHotKey on_hot_key = OnHotKey::leave);
 
   private:
     newtComponent keep(newtComponent component);
+    newtComponent keep_box(newtComponent box, const BoxOptions& options);
 
     newtComponent form_;
     bool open_ = false;

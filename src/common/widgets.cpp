@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <limits>
 
-#include "columns.h"
 #include "trace.h"
 
 namespace zel {
@@ -73,6 +72,14 @@ void set_checkbox_disabled(newtComponent box, bool disabled) {
     newt.newtCheckboxSetFlags(box, NEWT_FLAG_DISABLED, sense_of(disabled));
 }
 
+void set_mark(newtComponent box, bool marked) {
+    newt.newtCheckboxSetValue(box, marked ? kMarked : kCleared);
+}
+
+newtComponent marked_radio_button(newtComponent first) {
+    return newt.newtRadioGetCurrent(first);
+}
+
 std::int64_t entry_long(newtComponent entry) {
     return std::strtol(entry_text(entry), nullptr, 10);
 }
@@ -93,10 +100,6 @@ std::string entry_string(newtComponent entry) {
 
 void set_entry(newtComponent entry, std::int64_t number) {
     newt.newtEntrySet(entry, std::to_string(number).c_str(), 0);
-}
-
-void append_row(newtComponent list, const std::string& text, std::intptr_t key) {
-    newt.newtListboxAppendEntry(list, printable(text).c_str(), reinterpret_cast<void*>(key));
 }
 
 std::intptr_t current_row(newtComponent list) {

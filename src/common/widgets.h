@@ -13,7 +13,7 @@ namespace zel {
 inline constexpr char kMarked = '*';
 inline constexpr char kCleared = ' ';
 
-/// Which widgets depend on a check box. A panel fills the record before it attaches the callback; there is
+/// Which widgets depend on a check box. A panel fills the record before its dialog runs; there is
 /// one record of each kind, so the panel that opened last has it.
 struct CheckRecord {
     newtComponent* components;  ///< The panel's handles.
@@ -39,6 +39,11 @@ void set_disabled(newtComponent entry, bool disabled);
 /// Disables or enables one check box or radio button.
 void set_checkbox_disabled(newtComponent box, bool disabled);
 
+/// Shows a mark in a check box, or in a radio button, whose callback is not called for it.
+void set_mark(newtComponent box, bool marked);
+/// The marked one of a group of radio buttons.
+newtComponent marked_radio_button(newtComponent first);
+
 /// The entry's text as a base-10 number, as strtol reads it (an empty entry is 0), clamped to 64 bits.
 std::int64_t entry_long(newtComponent entry);
 /// The same, clamped to 32 bits.
@@ -48,8 +53,6 @@ std::string entry_string(newtComponent entry);
 /// Shows a number in the entry, its first digits in sight.
 void set_entry(newtComponent entry, std::int64_t number);
 
-/// Appends a row, as far as it can be shown, with a number as its key.
-void append_row(newtComponent list, const std::string& text, std::intptr_t key);
 /// The key of the list's current row.
 std::intptr_t current_row(newtComponent list);
 

@@ -55,22 +55,18 @@ int InitBladeInfo() {
 }
 
 struct Widgets {
-    newtComponent ok = nullptr;
-    newtComponent cancel = nullptr;
+    OkCancel buttons;
     char mark = kCleared;
 };
 
 void build(Dialog& dialog, int status, Widgets& widgets) {
     newtComponent box =
         dialog.checkbox(text("BLADE_FORBID_ID"), status == SHARED_SENSOR_ENABLED, &widgets.mark);
-    widgets.ok = dialog.button(text("BUTTON_OK_ID"));
-    widgets.cancel = dialog.button(text("BUTTON_CANCEL_ID"));
+    widgets.buttons = dialog.ok_cancel();
     constexpr int top = NEWT_ANCHOR_TOP;
     newtGrid box_grid = dialog.grid(1, 1, {{0, 0, box, NEWT_ANCHOR_LEFT, {.left = 1, .top = 1}}});
-    newtGrid buttons =
-        dialog.grid(2, 1, {{0, 0, widgets.ok, top, {.left = 3}}, {1, 0, widgets.cancel, top, {.left = 3}}});
-    newtGrid outer = dialog.grid(1, 2, {{0, 0, box_grid, top}, {0, 1, buttons, top, {.top = 2}}});
-    dialog.add({box, widgets.ok, widgets.cancel});
+    newtGrid outer = dialog.grid(1, 2, {{0, 0, box_grid, top}, {0, 1, widgets.buttons.row, top, {.top = 2}}});
+    dialog.add({box, widgets.buttons.ok, widgets.buttons.cancel});
     dialog.open(outer, text("TITTLE_BLADE_ID"), {15, 1});
 }
 
@@ -119,7 +115,7 @@ void BladePanel() {
         Widgets widgets;
         Dialog dialog;
         build(dialog, status, widgets);
-        dialog.run_until(widgets.ok, widgets.cancel, [&] { return apply(status, widgets.mark); });
+        dialog.run_until(widgets.buttons, [&] { return apply(status, widgets.mark); });
     }
     ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
 }

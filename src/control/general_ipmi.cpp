@@ -56,8 +56,7 @@ struct Widgets {
     newtComponent rack = nullptr;
     newtComponent begin = nullptr;
     newtComponent end = nullptr;
-    newtComponent ok = nullptr;
-    newtComponent cancel = nullptr;
+    OkCancel buttons;
     char enableMark = kCleared;
     char permitMark = kCleared;
 };
@@ -68,7 +67,7 @@ void CheckBoxFunc1(newtComponent, void*) {
     const bool disabled = *CheckboxStruct.source == kCleared;
     for (std::int32_t i = CheckboxStruct.first; i <= CheckboxStruct.last; ++i) {
         newtComponent box = CheckboxStruct.components[i];
-        if (disabled) newt.newtCheckboxSetValue(box, kCleared);
+        if (disabled) set_mark(box, false);
         set_checkbox_disabled(box, disabled);
     }
     ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
@@ -76,20 +75,19 @@ void CheckBoxFunc1(newtComponent, void*) {
 
 void make_snmp_boxes(Dialog& dialog, const SnmpFlags& flags, Widgets& widgets) {
     auto& [enable, permit] = widgets.snmp;
-    enable = dialog.checkbox(text("GENERAL_ENABLE_ID"), flags.enable != 0, &widgets.enableMark);
-    permit = dialog.checkbox(text("GENERAL_PERMIT_ID"), flags.permit != 0, &widgets.permitMark);
-    set_checkbox_disabled(permit, flags.enable == 0);
+    enable = dialog.checkbox(text("GENERAL_ENABLE_ID"), flags.enable != 0, &widgets.enableMark,
+                             {.on_change = CheckBoxFunc1});
+    permit = dialog.checkbox(text("GENERAL_PERMIT_ID"), flags.permit != 0, &widgets.permitMark,
+                             {.disabled = flags.enable == 0});
     CheckboxStruct = {
         .components = widgets.snmp.data(), .first = 1, .last = 1, .source = &widgets.enableMark};
-    newt.newtComponentAddCallback(enable, CheckBoxFunc1, nullptr);
 }
 
 newtComponent make_community_list(Dialog& dialog, const CommunityList& communityList) {
-    newtComponent list = dialog.listbox(1, NEWT_FLAG_RETURNEXIT);
+    std::vector<ListRow> rows;
     for (const CommunityNode* node = communityList.head(); node != nullptr; node = node->next)
-        append_row(list, abbreviate(community_name(*node), kCommunityColumns), node->index);
-    newt.newtListboxSetCurrent(list, communityList.selectedIndex());
-    return list;
+        rows.push_back({abbreviate(community_name(*node), kCommunityColumns), node->index});
+    return dialog.list(rows, {.flags = NEWT_FLAG_RETURNEXIT, .selected = communityList.selectedIndex()});
 }
 
 void build(Dialog& dialog, const Settings& settings, Widgets& widgets) {
@@ -101,8 +99,7 @@ void build(Dialog& dialog, const Settings& settings, Widgets& widgets) {
     newtComponent rack_section = dialog.label(text("RACK_MOUNT"));
     newtComponent identify_section = dialog.label(text("DIALOG_DISTINGUISH"));
     newtComponent snmp_section = dialog.label(text("SNMP_SETTING"));
-    widgets.ok = dialog.button(text("BUTTON_OK_ID"));
-    widgets.cancel = dialog.button(text("BUTTON_CANCEL_ID"));
+    widgets.buttons = dialog.ok_cancel({.left = 3, .top = 1}, {.left = 3, .top = 1});
     widgets.begin = dialog.compact_button(text("BUTTON_DIALOG_BEGIN"));
     widgets.end = dialog.compact_button(text("BUTTON_DIALOG_END"));
 
@@ -122,18 +119,15 @@ void build(Dialog& dialog, const Settings& settings, Widgets& widgets) {
                                     {{0, 0, identify_section, left},
                                      {1, 0, widgets.begin, left, {.left = 2}},
                                      {2, 0, widgets.end, left, {.left = 1}}});
-    newtGrid buttons = dialog.grid(
-        2, 1,
-        {{0, 0, widgets.ok, top, {.left = 3, .top = 1}}, {1, 0, widgets.cancel, top, {.left = 3, .top = 1}}});
     newtGrid main_grid = dialog.grid(1, 5,
                                      {{0, 0, snmp, top},
                                       {0, 1, community, left, {.top = 1}},
                                       {0, 2, rack, left, {.top = 1}},
                                       {0, 3, identify, left, {.top = 2}},
-                                      {0, 4, buttons, top, {.top = 2}}});
+                                      {0, 4, widgets.buttons.row, top, {.top = 2}}});
     dialog.add({snmp_section, widgets.snmp[0], widgets.snmp[1], community_label, widgets.communities,
                 rack_section, rack_label, widgets.rack, identify_section, widgets.begin, widgets.end,
-                widgets.ok, widgets.cancel});
+                widgets.buttons.ok, widgets.buttons.cancel});
     dialog.open(main_grid, text("TITTLE_GENERAL_ID"), {15, 1});
 }
 
@@ -189,14 +183,14 @@ bool write_settings(const Widgets& widgets, const Settings& settings) {
 
 /// Acts on what ended the form. True when the panel may close.
 bool act(newtComponent answer, const Widgets& widgets, const Settings& settings) {
-    if (answer == widgets.cancel) {
+    if (answer == widgets.buttons.cancel) {
         if (refuse_while_running()) return false;
         startstatus = 0;
         return true;
     }
     if (answer == widgets.begin && startstatus == 0) begin_identify();
     if (answer == widgets.end) end_identify();
-    return answer == widgets.ok && write_settings(widgets, settings);
+    return answer == widgets.buttons.ok && write_settings(widgets, settings);
 }
 
 }  // namespace

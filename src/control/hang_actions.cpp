@@ -34,20 +34,19 @@ std::uint64_t join_action_code(const HangActions& actions, std::uint64_t code) {
 
 newtComponent HangDialog::make_list(const HangDialogKind& kind, std::initializer_list<const char*> rows,
                                     int selected) {
-    newtComponent list = dialog_.listbox(1, NEWT_FLAG_SCROLL);
-    newt.newtListboxSetWidth(list, kListWidth);
-    std::intptr_t key = 0;
+    std::vector<std::string> texts;
     for (const char* row : rows) {
-        append_row(list, text(row), key++);
+        texts.push_back(text(row));
         if (!kind.readable) break;  // of settings that could not be read only the first row shows
     }
-    newt.newtListboxSetCurrent(list, kind.readable ? selected : 0);
-    return list;
+    return dialog_.list(
+        numbered(texts),
+        {.width = kListWidth, .flags = NEWT_FLAG_SCROLL, .selected = kind.readable ? selected : 0});
 }
 
 HangDialog::HangDialog(const HangDialogKind& kind) {
-    newtComponent check = dialog_.checkbox(text(kind.check_label), kind.enabled, &mark_);
-    if (!kind.readable) set_checkbox_disabled(check, true);
+    newtComponent check = dialog_.checkbox(text(kind.check_label), kind.enabled, &mark_,
+                                           {.disabled = !kind.readable, .on_change = CheckButtonFunc});
     dialog_.add({check});
 
     constexpr int left = NEWT_ANCHOR_LEFT;
@@ -79,19 +78,17 @@ HangDialog::HangDialog(const HangDialogKind& kind) {
                    .first = 0,
                    .last = static_cast<std::int32_t>(entries_.size()) - 1,
                    .source = &mark_};
-    newt.newtComponentAddCallback(check, CheckButtonFunc, entries_.data());
 
-    ok_ = dialog_.button(text("BUTTON_OK_ID"));
-    cancel_ = dialog_.button(text("BUTTON_CANCEL_ID"));
-    dialog_.add({ok_, cancel_});
-    newtGrid buttons = dialog_.grid(2, 1, {{0, 0, ok_, top, {.left = 3}}, {1, 0, cancel_, top, {.left = 3}}});
+    buttons_ = dialog_.ok_cancel();
+    dialog_.add({buttons_.ok, buttons_.cancel});
     newtGrid outer = dialog_.grid(
-        1, 3, {{0, 0, check, left}, {0, 1, settings, top, {.top = 1}}, {0, 2, buttons, top, {.top = 1}}});
+        1, 3,
+        {{0, 0, check, left}, {0, 1, settings, top, {.top = 1}}, {0, 2, buttons_.row, top, {.top = 1}}});
     dialog_.open(outer, text(kind.title), {15});
 }
 
 void HangDialog::run_until(const std::function<bool()>& on_ok) {
-    dialog_.run_until(ok_, cancel_, on_ok);
+    dialog_.run_until(buttons_, on_ok);
 }
 
 std::uint32_t HangDialog::seconds(std::size_t field) const {

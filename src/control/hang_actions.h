@@ -61,8 +61,7 @@ class HangDialog {
     std::vector<newtComponent> entries_;
     newtComponent when_ = nullptr;
     newtComponent after_ = nullptr;
-    newtComponent ok_ = nullptr;
-    newtComponent cancel_ = nullptr;
+    OkCancel buttons_;
 };
 
 }  // namespace zel

@@ -26,8 +26,7 @@ constexpr int kNotInstalled = 0;
 constexpr std::size_t kTextBytes = 99;
 
 struct Widgets {
-    newtComponent ok = nullptr;
-    newtComponent cancel = nullptr;
+    OkCancel buttons;
     char boot_mode = kCleared;
     char reboot_now = kCleared;
 };
@@ -52,25 +51,20 @@ bool read_state(int& install_status, int& mode) {
 
 void build(Dialog& dialog, bool installed, int mode, Widgets& widgets) {
     newtComponent label = dialog.label(text("MOVAL_OFFLINE_ID"));
-    newtComponent boot_mode =
-        dialog.checkbox(text("MOVAL_CHECK1_ID"), mode == MOVAL_MODE_ON, &widgets.boot_mode);
-    newtComponent reboot_now = dialog.checkbox(text("MOVAL_CHECK2_ID"), false, &widgets.reboot_now);
-    if (!installed) {
-        set_checkbox_disabled(boot_mode, true);
-        set_checkbox_disabled(reboot_now, true);
-    }
-    widgets.ok = dialog.button(text("BUTTON_OK_ID"));
-    widgets.cancel = dialog.button(text("BUTTON_CANCEL_ID"));
+    newtComponent boot_mode = dialog.checkbox(text("MOVAL_CHECK1_ID"), mode == MOVAL_MODE_ON,
+                                              &widgets.boot_mode, {.disabled = !installed});
+    newtComponent reboot_now =
+        dialog.checkbox(text("MOVAL_CHECK2_ID"), false, &widgets.reboot_now, {.disabled = !installed});
+    widgets.buttons = dialog.ok_cancel({});
 
     constexpr int left = NEWT_ANCHOR_LEFT;
     constexpr int top = NEWT_ANCHOR_TOP;
-    newtGrid buttons = dialog.grid(2, 1, {{0, 0, widgets.ok, top}, {1, 0, widgets.cancel, top, {.left = 3}}});
     newtGrid outer = dialog.grid(1, 4,
                                  {{0, 0, label, left},
                                   {0, 1, boot_mode, left, {.top = 1}},
                                   {0, 2, reboot_now, left},
-                                  {0, 3, buttons, top, {.top = 1}}});
-    dialog.add({label, boot_mode, reboot_now, widgets.ok, widgets.cancel});
+                                  {0, 3, widgets.buttons.row, top, {.top = 1}}});
+    dialog.add({label, boot_mode, reboot_now, widgets.buttons.ok, widgets.buttons.cancel});
     dialog.open(outer, text("TITTLE_MOVAL_ID"), {15, 1});
 }
 
@@ -121,8 +115,7 @@ void MOVALPanel_IPMI() {
         Dialog dialog;
         build(dialog, installed, mode, widgets);
         dialog.run_until(
-            widgets.ok, widgets.cancel, [&] { return !installed || apply(dialog, widgets); },
-            OnHotKey::run_again);
+            widgets.buttons, [&] { return !installed || apply(dialog, widgets); }, OnHotKey::run_again);
     }
     ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
 }

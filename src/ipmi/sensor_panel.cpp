@@ -35,8 +35,7 @@ struct OpenPanel {
     std::array<newtComponent, kLowNonRecoverable + 1> keepentry{};
     newtComponent list = nullptr;
     newtComponent ListCheck = nullptr;
-    newtComponent ok = nullptr;
-    newtComponent cancel = nullptr;
+    OkCancel buttons;
 };
 OpenPanel panel;
 
@@ -62,28 +61,24 @@ Sensor shown_sensor() {
 // ---- layout
 
 newtComponent make_list(Dialog& dialog) {
-    newtComponent list = dialog.listbox(1, NEWT_FLAG_SCROLL);
-    newt.newtListboxSetWidth(list, panel.kind->list_width);
-    if (panel.count == 0) append_row(list, "none", 0);
+    std::vector<ListRow> rows;
+    if (panel.count == 0) rows.push_back({"none", 0});
     for (std::int32_t i = 0; i < panel.count; ++i) {
-        if (has_setting(panel.kind->sensor(i))) append_row(list, printable(panel.kind->name(i)), i);
+        if (has_setting(panel.kind->sensor(i))) rows.push_back({printable(panel.kind->name(i)), i});
     }
-    newt.newtListboxSetCurrent(list, 0);
-    newt.newtComponentAddCallback(list, panel.kind->on_list, nullptr);
-    return list;
+    return dialog.list(
+        rows, {.width = panel.kind->list_width, .flags = NEWT_FLAG_SCROLL, .on_move = panel.kind->on_list});
 }
 
 newtComponent make_check_box(Dialog& dialog) {
     const std::uint32_t flag = *panel.kind->opening_flag;
     const bool set = flag != 0 && is_setting(flag);
-    newtComponent box = dialog.checkbox(text(panel.kind->enable_label), set, panel.kind->mark);
-    set_checkbox_disabled(box, !is_setting(flag));
     CheckStruct = {.components = panel.keepentry.data(),
                    .first = kFirstEntry,
                    .last = kLastEntry,
                    .source = panel.kind->mark};
-    newt.newtComponentAddCallback(box, panel.kind->on_checkbox, nullptr);
-    return box;
+    return dialog.checkbox(text(panel.kind->enable_label), set, panel.kind->mark,
+                           {.disabled = !is_setting(flag), .on_change = panel.kind->on_checkbox});
 }
 
 /// Whether sensor 0's entries open enabled.
@@ -139,18 +134,15 @@ void build(Dialog& dialog) {
         dialog.add({label, panel.keepentry[entry]});
         ++row;
     }
-    panel.ok = dialog.button(text("BUTTON_OK_ID"));
-    panel.cancel = dialog.button(text("BUTTON_CANCEL_ID"));
-    dialog.add({panel.ok, panel.cancel});
+    panel.buttons = dialog.ok_cancel();
+    dialog.add({panel.buttons.ok, panel.buttons.cancel});
     newtGrid head =
         dialog.grid(2, 1, {{0, 0, sensor_label, left}, {1, 0, panel.list, left, {.left = 2, .right = 2}}});
-    newtGrid buttons =
-        dialog.grid(2, 1, {{0, 0, panel.ok, top, {.left = 3}}, {1, 0, panel.cancel, top, {.left = 3}}});
     newtGrid outer = dialog.grid(1, 4,
                                  {{0, 0, head, top},
                                   {0, 1, panel.ListCheck, left, {.top = 1}},
                                   {0, 2, thresholds, top},
-                                  {0, 3, buttons, top, {.top = 1}}});
+                                  {0, 3, panel.buttons.row, top, {.top = 1}}});
     dialog.open(outer, text(panel.kind->title), {15, 128});
 }
 
@@ -181,7 +173,7 @@ void show_sensor(const Sensor& sensor) {
         const bool shown = sensor.settable && is_supported(*sensor.values[i]);
         set_entry(entry_of(i), shown ? *sensor.values[i] : 0);
     }
-    newt.newtCheckboxSetValue(panel.ListCheck, *sensor.monitor == 1 ? kMarked : kCleared);
+    set_mark(panel.ListCheck, *sensor.monitor == 1);
     set_checkbox_disabled(panel.ListCheck, !has_setting(sensor));
     panel.kind->on_checkbox(panel.ListCheck, nullptr);
     if (sensor.settable) return;
@@ -263,7 +255,7 @@ void run_sensor_panel(const SensorPanelKind& kind, std::int32_t count) {
     panel.count = count;
     Dialog dialog;
     build(dialog);
-    dialog.run_until(panel.ok, panel.cancel, write_settings);
+    dialog.run_until(panel.buttons, write_settings);
 }
 
 void select_sensor(newtComponent list) {

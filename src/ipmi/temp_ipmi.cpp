@@ -4,7 +4,6 @@
 #include <zel/access_ipmi.h>
 
 #include <algorithm>
-#include <cstring>
 #include <memory>
 #include <span>
 
@@ -13,8 +12,8 @@
 #include "../common/readstrfile.h"
 #include "../common/trace.h"
 #include "../common/widgets.h"
+#include "sensor_kind.h"
 #include "sensor_panel.h"
-#include "sensor_table.h"
 
 namespace zel {
 
@@ -30,6 +29,18 @@ std::int32_t SenNum = 0;
 std::uint32_t TempMonitorFlag = 0;
 char EnableTemp = kCleared;
 
+struct Temperature {
+    static constexpr auto& records = TempThreshData;
+    static constexpr auto& locations = sTempSensorTableEx;
+    static constexpr auto& as_read = snapshot;
+    static constexpr auto& count = SenNum;
+    static constexpr auto& opening_flag = TempMonitorFlag;
+    static constexpr const char* module = kModule;
+    static constexpr const char* panel = kPanel;
+    static constexpr const char* read_failed = "<GetTempValue failed.";
+    static void tell_no_memory() { msgWindow("Error", "ok", "malloc error!"); }
+};
+
 int isnoterror(std::int64_t input, std::int64_t max, std::int64_t min) {
     ZEL_TRACE(TRACE_LEVEL_TRACE, ">input=%ld,max=%ld,min=%ld.", input, max, min);
     const int result = min <= input && input <= max ? 1 : 0;
@@ -42,18 +53,6 @@ int comparisionok(std::int64_t big, std::int64_t small) {
     const int result = big > small ? 1 : 0;
     ZEL_TRACE(TRACE_LEVEL_TRACE, "<return %d.", result);
     return result;
-}
-
-Sensor sensor_at(std::int32_t index) {
-    return view_of(TempThreshData[static_cast<std::size_t>(index)]);
-}
-
-std::string_view name_of(std::int32_t index) {
-    return bounded_name(sTempSensorTableEx[static_cast<std::size_t>(index)].name);
-}
-
-std::int64_t value_as_read(std::int32_t index, std::size_t threshold) {
-    return kept_value(snapshot[static_cast<std::size_t>(index)], threshold);
 }
 
 bool judge(std::int32_t count);
@@ -86,9 +85,9 @@ const SensorPanelKind kKind = {
     .empty_test = EmptyTest::previous_ok,
     .mark = &EnableTemp,
     .opening_flag = &TempMonitorFlag,
-    .sensor = sensor_at,
-    .name = name_of,
-    .as_read = value_as_read,
+    .sensor = sensor_at<Temperature>,
+    .name = name_of<Temperature>,
+    .as_read = value_as_read<Temperature>,
     .in_range = isnoterror,
     .falls = comparisionok,
     .judge = judge,
@@ -101,7 +100,7 @@ const SensorPanelKind kKind = {
 /// Judges sensor by sensor and flags each as it passes, up to the first that fails.
 bool judge(std::int32_t count) {
     for (std::int32_t i = 0; i < count; ++i) {
-        const Sensor sensor = sensor_at(i);
+        const Sensor sensor = sensor_at<Temperature>(i);
         if (!is_judged(sensor)) continue;
         const bool in_range = is_in_range(kKind, sensor);
         const bool in_order = is_in_order(kKind, sensor);
@@ -118,8 +117,7 @@ bool judge(std::int32_t count) {
 
 void InitTempData() {
     ZEL_TRACE(TRACE_LEVEL_TRACE, ">");
-    for (TempThreshRecord& record : std::span(TempThreshData.get(), TEMP_SENSORS_MAX))
-        clear_record(record);
+    clear_records(std::span(TempThreshData.get(), TEMP_SENSORS_MAX));
     ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
 }
 
@@ -140,56 +138,18 @@ int GetTempValue(std::int32_t* senNum) {
     return 1;
 }
 
-void free_tables() {
-    sTempSensorTableEx.reset();
-    TempThreshData.reset();
-    snapshot.reset();
-}
-
-/// Tells that memory is short for a table, gives back the others and traces it.
-bool allocation_failed(const char* trace) {
-    msgWindow("Error", "ok", "malloc error!");
-    free_tables();
-    ZEL_TRACE_AS(kPanel, TRACE_LEVEL_RESOURCE, "%s", trace);
-    return false;
-}
-
 bool allocate_tables() {
-    if (!allocate(TempThreshData, TEMP_SENSORS_ROOM))
-        return allocation_failed("<TempThreshData malloc failed!");
-    if (!allocate(sTempSensorTableEx, TEMP_SENSORS_ROOM))
-        return allocation_failed("<sTempSensorTableEx malloc failed!");
-    if (!allocate(snapshot, TEMP_SENSORS_MAX)) return allocation_failed("<Comp malloc failed!");
-    return true;
-}
-
-bool read_sensors() {
-    SenNum = 0;
-    const BusyLine busy("IPMISENSOR_READ_ID");
-    return GetTempValue(&SenNum) != 0;
-}
-
-void keep_as_read() {
-    for (std::size_t i = 0; i < static_cast<std::size_t>(SenNum); ++i)
-        snapshot[i] = snapshot_of<TempSnapshot>(TempThreshData[i]);
-    TempMonitorFlag = TempThreshData[0].dwMonitorFlag;
+    return allocate<Temperature>(TempThreshData, TEMP_SENSORS_ROOM, "<TempThreshData malloc failed!") &&
+           allocate<Temperature>(sTempSensorTableEx, TEMP_SENSORS_ROOM,
+                                 "<sTempSensorTableEx malloc failed!") &&
+           allocate<Temperature>(snapshot, TEMP_SENSORS_MAX, "<Comp malloc failed!");
 }
 
 }  // namespace
 
 void TemperaturePanel_IPMI(std::int32_t version) {
     ZEL_TRACE(TRACE_LEVEL_TRACE, ">version=%d.", version);
-    if (!allocate_tables()) return;
-    if (!read_sensors()) {
-        show_message("MAIN_TABNAME_TEMP_ID", text("IPMISENSOR_GET_ID"));
-        free_tables();
-        ZEL_TRACE(TRACE_LEVEL_ERROR, "<GetTempValue failed.");
-        return;
-    }
-    keep_as_read();
-    run_sensor_panel(kKind, SenNum);
-    free_tables();
-    ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
+    run_kind<Temperature>(kKind, allocate_tables, GetTempValue);
 }
 
 }  // namespace zel

@@ -12,8 +12,8 @@
 #include "../common/readstrfile.h"
 #include "../common/trace.h"
 #include "../common/widgets.h"
+#include "sensor_kind.h"
 #include "sensor_panel.h"
-#include "sensor_table.h"
 
 namespace zel {
 
@@ -29,6 +29,18 @@ std::int32_t SenNum = 0;
 std::uint32_t VOLMonitorFlag = 0;
 char EnableVOL = kCleared;
 
+struct Voltage {
+    static constexpr auto& records = VOLThreshData;
+    static constexpr auto& locations = sVOLSensorTableEx;
+    static constexpr auto& as_read = snapshot;
+    static constexpr auto& count = SenNum;
+    static constexpr auto& opening_flag = VOLMonitorFlag;
+    static constexpr const char* module = kModule;
+    static constexpr const char* panel = kPanel;
+    static constexpr const char* read_failed = "<GetVOLValue failed.";
+    static void tell_no_memory() { msgWindow("ERROR", " ok ", "malloc error"); }
+};
+
 int _isnoterror(std::int64_t input, std::int64_t max, std::int64_t min) {
     ZEL_TRACE(TRACE_LEVEL_TRACE, ">");
     const int result = min <= input && input <= max ? 1 : 0;
@@ -41,18 +53,6 @@ int _comparisionok(std::int64_t big, std::int64_t small) {
     const int result = big > small ? 1 : 0;
     ZEL_TRACE(TRACE_LEVEL_TRACE, "<return %d.", result);
     return result;
-}
-
-Sensor sensor_at(std::int32_t index) {
-    return view_of(VOLThreshData[static_cast<std::size_t>(index)]);
-}
-
-std::string_view name_of(std::int32_t index) {
-    return bounded_name(sVOLSensorTableEx[static_cast<std::size_t>(index)].name);
-}
-
-std::int64_t value_as_read(std::int32_t index, std::size_t threshold) {
-    return kept_value(snapshot[static_cast<std::size_t>(index)], threshold);
 }
 
 bool judge(std::int32_t count);
@@ -85,9 +85,9 @@ const SensorPanelKind kKind = {
     .empty_test = EmptyTest::now_selected,
     .mark = &EnableVOL,
     .opening_flag = &VOLMonitorFlag,
-    .sensor = sensor_at,
-    .name = name_of,
-    .as_read = value_as_read,
+    .sensor = sensor_at<Voltage>,
+    .name = name_of<Voltage>,
+    .as_read = value_as_read<Voltage>,
     .in_range = _isnoterror,
     .falls = _comparisionok,
     .judge = judge,
@@ -100,7 +100,7 @@ const SensorPanelKind kKind = {
 /// Judges all sensors first; only when every one passed are the changed ones flagged.
 bool judge(std::int32_t count) {
     for (std::int32_t i = 0; i < count; ++i) {
-        const Sensor sensor = sensor_at(i);
+        const Sensor sensor = sensor_at<Voltage>(i);
         if (!is_judged(sensor)) continue;
         if (!is_in_range(kKind, sensor)) {
             show_message(kKind.message_title, text("EXCESS_LIMITATION_ID"));
@@ -112,15 +112,14 @@ bool judge(std::int32_t count) {
         }
     }
     for (std::int32_t i = 0; i < count; ++i) {
-        if (is_judged(sensor_at(i))) set_change_flag(kKind, i);
+        if (is_judged(sensor_at<Voltage>(i))) set_change_flag(kKind, i);
     }
     return true;
 }
 
 void InitVOLData() {
     ZEL_TRACE(TRACE_LEVEL_TRACE, ">");
-    for (VoltThreshRecord& record : std::span(VOLThreshData.get(), VOLT_THRESH_ROOM))
-        clear_record(record);
+    clear_records(std::span(VOLThreshData.get(), VOLT_THRESH_ROOM));
     ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
 }
 
@@ -140,56 +139,17 @@ int GetVOLValue(std::int32_t* senNum) {
     return 1;
 }
 
-void free_tables() {
-    VOLThreshData.reset();
-    sVOLSensorTableEx.reset();
-    snapshot.reset();
-}
-
-/// Tells that memory is short for a table, gives back the others and traces it.
-bool allocation_failed(const char* trace) {
-    msgWindow("ERROR", " ok ", "malloc error");
-    free_tables();
-    ZEL_TRACE_AS(kPanel, TRACE_LEVEL_RESOURCE, "%s", trace);
-    return false;
-}
-
 bool allocate_tables() {
-    if (!allocate(sVOLSensorTableEx, VOLT_SENSORS_ROOM))
-        return allocation_failed("<malloc VOLTSENSORTABLE failed.");
-    if (!allocate(VOLThreshData, VOLT_THRESH_ROOM))
-        return allocation_failed("<malloc ZELAIPMIVOLTTHRESHDATA failed.");
-    if (!allocate(snapshot, VOLT_SENSORS_MAX)) return allocation_failed("<malloc _compare failed.");
-    return true;
-}
-
-bool read_sensors() {
-    SenNum = 0;
-    const BusyLine busy("IPMISENSOR_READ_ID");
-    return GetVOLValue(&SenNum) != 0;
-}
-
-void keep_as_read() {
-    for (std::size_t i = 0; i < static_cast<std::size_t>(SenNum); ++i)
-        snapshot[i] = snapshot_of<VoltSnapshot>(VOLThreshData[i]);
-    VOLMonitorFlag = VOLThreshData[0].dwMonitorFlag;
+    return allocate<Voltage>(sVOLSensorTableEx, VOLT_SENSORS_ROOM, "<malloc VOLTSENSORTABLE failed.") &&
+           allocate<Voltage>(VOLThreshData, VOLT_THRESH_ROOM, "<malloc ZELAIPMIVOLTTHRESHDATA failed.") &&
+           allocate<Voltage>(snapshot, VOLT_SENSORS_MAX, "<malloc _compare failed.");
 }
 
 }  // namespace
 
 void VoltagePanel(std::int32_t version) {
     ZEL_TRACE(TRACE_LEVEL_TRACE, ">version=%d.", version);
-    if (!allocate_tables()) return;
-    if (!read_sensors()) {
-        show_message("MAIN_TABNAME_VOL_ID", text("IPMISENSOR_GET_ID"));
-        free_tables();
-        ZEL_TRACE(TRACE_LEVEL_ERROR, "<GetVOLValue failed.");
-        return;
-    }
-    keep_as_read();
-    run_sensor_panel(kKind, SenNum);
-    free_tables();
-    ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
+    run_kind<Voltage>(kKind, allocate_tables, GetVOLValue);
 }
 
 }  // namespace zel

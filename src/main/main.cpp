@@ -20,6 +20,8 @@
 #include "../common/terminal.h"
 #include "../common/trace.h"
 #include "common_ctl.h"
+#include "menu.h"
+#include "panel_table.h"
 #include "screen.h"
 
 namespace zel {
@@ -38,7 +40,6 @@ struct MenuFlags {
     std::int32_t show_voltage = 0;
     std::int32_t show_temperature = 0;
     std::int32_t show_moval = 0;
-    std::int32_t rows = 0;
 };
 
 Buffer catalogue;
@@ -166,7 +167,7 @@ bool query_shared_sensor() {
 }
 
 /// On agent 3.8 a NAS model has a menu of its own.
-bool probe_nas_model(MenuFlags& flags) {
+bool probe_nas_model() {
     HwIdRecord record{};
     if (GetQudHwidFor38(&record) == 0) {
         std::puts("Get HWID from proc error!");
@@ -176,10 +177,7 @@ bool probe_nas_model(MenuFlags& flags) {
         return false;
     }
     const auto model = static_cast<std::int32_t>(record.modelNumber);
-    if (model == 679 || model == 680) {
-        iNASFlag = 1;
-        flags.rows = 7;
-    }
+    if (model == 679 || model == 680) iNASFlag = 1;
     return true;
 }
 
@@ -188,26 +186,19 @@ void probe_blade() {
     ZEL_TRACE_AS(kMain, TRACE_LEVEL_INFO, "iBladeFlag = %d.", iBladeFlag);
 }
 
-bool has_blade_row() {
-    return iBladeFlag == 1 && GetSharedSensorStatus_Value >= 0;
-}
-
 bool probe_as_agent_38(MenuFlags& flags) {
     flags.show_voltage = flags.show_temperature = flags.show_moval = 1;
     probe_blade();
     if (!query_shared_sensor()) return false;
     ZEL_TRACE_AS(kMain, TRACE_LEVEL_INFO, "GetSharedSensorStatus() return %d.", GetSharedSensorStatus_Value);
-    flags.rows = has_blade_row() ? 13 : 12;
-    return probe_nas_model(flags);
+    return probe_nas_model();
 }
 
 bool probe_as_agent_39_and_later(MenuFlags& flags) {
     flags.show_voltage = GetRegValue(kVoltageTab);
     flags.show_temperature = GetRegValue(kTemperatureTab);
     probe_blade();
-    if (!query_shared_sensor()) return false;
-    flags.rows = 9 + flags.show_voltage + flags.show_temperature + (has_blade_row() ? 1 : 0);
-    return true;
+    return query_shared_sensor();
 }
 
 bool bind_screen_libraries() {
@@ -250,7 +241,8 @@ void run_screen(const MenuFlags& flags) {
     NewtStartUp();
     ZEL_TRACE_AS(kMain, TRACE_LEVEL_INFO, "iShowVoltFlag = %d.", flags.show_voltage);
     ZEL_TRACE_AS(kMain, TRACE_LEVEL_INFO, "iShowTempFlag = %d.", flags.show_temperature);
-    EditParameter(flags.show_voltage, flags.show_temperature, flags.show_moval, flags.rows);
+    const MenuFacts facts = menu_facts(flags.show_voltage, flags.show_temperature, flags.show_moval);
+    EditParameter(flags.show_voltage, flags.show_temperature, flags.show_moval, count_menu_rows(facts));
     free_catalogue();
     newt.newtCls();
     newt.newtFinished();

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The screen: colours, help line and root text, and the main menu on it.
+// The screen: colours, help line and root text.
 #pragma once
-
-#include <cstdint>
 
 namespace zel {
 
@@ -13,9 +11,5 @@ void NewtStartUp();
 /// Shows S-Lang's colour object 14, newt's active list box, as the CPU panel wants it, or (false) as every
 /// other dialog does.
 void use_cpu_list_colours(bool cpu);
-
-/// Runs the main menu until the user closes it. The flags are 0 or 1; `TABTOTAONUM` is the number of rows.
-void EditParameter(std::int32_t iShowVoltFlag, std::int32_t iShowTempFlag, std::int32_t iShowMovalFlag,
-                   std::int32_t TABTOTAONUM);
 
 }  // namespace zel

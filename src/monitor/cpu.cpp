@@ -78,8 +78,7 @@ void message(const char* identifier) {
 struct Widgets {
     std::array<newtComponent, kLastEntry + 1> entries{};  // `keepentry`
     newtComponent cpu_list = nullptr;
-    newtComponent ok = nullptr;
-    newtComponent cancel = nullptr;
+    OkCancel buttons;
     char mark = kCleared;
 };
 
@@ -97,12 +96,10 @@ int cycle_index(std::int32_t seconds) {
 }
 
 newtComponent make_sampling_list(Dialog& dialog, std::int32_t interval) {
-    newtComponent list = dialog.listbox(1);
-    std::intptr_t key = 0;
+    std::vector<std::string> rows;
     for (int choice : kSamplingChoices)
-        append_row(list, fit(std::to_string(choice), kSamplingColumns), key++);
-    newt.newtListboxSetCurrent(list, sampling_index(interval));
-    return list;
+        rows.push_back(fit(std::to_string(choice), kSamplingColumns));
+    return dialog.list(numbered(rows), {.selected = sampling_index(interval)});
 }
 
 using CycleTexts = std::array<std::string, kCycleChoices.size()>;
@@ -114,37 +111,21 @@ CycleTexts read_cycle_texts() {
     return texts;
 }
 
-newtComponent make_cycle_list(Dialog& dialog, const CycleTexts& texts, std::int32_t seconds) {
-    newtComponent list = dialog.listbox(1);
-    std::intptr_t key = 0;
-    for (const std::string& choice : texts)
-        append_row(list, choice, key++);
-    newt.newtListboxSetCurrent(list, cycle_index(seconds));
-    return list;
-}
-
-void CpuEnableMornitorFunc(newtComponent component, void* data);
+void CpuEnableMornitorFunc(newtComponent list, void* data);
 
 newtComponent make_cpu_list(Dialog& dialog) {
-    newtComponent list = dialog.listbox(1);
-    newt.newtListboxSetWidth(list, kCpuListWidth);
-    append_row(list, "TOTAL ", 0);
+    std::vector<std::string> rows = {"TOTAL "};
     for (std::int32_t cpu = 1; cpu <= TotalCpuCount; ++cpu)
-        append_row(list, "CPU" + std::to_string(cpu) + " ", cpu);
-    newt.newtListboxSetCurrent(list, 0);
-    newt.newtComponentAddCallback(list, CpuEnableMornitorFunc,
-                                  list);  // after the selection, which would call it
-    return list;
+        rows.push_back("CPU" + std::to_string(cpu) + " ");
+    return dialog.list(numbered(rows), {.width = kCpuListWidth, .on_move = CpuEnableMornitorFunc});
 }
 
 newtComponent make_enable_box(Dialog& dialog, bool enabled, Widgets& widgets) {
-    newtComponent box = dialog.checkbox(text("CPU_ENABLE_ID"), enabled, &widgets.mark);
     CheckStruct = {.components = widgets.entries.data(),
                    .first = kFirstEntry,
                    .last = kLastEntry,
                    .source = &widgets.mark};
-    newt.newtComponentAddCallback(box, CheckButtonFunc, nullptr);
-    return box;
+    return dialog.checkbox(text("CPU_ENABLE_ID"), enabled, &widgets.mark, {.on_change = CheckButtonFunc});
 }
 
 void make_entries(Dialog& dialog, const CpuThresholdRow& total, int width, Widgets& widgets) {
@@ -171,12 +152,11 @@ void build(Dialog& dialog, const CycleTexts& cycle_texts, const CpuSettingsRecor
     auto& entries = widgets.entries;
     keepentry = entries.data();
     entries[0] = make_sampling_list(dialog, settings.samplingInterval);
-    entries[1] = make_cycle_list(dialog, cycle_texts, settings.cycleSeconds);
+    entries[1] = dialog.list(numbered(cycle_texts), {.selected = cycle_index(settings.cycleSeconds)});
     widgets.cpu_list = make_cpu_list(dialog);
     CpuCheck = make_enable_box(dialog, total.enable != 0, widgets);
     make_entries(dialog, total, std::max(columns_of(reset_text), columns_of(report_text)) + 1, widgets);
-    widgets.ok = dialog.button(text("BUTTON_OK_ID"));
-    widgets.cancel = dialog.button(text("BUTTON_CANCEL_ID"));
+    widgets.buttons = dialog.ok_cancel({}, {.left = 4});
 
     constexpr int left = NEWT_ANCHOR_LEFT;
     constexpr int top = NEWT_ANCHOR_TOP;
@@ -200,13 +180,14 @@ void build(Dialog& dialog, const CycleTexts& cycle_texts, const CpuSettingsRecor
                                        {0, 3, warning_label, left, {.left = 4}},
                                        {1, 3, entries[3], left, {.right = 2}},
                                        {2, 3, entries[5], left}});
-    newtGrid buttons = dialog.grid(2, 1, {{0, 0, widgets.ok, top}, {1, 0, widgets.cancel, top, {.left = 4}}});
-    newtGrid outer = dialog.grid(
-        1, 3, {{0, 0, upper, left}, {0, 1, thresholds, left, {.top = 1}}, {0, 2, buttons, top, {.top = 1}}});
+    newtGrid outer = dialog.grid(1, 3,
+                                 {{0, 0, upper, left},
+                                  {0, 1, thresholds, left, {.top = 1}},
+                                  {0, 2, widgets.buttons.row, top, {.top = 1}}});
 
     dialog.add({sample_label, entries[0], cycle_label, entries[1], cpu_label, widgets.cpu_list, CpuCheck,
                 fatal_label, warning_label, report_label, reset_label, entries[2], entries[4], entries[3],
-                entries[5], widgets.ok, widgets.cancel});
+                entries[5], widgets.buttons.ok, widgets.buttons.cancel});
     dialog.open(outer, text("TITTLE_CPU_ID"), {1, 15, 128});
 }
 
@@ -227,12 +208,12 @@ void read_entries(CpuThresholdRow& row) {
 void show_row(const CpuThresholdRow& row) {
     for (const EntryField& field : kEntryFields)
         set_entry(keepentry[field.entry], row.*field.field);
-    newt.newtCheckboxSetValue(CpuCheck, row.enable != 0 ? kMarked : kCleared);
+    set_mark(CpuCheck, row.enable != 0);
 }
 
-void CpuEnableMornitorFunc(newtComponent, void* data) {
+void CpuEnableMornitorFunc(newtComponent list, void*) {
     ZEL_TRACE(TRACE_LEVEL_TRACE, ">");
-    const std::intptr_t new_row = current_row(static_cast<newtComponent>(data));
+    const std::intptr_t new_row = current_row(list);
     if (row_exists(new_row)) {
         CpuThresholdRow& left_row = row_at(current);
         const bool enabled = *CheckStruct.source == kMarked;
@@ -321,7 +302,7 @@ void CpuPanel() {
         Widgets widgets;
         Dialog dialog;
         build(dialog, cycle_texts, settings, widgets);
-        dialog.run_until(widgets.ok, widgets.cancel, [&] { return write_settings(widgets, settings); });
+        dialog.run_until(widgets.buttons, [&] { return write_settings(widgets, settings); });
     }
     ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
 }

@@ -54,8 +54,7 @@ Form form_of(std::int32_t mode) {
 // ---- layout
 
 struct Widgets {
-    newtComponent ok = nullptr;
-    newtComponent cancel = nullptr;
+    OkCancel buttons;
     bool none = false;  // there is nothing to edit
 };
 
@@ -66,8 +65,8 @@ void make_radio_buttons(Dialog& dialog, std::int32_t mode) {
     static constexpr std::array kLabels = {"FILE_DISABLE_ID", "FILE_ENABLECP_ID", "FILE_ENABLEBY_ID"};
     for (std::size_t i = 0; i < kLabels.size(); ++i) {
         const bool set = mode == static_cast<std::int32_t>(i) + FS_MODE_OFF;
-        radio[i] = dialog.radio_button(text(kLabels[i]), set, i > 0 ? radio[i - 1] : nullptr);
-        newt.newtComponentAddCallback(radio[i], Func1, nullptr);
+        radio[i] =
+            dialog.radio_button(text(kLabels[i]), set, i > 0 ? radio[i - 1] : nullptr, {.on_change = Func1});
     }
 }
 
@@ -81,19 +80,18 @@ void make_threshold_entries(Dialog& dialog, std::int32_t mode) {
     }
 }
 
-void list_file_systems() {
-    std::intptr_t row = 0;
+std::vector<std::string> paths_of_file_systems() {
+    std::vector<std::string> paths;
     for (const FsThresholdRecord* record = FSdata; record != nullptr; record = record->next)
-        append_row(list, shorten({record->path, strnlen(record->path, sizeof record->path)}, kPathColumns),
-                   row++);
+        paths.push_back(shorten({record->path, strnlen(record->path, sizeof record->path)}, kPathColumns));
+    return paths;
 }
 
 void build(Dialog& dialog, Widgets& widgets) {
     newtComponent interval_label = dialog.label(text("CPU_SAMPLE_ID"));
     newtComponent device_label = dialog.label(text("FILE_DEVICE_ID"));
     entry[kIntervalEntry] = dialog.number_entry(std::to_string(FScycle), kIntervalWidth);
-    widgets.ok = dialog.button(text("BUTTON_OK_ID"));
-    widgets.cancel = dialog.button(text("BUTTON_CANCEL_ID"));
+    widgets.buttons = dialog.ok_cancel({});
     newtComponent fatal_label = dialog.label(text("FILE_FATAL_ID"));
     newtComponent warning_label = dialog.label(text("FILE_WARNING_ID"));
     newtComponent report_label = dialog.label(text("CPU_REPORT_ID"));
@@ -104,7 +102,6 @@ void build(Dialog& dialog, Widgets& widgets) {
     make_radio_buttons(dialog, mode);
     make_threshold_entries(dialog, mode);
     if (widgets.none) set_disabled(entry[kIntervalEntry], true);
-    newt.newtComponentAddCallback(list, Func2, nullptr);
 
     constexpr int left = NEWT_ANCHOR_LEFT;
     constexpr int top = NEWT_ANCHOR_TOP;
@@ -125,7 +122,6 @@ void build(Dialog& dialog, Widgets& widgets) {
                                        {1, 3, entry[3], left, {.right = 2}},
                                        {2, 2, entry[4], left},
                                        {2, 3, entry[5], left}});
-    newtGrid buttons = dialog.grid(2, 1, {{0, 0, widgets.ok, top}, {1, 0, widgets.cancel, top, {.left = 3}}});
     newtGrid gap = dialog.grid(1, 1, {{0, 0, blank, top}});
     newtGrid main_grid = dialog.grid(1, 6,
                                      {{0, 0, interval, top},
@@ -133,10 +129,10 @@ void build(Dialog& dialog, Widgets& widgets) {
                                       {0, 2, device, top},
                                       {0, 3, modes, left, {.top = 1}},
                                       {0, 4, thresholds, left, {.top = 1}},
-                                      {0, 5, buttons, top, {.top = 1}}});
+                                      {0, 5, widgets.buttons.row, top, {.top = 1}}});
     dialog.add({interval_label, entry[kIntervalEntry], device_label, list, radio[0], radio[1], radio[2],
                 fatal_label, warning_label, report_label, reset_label, entry[2], entry[4], entry[3], entry[5],
-                widgets.ok, widgets.cancel});
+                widgets.buttons.ok, widgets.buttons.cancel});
     dialog.open(main_grid, text("TITTLE_FILESYS_ID"), {1, 15, 128});
 }
 
@@ -144,7 +140,7 @@ void build(Dialog& dialog, Widgets& widgets) {
 
 /// Sets a radio button's mark alone; newt's own call would run the button's callback.
 void newtRadioSetCurrent(newtComponent button, char mark) {
-    newt.newtCheckboxSetValue(button, mark);
+    set_mark(button, mark == kMarked);
 }
 
 void show_entries(const FsThresholdRecord& record) {
@@ -287,20 +283,20 @@ Failure run_panel() {
     Widgets widgets;
     widgets.none = !Lists::read();
     Dialog dialog;
-    list = dialog.listbox(1);
+    std::vector<ListRow> rows;
     if (!widgets.none) {
-        list_file_systems();
+        rows = numbered(paths_of_file_systems());
         if (const Failure failure = Lists::measure(); failure.call != nullptr) return failure;
         widgets.none = !is_known_mode(FSdata->mode);
     }
-    if (widgets.none) append_row(list, "none", 0);
-    newt.newtListboxSetCurrent(list, 0);
+    if (widgets.none) rows.push_back({"none", 0});
+    list = dialog.list(rows, {.on_move = Func2});
     keepdata = FSdata;
     keepsize = FSsize;
     last_radio = FSdata->mode;
     build(dialog, widgets);
     dialog.run_until(
-        widgets.ok, widgets.cancel, [&] { return write_settings(widgets); }, OnHotKey::run_again);
+        widgets.buttons, [&] { return write_settings(widgets); }, OnHotKey::run_again);
     return {};
 }
 

@@ -107,7 +107,7 @@ void refill_empty_entries(const FsThresholdRecord& record, Form form) {
 }
 
 std::int32_t selected_mode() {
-    ppp = newt.newtRadioGetCurrent(radio[0]);
+    ppp = marked_radio_button(radio[0]);
     const auto* const found = std::find(radio.begin(), radio.end(), ppp);
     return found != radio.end() ? static_cast<std::int32_t>(found - radio.begin()) + FS_MODE_OFF : kNoMode;
 }

@@ -43,8 +43,7 @@ using Components = std::array<newtComponent, kFields.size()>;
 
 struct Widgets {
     Components entries{};
-    newtComponent ok = nullptr;
-    newtComponent cancel = nullptr;
+    OkCancel buttons;
 };
 
 ErrorTexts format_errors() {
@@ -74,11 +73,9 @@ void build(Dialog& dialog, const LanSettingsRecord& settings, Widgets& widgets) 
         widgets.entries[i] = dialog.number_entry(std::to_string(settings.*kFields[i].value), kEntryWidth);
     }
     dialog.label(dcgettext(nullptr, " ", LC_MESSAGES));  // made and not placed
-    widgets.ok = dialog.button(text("BUTTON_OK_ID"));
-    widgets.cancel = dialog.button(text("BUTTON_CANCEL_ID"));
+    widgets.buttons = dialog.ok_cancel();
 
     constexpr int left = NEWT_ANCHOR_LEFT;
-    constexpr int top = NEWT_ANCHOR_TOP;
     newtGrid fields = dialog.grid(2, 4, {});
     for (int row = 0; row < 4; ++row) {
         const auto i = static_cast<std::size_t>(row);
@@ -86,14 +83,13 @@ void build(Dialog& dialog, const LanSettingsRecord& settings, Widgets& widgets) 
         dialog.place(fields, {0, row, labels[i], left, {.top = above}});
         dialog.place(fields, {1, row, widgets.entries[i], left, {.left = 2, .top = above}});
     }
-    newtGrid buttons =
-        dialog.grid(2, 1, {{0, 0, widgets.ok, top, {.left = 3}}, {1, 0, widgets.cancel, top, {.left = 3}}});
-    newtGrid outer = dialog.grid(1, 2, {{0, 0, fields, left}, {0, 1, buttons, left, {.left = 1, .top = 1}}});
+    newtGrid outer =
+        dialog.grid(1, 2, {{0, 0, fields, left}, {0, 1, widgets.buttons.row, left, {.left = 1, .top = 1}}});
     for (newtComponent label : labels)
         dialog.add({label});
     for (newtComponent entry : widgets.entries)
         dialog.add({entry});
-    dialog.add({widgets.ok, widgets.cancel});
+    dialog.add({widgets.buttons.ok, widgets.buttons.cancel});
     dialog.open(outer, text("TITTLE_LAN_ID"), {15, 128});
 }
 
@@ -136,8 +132,7 @@ void LanPanel() {
         Widgets widgets;
         Dialog dialog;
         build(dialog, settings, widgets);
-        dialog.run_until(widgets.ok, widgets.cancel,
-                         [&] { return write_settings(widgets, settings, errors); });
+        dialog.run_until(widgets.buttons, [&] { return write_settings(widgets, settings, errors); });
     }
     ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
 }

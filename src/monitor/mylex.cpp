@@ -56,23 +56,19 @@ std::optional<std::int32_t> read_interval() {
 
 struct Widgets {
     newtComponent entry = nullptr;
-    newtComponent ok = nullptr;
-    newtComponent cancel = nullptr;
+    OkCancel buttons;
 };
 
 void build(Dialog& dialog, std::int32_t interval, Widgets& widgets) {
     newtComponent label = dialog.label(text("CPU_SAMPLE_ID"));
     widgets.entry = dialog.number_entry(std::to_string(interval), kEntryWidth);
-    widgets.ok = dialog.button(text("BUTTON_OK_ID"));
-    widgets.cancel = dialog.button(text("BUTTON_CANCEL_ID"));
+    widgets.buttons = dialog.ok_cancel({.left = 3}, {.left = 3, .right = 3});
 
     constexpr int left = NEWT_ANCHOR_LEFT;
     constexpr int top = NEWT_ANCHOR_TOP;
     newtGrid field = dialog.grid(2, 1, {{0, 0, label, top}, {1, 0, widgets.entry, left, {.left = 1}}});
-    newtGrid buttons = dialog.grid(
-        2, 1, {{0, 0, widgets.ok, top, {.left = 3}}, {1, 0, widgets.cancel, top, {.left = 3, .right = 3}}});
-    newtGrid outer = dialog.grid(1, 2, {{0, 0, field, top}, {0, 1, buttons, top, {.top = 1}}});
-    dialog.add({label, widgets.entry, widgets.ok, widgets.cancel});
+    newtGrid outer = dialog.grid(1, 2, {{0, 0, field, top}, {0, 1, widgets.buttons.row, top, {.top = 1}}});
+    dialog.add({label, widgets.entry, widgets.buttons.ok, widgets.buttons.cancel});
     dialog.open(outer, text("TITTLE_MYLEX_ID"), {15});
 }
 
@@ -106,8 +102,7 @@ void MylexPanel() {
         Widgets widgets;
         Dialog dialog;
         build(dialog, *interval, widgets);
-        dialog.run_until(widgets.ok, widgets.cancel,
-                         [&] { return apply(entry_number(widgets.entry), *interval); });
+        dialog.run_until(widgets.buttons, [&] { return apply(entry_number(widgets.entry), *interval); });
     }
     ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
 }

@@ -65,20 +65,18 @@ struct Widgets {
     newtComponent threshold = nullptr;  // null where the version has none
     newtComponent reset = nullptr;
     newtComponent default_settings = nullptr;  // null where the version has none
-    newtComponent ok = nullptr;
-    newtComponent cancel = nullptr;
+    OkCancel buttons;
 };
 
 newtComponent make_device_list(Dialog& dialog) {
-    newtComponent list = dialog.listbox(1);
+    std::vector<ListRow> rows;
     if (no_device()) {
-        append_row(list, fit(kNoDevice, kDeviceColumns), 1);
+        rows.push_back({fit(kNoDevice, kDeviceColumns), 1});
     } else {
         for (std::int32_t device = 0; device < count; ++device)
-            append_row(list, fit(device_name(device), kDeviceColumns), device);
+            rows.push_back({fit(device_name(device), kDeviceColumns), device});
     }
-    newt.newtListboxSetCurrent(list, 0);
-    return list;
+    return dialog.list(rows);
 }
 
 newtGrid make_actions(Dialog& dialog, std::int32_t version, Widgets& widgets) {
@@ -100,8 +98,7 @@ void build(Dialog& dialog, std::int32_t version, Widgets& widgets) {
     widgets.interval_entry = dialog.number_entry(std::to_string(interval), kIntervalWidth);
     widgets.list = make_device_list(dialog);
     newtGrid actions = make_actions(dialog, version, widgets);
-    widgets.ok = dialog.button(text("BUTTON_OK_ID"));
-    widgets.cancel = dialog.button(text("BUTTON_CANCEL_ID"));
+    widgets.buttons = dialog.ok_cancel({.left = 2}, {.left = 2});
 
     constexpr int left = NEWT_ANCHOR_LEFT;
     constexpr int top = NEWT_ANCHOR_TOP;
@@ -109,18 +106,16 @@ void build(Dialog& dialog, std::int32_t version, Widgets& widgets) {
         dialog.grid(2, 1, {{0, 0, interval_label, left}, {1, 0, widgets.interval_entry, left, {.left = 2}}});
     newtGrid device_grid =
         dialog.grid(2, 1, {{0, 0, device_label, top}, {1, 0, widgets.list, top, {.left = 2}}});
-    newtGrid buttons =
-        dialog.grid(2, 1, {{0, 0, widgets.ok, top, {.left = 2}}, {1, 0, widgets.cancel, top, {.left = 2}}});
     newtGrid outer = dialog.grid(1, 4,
                                  {{0, 0, interval_grid, left},
                                   {0, 1, device_grid, left, {.top = 1}},
                                   {0, 2, actions, top, {.top = 1}},
-                                  {0, 3, buttons, top, {.top = 1}}});
+                                  {0, 3, widgets.buttons.row, top, {.top = 1}}});
     dialog.add({interval_label, device_label, widgets.interval_entry, widgets.list});
     if (widgets.threshold != nullptr) dialog.add({widgets.threshold});
     dialog.add({widgets.reset});
     if (widgets.default_settings != nullptr) dialog.add({widgets.default_settings});
-    dialog.add({widgets.ok, widgets.cancel});
+    dialog.add({widgets.buttons.ok, widgets.buttons.cancel});
     dialog.open(outer, text("TITTLE_STORAGE_ID"), {15});
 }
 
@@ -167,8 +162,8 @@ void run_dialog(std::int32_t version) {
     build(dialog, version, widgets);
     for (;;) {
         newtComponent answer = dialog.run();
-        if (answer == nullptr || answer == widgets.cancel) return;
-        if (answer == widgets.ok) {
+        if (answer == nullptr || answer == widgets.buttons.cancel) return;
+        if (answer == widgets.buttons.ok) {
             if (write_settings(widgets)) return;
         } else if (answer == widgets.reset || answer == widgets.threshold ||
                    answer == widgets.default_settings) {

@@ -62,8 +62,7 @@ std::int32_t state_of_mark() {
 struct Widgets {
     std::array<newtComponent, 2> entries{};
     newtComponent list = nullptr;
-    newtComponent ok = nullptr;
-    newtComponent cancel = nullptr;
+    OkCancel buttons;
 };
 
 /// From the first empty entry on, all are given their saved value back.
@@ -94,7 +93,7 @@ void ListFunc(newtComponent list, void* data) {
     const StorageThresholdItem& shown = value_tmp[ListSelect][selected];
     for (std::size_t i = 0; i < kFields.size(); ++i)
         set_entry(entries[i], shown.*kFields[i]);
-    newt.newtCheckboxSetValue(StorageCheck, shown.state == STORAGE_STATE_ON ? kMarked : kCleared);
+    set_mark(StorageCheck, shown.state == STORAGE_STATE_ON);
     for (newtComponent entry : entries)
         set_disabled(entry, EnableThreshold != kMarked);
     LastSelect = selected;
@@ -102,13 +101,11 @@ void ListFunc(newtComponent list, void* data) {
 }
 
 newtComponent make_list(Dialog& dialog, Widgets& widgets) {
-    newtComponent list = dialog.listbox(kKindRows);
-    std::intptr_t key = 0;
+    std::vector<std::string> rows;
     for (const char* kind : kKinds)
-        append_row(list, fit(text(kind), kKindColumns), key++);
-    newt.newtListboxSetCurrent(list, 0);
-    newt.newtComponentAddCallback(list, ListFunc, widgets.entries.data());
-    return list;
+        rows.push_back(fit(text(kind), kKindColumns));
+    return dialog.list(numbered(rows),
+                       {.height = kKindRows, .on_move = ListFunc, .data = widgets.entries.data()});
 }
 
 void build(Dialog& dialog, Widgets& widgets) {
@@ -118,24 +115,24 @@ void build(Dialog& dialog, Widgets& widgets) {
     newtComponent warning_label = dialog.label(text("FILE_WARNING_ID"));
     widgets.list = make_list(dialog, widgets);
     const bool enabled = first.state == STORAGE_STATE_ON;
-    ListCheck = dialog.checkbox(text("STOGSUB_ENABLE_ID"), enabled, &EnableThreshold);
+    ListCheck =
+        dialog.checkbox(text("STOGSUB_ENABLE_ID"), enabled, &EnableThreshold, {.on_change = CheckButtonFunc});
     auto& entries = widgets.entries;
     for (std::size_t i = 0; i < kFields.size(); ++i)
         entries[i] = dialog.number_entry(std::to_string(first.*kFields[i]), kEntryWidth,
                                          enabled ? 0 : NEWT_FLAG_DISABLED);
     CheckStruct = {.components = entries.data(), .first = 0, .last = 1, .source = &EnableThreshold};
-    newt.newtComponentAddCallback(ListCheck, CheckButtonFunc, nullptr);
-    widgets.ok = dialog.button(text("BUTTON_OK_ID"));
-    widgets.cancel = dialog.button(text("BUTTON_CANCEL_ID"));
+    widgets.buttons.ok = dialog.button(text("BUTTON_OK_ID"));
+    widgets.buttons.cancel = dialog.button(text("BUTTON_CANCEL_ID"));
 
     constexpr int left = NEWT_ANCHOR_LEFT;
     constexpr int top = NEWT_ANCHOR_TOP;
     // The buttons are taller than the label beside them: negative paddings pull what is below up again.
     newtGrid head = dialog.grid(2, 2,
                                 {{0, 0, list_label, left, {.top = -1}},
-                                 {1, 0, widgets.ok, top, {.left = 1, .top = 1}},
+                                 {1, 0, widgets.buttons.ok, top, {.left = 1, .top = 1}},
                                  {0, 1, widgets.list, left, {.top = -4}},
-                                 {1, 1, widgets.cancel, top, {.left = 1}}});
+                                 {1, 1, widgets.buttons.cancel, top, {.left = 1}}});
     newtGrid check = dialog.grid(1, 1, {{0, 0, ListCheck, top}});
     newtGrid thresholds = dialog.grid(2, 2,
                                       {{0, 0, fatal_label, left},
@@ -147,7 +144,7 @@ void build(Dialog& dialog, Widgets& widgets) {
                                   {0, 1, check, left, {.left = 2, .top = -2}},
                                   {0, 2, thresholds, left, {.left = 6, .top = -1}}});
     dialog.add({list_label, fatal_label, warning_label, widgets.list, ListCheck, entries[0], entries[1],
-                widgets.ok, widgets.cancel});
+                widgets.buttons.ok, widgets.buttons.cancel});
     dialog.open(outer, printable(device_name(ListSelect)) + text("STOGSUB_THRESHOLD1_ID"), {15});
 }
 
@@ -214,7 +211,7 @@ void ThresholdSubPanel(std::int32_t device) {
     Widgets widgets;
     Dialog dialog;
     build(dialog, widgets);
-    dialog.run_until(widgets.ok, widgets.cancel, [&] { return accept(widgets); });
+    dialog.run_until(widgets.buttons, [&] { return accept(widgets); });
     ZEL_TRACE(TRACE_LEVEL_TRACE, "<");
 }
 

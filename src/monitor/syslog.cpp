@@ -31,23 +31,20 @@ bool in_range(std::uint32_t interval) {
 
 struct Widgets {
     newtComponent entry = nullptr;
-    newtComponent ok = nullptr;
-    newtComponent cancel = nullptr;
+    OkCancel buttons;
 };
 
 void build(Dialog& dialog, std::uint32_t interval, Widgets& widgets) {
     newtComponent label = dialog.label(text("SYSLOG_MONITOR_ID"));
     widgets.entry = dialog.number_entry(std::to_string(interval), kEntryWidth);
-    widgets.ok = dialog.button(text("BUTTON_OK_ID"));
-    widgets.cancel = dialog.button(text("BUTTON_CANCEL_ID"));
+    widgets.buttons = dialog.ok_cancel();
 
     constexpr int left = NEWT_ANCHOR_LEFT;
     constexpr int top = NEWT_ANCHOR_TOP;
-    newtGrid buttons =
-        dialog.grid(2, 1, {{0, 0, widgets.ok, top, {.left = 3}}, {1, 0, widgets.cancel, top, {.left = 3}}});
     newtGrid setting = dialog.grid(2, 1, {{0, 0, label, left}, {1, 0, widgets.entry, left, {.left = 1}}});
-    newtGrid outer = dialog.grid(1, 2, {{0, 0, setting, left, {.top = 1}}, {0, 1, buttons, top, {.top = 1}}});
-    dialog.add({label, widgets.entry, widgets.ok, widgets.cancel});
+    newtGrid outer =
+        dialog.grid(1, 2, {{0, 0, setting, left, {.top = 1}}, {0, 1, widgets.buttons.row, top, {.top = 1}}});
+    dialog.add({label, widgets.entry, widgets.buttons.ok, widgets.buttons.cancel});
     dialog.open(outer, text("TITTLE_SYSLOG_ID"), {15});
 }
 
@@ -121,7 +118,7 @@ void SyslogPanel() {
         Dialog dialog;
         build(dialog, interval, widgets);
         bool save = false;
-        dialog.run_until(widgets.ok, widgets.cancel, [&] {
+        dialog.run_until(widgets.buttons, [&] {
             interval = static_cast<std::uint32_t>(entry_number(widgets.entry));
             save = in_range(interval);
             if (!save) show_message("TITTLE_SYSLOG_ID", range_error);

@@ -97,6 +97,7 @@ int cycle_index(std::int32_t seconds) {
 
 newtComponent make_sampling_list(Dialog& dialog, std::int32_t interval) {
     std::vector<std::string> rows;
+    rows.reserve(kSamplingChoices.size());
     for (int choice : kSamplingChoices)
         rows.push_back(fit(std::to_string(choice), kSamplingColumns));
     return dialog.list(numbered(rows), {.selected = sampling_index(interval)});

@@ -102,6 +102,7 @@ void ListFunc(newtComponent list, void* data) {
 
 newtComponent make_list(Dialog& dialog, Widgets& widgets) {
     std::vector<std::string> rows;
+    rows.reserve(kKinds.size());
     for (const char* kind : kKinds)
         rows.push_back(fit(text(kind), kKindColumns));
     return dialog.list(numbered(rows),

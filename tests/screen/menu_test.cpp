@@ -77,27 +77,27 @@ TEST_F(MenuTest, HotKeysAndCancelLeaveAPanelWithNothingWritten) {
     const std::string old = kAgent + "3.8";
     struct Panel {
         std::string script;
-        int row;
+        std::string name;
         std::string typed;
         bool by_hot_keys = true;
         bool by_128 = false;
     };
-    const Panel panels[] = {Panel{stock, 0, "Space"},
-                            Panel{stock + kTwoCpus, 1, "Tab*4 Backspace", true, true},
-                            Panel{stock, 2, "Backspace"},
-                            Panel{stock, 3, "Backspace"},
-                            Panel{stock, 4, "Backspace", false},
-                            Panel{stock, 5, "Backspace", true, true},
-                            Panel{stock, 6, "Backspace"},
-                            Panel{old, 7, "Space", false},
-                            Panel{stock + "temp.0=A", 7, "Tab Space", true, true},
-                            Panel{stock + "wdt=0,30,90,17", 9, "Space"},
-                            Panel{stock + "shutdown=0,600,17", 10, "Space"},
-                            Panel{stock, 11, "Space"}};
-    for (const auto& [script, row, typed, by_hot_keys, by_128] : panels) {
+    const Panel panels[] = {Panel{stock, "GENERAL", "Space"},
+                            Panel{stock + kTwoCpus, "CPU", "Tab*4 Backspace", true, true},
+                            Panel{stock, "SYSLOG", "Backspace"},
+                            Panel{stock, "STORAGE", "Backspace"},
+                            Panel{stock, "FILESYS", "Backspace", false},
+                            Panel{stock, "LAN", "Backspace", true, true},
+                            Panel{stock, "MYLEX", "Backspace"},
+                            Panel{old, "MOVAL", "Space", false},
+                            Panel{stock + "temp.0=A", "TEMP", "Tab Space", true, true},
+                            Panel{stock + "wdt=0,30,90,17", "WDT", "Space"},
+                            Panel{stock + "shutdown=0,600,17", "SHUTDOWN", "Space"},
+                            Panel{stock, "BLADE", "Space"}};
+    for (const auto& [script, name, typed, by_hot_keys, by_128] : panels) {
         for (const std::string key : {"Ctrl-O", "\x80", "Cancel"}) {
-            SCOPED_TRACE(std::to_string(row) + " " + key);
-            open_panel(row, script);
+            SCOPED_TRACE(name + " " + key);
+            open_panel(name, script);
             calls();
             keys(typed + " F12 Ctrl-A");  // neither F12 nor Home leaves
             EXPECT_TRUE(shows(" Cancel ")) << tool().picture();
@@ -113,7 +113,7 @@ TEST_F(MenuTest, HotKeysAndCancelLeaveAPanelWithNothingWritten) {
 TEST_F(MenuTest, TheCpuPanelHasListColoursOfItsOwn) {
     // COLORFGBG is what some terminals tell about themselves; it must not change a colour.
     options.environment["COLORFGBG"] = "15;0";
-    open_panel(1, kTwoCpus);
+    open_panel("CPU", kTwoCpus);
     const auto colours_of = [this](const std::string& where) {
         return std::pair(tool().cell(where).foreground, tool().cell(where).background);
     };

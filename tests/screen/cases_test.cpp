@@ -21,9 +21,7 @@
 //   ends                  Ctrl-O then ends the tool, with nothing to complain of
 //   = TEXT                is on the screen, frames and line ends being blanks; != is not
 //
-// In all of this @ID is a text of the catalogue, {x*99} a repetition, \x1b a byte, and $20%+1 the MiB that 20
-// percent of "/" are, and one more.
-#include <sys/vfs.h>
+// In all of this @ID is a text of the catalogue, {x*99} a repetition and \x1b a byte.
 
 #include <algorithm>
 #include <fstream>
@@ -65,13 +63,6 @@ void replace(std::string& text, const char* pattern, With with) {
     for (const std::regex regex(pattern); std::regex_search(text, match, regex); text = match.suffix())
         result += match.prefix().str() + with(match);
     text = result + text;
-}
-
-/// The capacity of "/" in MiB.
-std::uint64_t size_of_root() {
-    struct statfs status {};
-    EXPECT_EQ(statfs("/", &status), 0);
-    return static_cast<std::uint64_t>(status.f_blocks) * static_cast<std::uint64_t>(status.f_bsize) >> 20U;
 }
 
 /// Whether they are the same, "..." in front or behind standing for anything.
@@ -129,10 +120,6 @@ class Cases : public ToolTest, public testing::WithParamInterface<std::string> {
     }
 
     std::string expanded(std::string line, bool is_case) {
-        replace(line, R"(\$(\d+)%(\+\d+)?)", [](const std::smatch& free) {
-            return std::to_string(std::stoull(free[1]) * (size_of_root() / 100) +
-                                  (free[2].matched ? std::stoull(free[2]) : 0));
-        });
         const std::string defined = !is_case && line.starts_with('$') ? line.substr(0, line.find(' ')) : "";
         line.erase(0, defined.size());
         replace(line, R"(\$[a-z0-9]+)", [&](const std::smatch& name) {

@@ -1,10 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The panels, a case a line in the files of cases/. Fields stand between " | ".
 //
-//   panel CPU             whose cases these are; its row in the menu is that of MAIN_TABNAME_CPU_ID
+//   panel CPU             whose cases these are; its row in the menu is that of MAIN_TABNAME_CPU_ID. MAIN is the menu
 //   $name TEXT            an abbreviation; "$name THIS // THAT" has the file run twice, once with each
 //   script LINE; LINE     what the agent's script begins with from here on
-//   text ID=TEXT          a text of the catalogue, from here on
+//   text ID=TEXT          a text of the catalogue, from here on; "empty FILE" empties a catalogue
+//   env NAME=VALUE        of the tool, from here on; without "=" it has no such variable
+//   argument TEXT         of the tool, from here on; so is "redirect 1", of its standard output to a file
 //   look MARKS            what "?" reads from here on, by the identifiers of labels: [BOX] ENTRY ROW/COLUMN
 //   SCRIPT | KEYS | ...   a case: further lines of the script ("-": none), keys typed into the opened panel, and
 //                         what comes of it. [Cancel] among the keys presses that button, [] none; without either
@@ -18,6 +20,7 @@
 //   ^ CALLS               what opening the panel asked
 //   ? * 95 90x .          what the looks read: "." is blank, "x" behind what is disabled
 //   > ROW                 the highlighted row
+//   says TEXT             the tool that ended leaves this on the terminal (says2: on standard error), and nothing else
 //   ends                  Ctrl-O then ends the tool, with nothing to complain of
 //   = TEXT                is on the screen, frames and line ends being blanks; != is not
 //
@@ -103,6 +106,14 @@ class Cases : public ToolTest, public testing::WithParamInterface<std::string> {
                 script_ = rest;
             else if (word == "look")
                 looks_ = split(rest, " ");
+            else if (word == "env")
+                set_environment(rest);
+            else if (word == "argument")
+                options.command = {options.command[0], rest};
+            else if (word == "redirect")
+                redirect(rest);
+            else if (word == "empty")
+                catalogue(rest.c_str(), "");
             else if (word == "text")
                 add_text(rest);
             else
@@ -140,6 +151,17 @@ class Cases : public ToolTest, public testing::WithParamInterface<std::string> {
         return defined + line;
     }
 
+    void set_environment(const std::string& setting) {
+        const auto equals = setting.find('=');
+        auto& value = options.environment[setting.substr(0, equals)];
+        value = equals < setting.size() ? std::optional(setting.substr(equals + 1)) : std::nullopt;
+    }
+    void redirect(const std::string& number) {
+        options.redirect[0] = options.redirect[1] = "";
+        std::ofstream{folder() / "redirected"};
+        if (!number.empty()) options.redirect.at(std::stoul(number)) = folder() / "redirected";
+    }
+
     void add_text(const std::string& line) {
         const auto equals = line.find('=');
         catalogue("E_ctlpanel.rc", "\n[" + line.substr(0, equals) + "]=\"" + line.substr(equals + 1) +
@@ -152,18 +174,22 @@ class Cases : public ToolTest, public testing::WithParamInterface<std::string> {
             return std::regex_search(field, std::regex("^([?>=]|!=) "));
         });
         type(fields.at(1), only_looks);
-        std::string told, asked;
+        std::string told, asked, says, says2;
         bool stays = only_looks;
         const std::string messages = answered_messages();
-        const std::string asked_now = joined_calls();
+        std::string asked_now = joined_calls();
         for (std::size_t i = 2; i < fields.size(); ++i) {
             const auto blank = std::min(fields[i].find(' '), fields[i].size());
             const std::string mark = fields[i].substr(0, blank);
             const std::string rest = trimmed(fields[i].substr(blank));
             if (mark == "open")
                 stays = true;
-            else if (mark == "ends")
-                end();
+            else if (mark == "ends") {
+                tool().send("Ctrl-O");
+                expect_same("exit status", "0", std::to_string(tool().wait_exit().value_or(-1)));
+                asked_now = joined(asked_now, joined_calls());
+            } else if (mark == "says" || mark == "says2")
+                (mark == "says" ? says : says2) = rest;
             else if (mark == "!")
                 told = joined(told, message(rest), " / ");
             else if (mark == "~" || mark == "!~")
@@ -187,23 +213,28 @@ class Cases : public ToolTest, public testing::WithParamInterface<std::string> {
         expect_same("messages", told, messages);
         expect_same("calls", asked, asked_now);
         expect_same("panel", stays ? "open" : "closed", shows("┤ " + title() + " ├") ? "open" : "closed");
+        if (tool().has_ended()) expect_end(says, says2);
     } catch (const std::exception& error) {
         ADD_FAILURE_AT(GetParam().c_str(), line_) << error.what();
     }
 
-    void end() {
-        tool().send("Ctrl-O");
-        expect_same("exit status", "0", std::to_string(tool().wait_exit().value_or(-1)));
+    void expect_end(const std::string& says, const std::string& says2) {
+        expect_same("says", says + "\n", tool().picture() + contents(folder() / "redirected"));
+        expect_same("says2", says2 + (says2.empty() ? "" : "\n"), errors());
         expect_same("terminal", "restored", tool().terminal_restored() ? "restored" : "not restored");
-        expect_same("standard error", "", errors());
     }
 
     void open(std::string script) {
         script = joined(script_, script, "; ");
         for (std::size_t at = 0; (at = script.find("; ", at)) != std::string::npos;)
             script.replace(at, 2, "\n");
-        open_panel(panel_, script);
-        opening_ = joined_calls();
+        if (panel_ == "MAIN") {
+            launch(script);
+            if (const auto rests = tool().settle(); !rests && !tool().has_ended()) complain(rests.message());
+        } else {
+            open_panel(panel_, script);
+            opening_ = joined_calls();
+        }
     }
 
     void type(const std::string& all, bool only_looks) {

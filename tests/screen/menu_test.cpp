@@ -72,44 +72,6 @@ TEST_F(MenuTest, EveryKindOfServerHasItsRowsAndEachOpensItsPanel) {
     }
 }
 
-TEST_F(MenuTest, HotKeysAndCancelLeaveAPanelWithNothingWritten) {
-    const std::string stock = kTabs + "0xC0" + kBlade;
-    const std::string old = kAgent + "3.8";
-    struct Panel {
-        std::string script;
-        std::string name;
-        std::string typed;
-        bool by_hot_keys = true;
-        bool by_128 = false;
-    };
-    const Panel panels[] = {Panel{stock, "GENERAL", "Space"},
-                            Panel{stock + kTwoCpus, "CPU", "Tab*4 Backspace", true, true},
-                            Panel{stock, "SYSLOG", "Backspace"},
-                            Panel{stock, "STORAGE", "Backspace"},
-                            Panel{stock, "FILESYS", "Backspace", false},
-                            Panel{stock, "LAN", "Backspace", true, true},
-                            Panel{stock, "MYLEX", "Backspace"},
-                            Panel{old, "MOVAL", "Space", false},
-                            Panel{stock + "temp.0=A", "TEMP", "Tab Space", true, true},
-                            Panel{stock + "wdt=0,30,90,17", "WDT", "Space"},
-                            Panel{stock + "shutdown=0,600,17", "SHUTDOWN", "Space"},
-                            Panel{stock, "BLADE", "Space"}};
-    for (const auto& [script, name, typed, by_hot_keys, by_128] : panels) {
-        for (const std::string key : {"Ctrl-O", "\x80", "Cancel"}) {
-            SCOPED_TRACE(name + " " + key);
-            open_panel(name, script);
-            calls();
-            keys(typed + " F12 Ctrl-A");  // neither F12 nor Home leaves
-            EXPECT_TRUE(shows(" Cancel ")) << tool().picture();
-            key == "Cancel" ? press(key) : keys(key);
-            const bool leaves = key == "Cancel" || (key == "\x80" ? by_128 : by_hot_keys);
-            EXPECT_EQ(!shows(" Cancel "), leaves) << tool().picture();
-            for (const auto& call : calls())
-                EXPECT_TRUE(call.starts_with("Free")) << call;
-        }
-    }
-}
-
 TEST_F(MenuTest, TheCpuPanelHasListColoursOfItsOwn) {
     // COLORFGBG is what some terminals tell about themselves; it must not change a colour.
     options.environment["COLORFGBG"] = "15;0";

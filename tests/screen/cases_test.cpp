@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The panels, a case a line in the files of cases/. Fields stand between " | ".
 //
-//   panel CPU             whose cases these are; its row in the menu is that of MAIN_TABNAME_CPU_ID. MAIN is the menu
+//   panel CPU             whose cases these are; its row in the menu is that of MAIN_TABNAME_CPU_ID. MAIN: the menu
 //   $name TEXT            an abbreviation; "$name THIS // THAT" has the file run twice, once with each
 //   script LINE; LINE     what the agent's script begins with from here on
 //   text ID=TEXT          a text of the catalogue, from here on; "empty FILE" empties a catalogue
@@ -20,70 +20,24 @@
 //   ^ CALLS               what opening the panel asked
 //   ? * 95 90x .          what the looks read: "." is blank, "x" behind what is disabled
 //   > ROW                 the highlighted row
-//   says TEXT             the tool that ended leaves this on the terminal (says2: on standard error), and nothing else
+//   says TEXT             the tool that ended leaves this on the terminal (says2: on standard error)
 //   ends                  Ctrl-O then ends the tool, with nothing to complain of
 //   = TEXT                is on the screen, frames and line ends being blanks; != is not
 //
 // In all of this @ID is a text of the catalogue, {x*99} a repetition and \x1b a byte.
-
-#include <algorithm>
 #include <fstream>
-#include <iterator>
-#include <regex>
 
+#include "case_text.h"
 #include "tool_fixture.h"
 
 namespace zeltest {
 namespace {
 
-const std::string kBlanks = " ";
-
-std::string trimmed(std::string text) {
-    text.erase(text.find_last_not_of(kBlanks) + 1);
-    return text.erase(0, std::min(text.find_first_not_of(kBlanks), text.size()));
-}
-
-/// The parts between the marks, without blanks around them.
-Lines split(const std::string& text, const std::string& mark) {
-    Lines all;
-    const std::size_t step = std::max<std::size_t>(mark.size() - 1, 1);  // the blank may belong to two marks
-    for (std::size_t from = 0, end = 0; from <= text.size(); from = end + step) {
-        end = std::min(text.find(mark, from), text.size());
-        all.push_back(trimmed(text.substr(from, end - from)));
-    }
-    return all;
-}
-
-std::string joined(const std::string& left, const std::string& right, const char* between = " ") {
-    return left + (left.empty() || right.empty() ? "" : between) + right;
-}
-
-/// Every match of the pattern replaced by what `with` makes of it.
-template <class With>
-void replace(std::string& text, const char* pattern, With with) {
-    std::string result;
-    std::smatch match;
-    for (const std::regex regex(pattern); std::regex_search(text, match, regex); text = match.suffix())
-        result += match.prefix().str() + with(match);
-    text = result + text;
-}
-
-/// Whether they are the same, "..." in front or behind standing for anything.
-bool fits(std::string expected, const std::string& actual) {
-    const bool more_before = expected.starts_with("...");
-    if (more_before) expected = trimmed(expected.substr(3));
-    const bool more_behind = expected.ends_with("...");
-    if (more_behind) expected = trimmed(expected.substr(0, expected.size() - 3));
-    const auto at = more_before && !more_behind ? actual.size() - std::min(expected.size(), actual.size())
-                                                : actual.find(expected);
-    return (more_before ? at != std::string::npos : at == 0) &&
-           (more_behind || (at + expected.size() == actual.size() && actual.ends_with(expected)));
-}
-
 class Cases : public ToolTest, public testing::WithParamInterface<std::string> {
   protected:
     /// Runs the file with the first or the second of double abbreviations; whether there are such.
     bool run(std::size_t variant) {
+        catalogue("E_ctlpanel.rc", contents(std::filesystem::path(TOOL_DATA) / "E_ctlpanel.rc"));
         std::ifstream file(GetParam());
         std::string line;
         bool twice = false;
@@ -333,11 +287,7 @@ class Cases : public ToolTest, public testing::WithParamInterface<std::string> {
 };
 
 TEST_P(Cases, AllHold) {
-    if (run(0)) {
-        for (const char* file : {"E_ctlpanel.rc"})
-            catalogue(file, contents(std::filesystem::path(TOOL_DATA) / file));
-        run(1);
-    }
+    if (run(0)) run(1);
 }
 
 Lines files() {

@@ -12,10 +12,6 @@
 namespace zeltest {
 
 using Lines = std::vector<std::string>;
-// Rows of tables.
-using Two = std::array<std::string, 2>;
-using Three = std::array<std::string, 3>;
-using Four = std::array<std::string, 4>;
 
 class ToolTest : public testing::Test {
   protected:

@@ -112,7 +112,7 @@ class Cases : public ToolTest, public testing::WithParamInterface<std::string> {
     }
     void redirect(const std::string& number) {
         options.redirect[0] = options.redirect[1] = "";
-        std::ofstream{folder() / "redirected"};
+        std::ofstream(folder() / "redirected").close();
         if (!number.empty()) options.redirect.at(std::stoul(number)) = folder() / "redirected";
     }
 

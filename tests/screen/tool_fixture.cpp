@@ -97,9 +97,12 @@ VtApp& ToolTest::open_menu(std::string_view script) {
     return *tool_;
 }
 
-VtApp& ToolTest::open_panel(int row, std::string_view script) {
+VtApp& ToolTest::open_panel(const std::string& name, std::string_view script) {
+    constexpr int kMostRows = 13;
     open_menu(script);
-    keys("Down*" + std::to_string(row));
+    const std::string label = text("MAIN_TABNAME_" + name + "_ID");
+    for (int i = 0; i < kMostRows && highlighted() != label; ++i)
+        keys("Down");
     calls();
     keys("Enter");
     return *tool_;

@@ -12,10 +12,6 @@
 namespace zeltest {
 
 using Lines = std::vector<std::string>;
-// Rows of tables.
-using Two = std::array<std::string, 2>;
-using Three = std::array<std::string, 3>;
-using Four = std::array<std::string, 4>;
 
 class ToolTest : public testing::Test {
   protected:
@@ -34,8 +30,8 @@ class ToolTest : public testing::Test {
     VtApp& launch(std::string_view script = "");
     /// The same, waiting for the main menu.
     VtApp& open_menu(std::string_view script = "");
-    /// The same, in the panel of that menu row, the calls before it taken.
-    VtApp& open_panel(int row, std::string_view script);
+    /// The same, in a panel ("CPU": that of the row MAIN_TABNAME_CPU_ID), the calls before it taken.
+    VtApp& open_panel(const std::string& name, std::string_view script);
 
     VtApp& tool() { return *tool_; }
     void keys(std::string_view names) { tool_->keys(names); }

@@ -131,8 +131,8 @@ class VtApp {
 
 /// Presses Tab until the tool's button has the focus, then presses it.
 inline void press(VtApp& tool, std::string_view button) {
-    constexpr int kFocusedBackground = 3;
-    for (int i = 0; i < 40 && tool.cell(button).background != kFocusedBackground; ++i)
+    const int focused = tool.cell(button, -2).text == "│" ? 3 : 4;  // of a framed button, of a compact one
+    for (int i = 0; i < 40 && tool.cell(button).background != focused; ++i)
         tool.keys("Tab");
     tool.keys("Enter");
 }

@@ -201,6 +201,12 @@ TEST(Requests, EndWhenTheirTimeIsOverOrTheEndIsAskedFor) {
     EXPECT_EQ(bmc::sensor_records(bmc::controller())->records.size(), kZones);
 }
 
+#ifdef __SANITIZE_THREAD__
+constexpr long kLongestEnd = 3500;  // its runtime sleeps a second at the end of each process
+#else
+constexpr long kLongestEnd = 2000;
+#endif
+
 TEST(Requests, TheServiceEndsInTimeWhateverTheControllerDoes) {
     for (const char* rules : {"delay 1200000\n", "stop 0a 20 0\n", "answer 0a 20 * c0\n"}) {
         SCOPED_TRACE(rules);
@@ -217,7 +223,7 @@ TEST(Requests, TheServiceEndsInTimeWhateverTheControllerDoes) {
         ASSERT_TRUE(service.ready());
         for (int looks = 0; looks < 1000 && simulator.requests().empty(); ++looks)
             usleep(10'000);
-        EXPECT_LT(time_of([&] { EXPECT_EQ(service.finish(SIGTERM), 0); }), 2000);
+        EXPECT_LT(time_of([&] { EXPECT_EQ(service.finish(SIGTERM), 0); }), kLongestEnd);
     }
 }
 

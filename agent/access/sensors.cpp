@@ -115,7 +115,7 @@ bool read_thresholds(SensorTable& table, const Location* locations, Row* out, in
         std::memcpy(&tag, location.lib, sizeof tag);
         SensorState* state = table.find(tag);
         if (!state) return fail("A location that was not found by this process");
-        if (read_sensor(bmc::controller(), *state) == Access::unreachable) {
+        if (read_sensor(bmc::controller(), *state) == WriteResult::unreachable) {
             return fail("The thresholds could not be read");
         }
         state->monitor = monitor_flag(*state);
@@ -135,9 +135,9 @@ bool write_row(SensorTable& table, const Row& row, bool& reachable) {
     const bool changed = row.bChangeThreshFlag == 1;
     bool written = false;
     if (changed && reachable) {
-        const Access access = write_sensor(bmc::controller(), *state, wanted);
-        written = access == Access::done;
-        reachable = access != Access::unreachable;
+        const WriteResult result = write_sensor(bmc::controller(), *state, wanted);
+        written = result == WriteResult::done;
+        reachable = result != WriteResult::unreachable;
     }
     if (changed && !written && !reachable) {
         TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__,

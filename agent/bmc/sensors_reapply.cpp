@@ -29,15 +29,15 @@ ThresholdValues wanted_of(const SensorState& state, const ThresholdValues& kept)
 
 /// `done` when the sensor got its thresholds, `refused` when there was nothing to do or it would not take
 /// them.
-Access reapply(Controller& controller, SensorState& state) {
-    if (state.sensor.settable == 0 || !kept_thresholds(state)) return Access::refused;
-    if (const Access read = read_sensor(controller, state); read != Access::done) return read;
+WriteResult reapply(Controller& controller, SensorState& state) {
+    if (state.sensor.settable == 0 || !kept_thresholds(state)) return WriteResult::refused;
+    if (const WriteResult read = read_sensor(controller, state); read != WriteResult::done) return read;
     const auto kept = kept_thresholds(state);  // as they are now that the controller was asked
-    if (!kept) return Access::refused;
+    if (!kept) return WriteResult::refused;
     const ThresholdValues wanted = wanted_of(state, *kept);
-    if (wanted == state.values) return Access::refused;
-    const Access written = write_sensor(controller, state, wanted);
-    if (written == Access::done) {
+    if (wanted == state.values) return WriteResult::refused;
+    const WriteResult written = write_sensor(controller, state, wanted);
+    if (written == WriteResult::done) {
         TraceLog(TRACE_LEVEL_INFO, "sensors", __func__, __LINE__, "%s has its thresholds back.",
                  state.sensor.name.c_str());
     }
@@ -65,9 +65,9 @@ std::optional<int> ThresholdKeeper::put_back() {
         if (!found) return std::nullopt;
         for (Sensor& sensor : found->sensors) {
             sensors_.push_back({.sensor = std::move(sensor), .controller = found->controller});
-            const Access access = reapply(controller_, sensors_.back());
-            if (access == Access::unreachable) return std::nullopt;
-            given += access == Access::done ? 1 : 0;
+            const WriteResult result = reapply(controller_, sensors_.back());
+            if (result == WriteResult::unreachable) return std::nullopt;
+            given += result == WriteResult::done ? 1 : 0;
         }
     }
     target_ = controller_.target();
@@ -82,9 +82,9 @@ bool ThresholdKeeper::next_has_its_own() {
         SensorState& state = sensors_[next_++ % sensors_.size()];
         const auto kept = state.sensor.settable != 0 ? kept_thresholds(state) : std::nullopt;
         if (!kept) continue;
-        const Access read = read_sensor(controller_, state);
-        if (read == Access::unreachable || controller_.target() != target_) return false;
-        if (read == Access::refused || wanted_of(state, *kept) == state.values) return true;
+        const WriteResult read = read_sensor(controller_, state);
+        if (read == WriteResult::unreachable || controller_.target() != target_) return false;
+        if (read == WriteResult::refused || wanted_of(state, *kept) == state.values) return true;
         // The tool may have been between the controller and the registry.
         if (!RequestLimit::pause(kSecondLook)) return true;
         const auto since = kept_thresholds(state);

@@ -13,16 +13,16 @@ namespace {
 
 constexpr const char* kModule = "sensors";
 
-Access refuse(const SensorState& state, const char* why) {
+WriteResult refuse(const SensorState& state, const char* why) {
     TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "Thresholds of %s not written: %s.",
              state.sensor.name.c_str(), why);
-    return Access::refused;
+    return WriteResult::refused;
 }
 
-Access refused_by_controller(const SensorState& state, const char* what, std::uint8_t completion) {
+WriteResult refused_by_controller(const SensorState& state, const char* what, std::uint8_t completion) {
     TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "%s thresholds of %s: completion code %02xh.",
              what, state.sensor.name.c_str(), unsigned{completion});
-    return Access::refused;
+    return WriteResult::refused;
 }
 
 /// The thresholds that callers see of those that the controller reported.
@@ -126,34 +126,36 @@ bool has_value(const SensorState& state, std::size_t threshold, std::int64_t val
             state.sensor.conversion.code(value) == state.reading.code(threshold));
 }
 
-Access read_sensor(Controller& controller, SensorState& state) {
+WriteResult read_sensor(Controller& controller, SensorState& state) {
     ThresholdReply reply;
     if (state.sensor.readable != 0) {
         const auto answer = read_thresholds(controller, state.sensor);
-        if (!answer || !learn_codes(controller, state.sensor, answer->thresholds)) return Access::unreachable;
+        if (!answer || !learn_codes(controller, state.sensor, answer->thresholds))
+            return WriteResult::unreachable;
         reply = *answer;
     }
     take_reading(state, reply.thresholds);
-    return reply.completion == 0 ? Access::done : refused_by_controller(state, "Reading", reply.completion);
+    return reply.completion == 0 ? WriteResult::done
+                                 : refused_by_controller(state, "Reading", reply.completion);
 }
 
-Access write_sensor(Controller& controller, SensorState& state, const ThresholdValues& wanted) {
+WriteResult write_sensor(Controller& controller, SensorState& state, const ThresholdValues& wanted) {
     if (!state.settable) return refuse(state, "they are read only");
     const char* fault = nullptr;
     const ThresholdCodes changes = encode_changes(state, wanted, fault);
     if (!fault && !passes_rules(wanted, state.limits)) fault = "out of limits or order";
     if (!fault && !stays_in_order(state, changes)) fault = "out of order as the sensor would keep them";
     if (fault) return refuse(state, fault);
-    if (changes.mask == 0) return Access::done;
+    if (changes.mask == 0) return WriteResult::done;
 
     const auto completion = write_thresholds(controller, state.sensor, changes);
-    if (!completion) return Access::unreachable;
+    if (!completion) return WriteResult::unreachable;
     if (*completion != 0) return refused_by_controller(state, "Writing", *completion);
     const auto reply = read_thresholds(controller, state.sensor);
-    if (!reply) return Access::unreachable;
+    if (!reply) return WriteResult::unreachable;
     if (reply->completion != 0) return refused_by_controller(state, "Reading back", reply->completion);
     take_values(state, reply->thresholds);
-    return same_codes(changes, reply->thresholds) ? Access::done
+    return same_codes(changes, reply->thresholds) ? WriteResult::done
                                                   : refuse(state, "the controller kept other values");
 }
 

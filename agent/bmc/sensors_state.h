@@ -44,14 +44,14 @@ void take_reading(SensorState& state, const ThresholdCodes& reading);
 /// True when there are thresholds, all within the limits, falling strictly from the first to the last.
 bool passes_rules(const ThresholdValues& values, const ThresholdLimits& limits);
 
-enum class Access {
+enum class WriteResult {
     done,         ///< Read, or written and read back.
     refused,      ///< By the controller or by us; traced. Other sensors may do.
     unreachable,  ///< The controller does not answer.
 };
 
 /// Reads a sensor's thresholds. A sensor that refuses has none.
-Access read_sensor(Controller& controller, SensorState& state);
+WriteResult read_sensor(Controller& controller, SensorState& state);
 
 /// True when a threshold of that value is what the sensor has: the same number, or one that it can only keep
 /// as the code that it has.
@@ -60,6 +60,6 @@ bool has_value(const SensorState& state, std::size_t threshold, std::int64_t val
 /// Writes the thresholds that differ from the known ones, in one request, and reads back. Asks the controller
 /// nothing when none differs, or when one is missing, cannot be set, out of the limits or cannot be encoded;
 /// or when what the controller would then have were out of order, non-recoverable thresholds among it.
-Access write_sensor(Controller& controller, SensorState& state, const ThresholdValues& wanted);
+WriteResult write_sensor(Controller& controller, SensorState& state, const ThresholdValues& wanted);
 
 }  // namespace zel::bmc

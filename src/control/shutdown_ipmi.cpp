@@ -8,7 +8,7 @@
 #include "../common/messages.h"
 #include "../common/readstrfile.h"
 #include "../common/trace.h"
-#include "hang_actions.h"
+#include "hang_dialog.h"
 
 namespace zel {
 

@@ -91,11 +91,11 @@ TEST(SensorRules, WhateverIsTypedTheControllerKeepsAnOrderOrNothingChanges) {
         PlayedController controller{.sensors = {sensor}};
         answer_request = std::ref(controller);
         bmc::SensorState state{.sensor = bmc::parse_record(simulator::record_of(sensor)).sensor.value()};
-        ASSERT_EQ(bmc::read_sensor(bmc::controller(), state), bmc::Access::done);
+        ASSERT_EQ(bmc::read_sensor(bmc::controller(), state), bmc::WriteResult::done);
         bmc::ThresholdValues wanted = state.values;
         for (std::int64_t& value : wanted)
             value += (static_cast<int>(random() % 5) - 2) * (value / 40 + 1);
-        const bool done = write_sensor(bmc::controller(), state, wanted) == bmc::Access::done;
+        const bool done = write_sensor(bmc::controller(), state, wanted) == bmc::WriteResult::done;
         if (controller.sensors[0].codes == sensor.codes) continue;
         ++written;
         const int may_change = ~sensor.not_settable & simulator::kFourThresholds;

@@ -139,7 +139,7 @@ TEST(Sensors, OneWriteAndOneReadPerChangedSensor) {
 
 TEST(Sensors, ThreadsShareOneController) {
     const RunningSimulator simulator(simulator::many_sensors(40, 40));
-    ASSERT_TRUE(Temperatures{}.find());  // GLib's first use, whose locking a sanitizer cannot see
+    ASSERT_TRUE(Temperatures{}.find());  // before there are threads
     const auto use = [](auto panel) {
         for (int round = 0; round < 3; ++round) {
             ASSERT_TRUE(panel.open());

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "hang_actions.h"
+#include "hang_dialog.h"
 
 #include <zel/access_control.h>
 

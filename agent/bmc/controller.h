@@ -34,6 +34,26 @@ enum class Repeat : std::uint8_t {
     if_refused,  ///< Only after a refusal that says that nothing was done.
 };
 
+/// Whether the same request may well be taken a moment later. Not among them: a lost reservation, which the
+/// caller has to renew first; an update of the firmware, which takes minutes; "not supported in the present
+/// state" and "unspecified error", which last far more often than they pass.
+constexpr bool passes(std::uint8_t completion, Repeat repeat) {
+    switch (completion) {
+        case 0xc0:  // node busy
+        case 0xc4:  // out of space: of a message's buffer, for nothing of ours fills anything up
+        case 0xd0:  // the repository of sensor records is being updated
+        case 0xd2:  // the controller is starting
+            return true;
+        // Whether these were carried out is not known.
+        case 0xc3:  // time-out within the controller
+        case 0xce:  // it has no answer at hand
+        case 0xcf:  // it takes the request for one that it has answered
+            return repeat == Repeat::freely;
+        default:
+            return false;
+    }
+}
+
 /// One controller, reached as agent.conf says. All members may be called from any thread; requests wait for
 /// each other.
 class Controller {

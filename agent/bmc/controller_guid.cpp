@@ -2,7 +2,6 @@
 #include "controller_guid.h"
 
 #include <algorithm>
-#include <array>
 #include <span>
 
 #include "sdr_repository.h"
@@ -15,11 +14,10 @@ constexpr std::uint8_t kGetDeviceGuid = 0x08;
 constexpr std::uint8_t kGetSystemGuid = 0x37;
 constexpr std::size_t kGuidBytes = 16;
 
-/// Busy, timed out, out of room, no answer to be had, repository or device or firmware being updated: it may
-/// say something else in a while, and what it is must not depend on that.
+/// It may say something else in a while, and what it is must not depend on that.
 bool is_passing(std::uint8_t completion) {
-    constexpr std::array<std::uint8_t, 8> kPassing{0xc0, 0xc3, 0xc4, 0xce, 0xcf, 0xd0, 0xd1, 0xd2};
-    return std::ranges::find(kPassing, completion) != kPassing.end();
+    constexpr std::uint8_t kFirmwareUpdate = 0xd1;
+    return completion == kFirmwareUpdate || passes(completion, Repeat::freely);
 }
 
 /// False for zeros, ones and other filling: no generator gives one byte half of the places.

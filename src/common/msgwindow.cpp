@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "msgwindow.h"
 
+#include <zel/trace.h>
+
 #include <algorithm>
 #include <cstring>
 #include <span>
 
 #include "dialog.h"
-#include "trace.h"
 
 namespace zel {
 

@@ -2,10 +2,9 @@
 #include "newtlib.h"
 
 #include <dlfcn.h>
+#include <zel/trace.h>
 
 #include <cstring>
-
-#include "trace.h"
 
 namespace zel {
 

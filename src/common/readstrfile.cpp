@@ -4,6 +4,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <zel/trace.h>
 #include <zel/win32.h>
 
 #include <array>
@@ -14,7 +15,6 @@
 
 #include "columns.h"
 #include "msgwindow.h"
-#include "trace.h"
 
 namespace zel {
 

@@ -3,6 +3,7 @@
 
 #include <termios.h>
 #include <unistd.h>
+#include <zel/trace.h>
 
 #include <array>
 #include <csignal>
@@ -15,7 +16,6 @@
 #include <string_view>
 
 #include "newtlib.h"
-#include "trace.h"
 
 namespace zel {
 

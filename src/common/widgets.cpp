@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "widgets.h"
 
+#include <zel/trace.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <limits>
-
-#include "trace.h"
 
 namespace zel {
 

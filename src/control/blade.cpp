@@ -3,6 +3,7 @@
 
 #define ZEL_SENSORSHARE_TYPES_ONLY
 #include <zel/sensorshare.h>
+#include <zel/trace.h>
 #include <zel/win32.h>
 
 #include <string>
@@ -11,7 +12,6 @@
 #include "../common/dialog.h"
 #include "../common/messages.h"
 #include "../common/readstrfile.h"
-#include "../common/trace.h"
 #include "../common/widgets.h"
 
 namespace zel {

@@ -2,13 +2,13 @@
 #include "chassis_identify.h"
 
 #include <zel/access_control.h>
+#include <zel/trace.h>
 
 #include <array>
 #include <cerrno>
 #include <ctime>
 
 #include "../common/messages.h"
-#include "../common/trace.h"
 
 namespace zel {
 

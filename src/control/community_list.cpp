@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "community_list.h"
 
+#include <zel/trace.h>
+
 #include <array>
 #include <cstdlib>
 #include <cstring>
@@ -8,7 +10,6 @@
 #include "../common/columns.h"
 #include "../common/messages.h"
 #include "../common/readstrfile.h"
-#include "../common/trace.h"
 
 namespace zel {
 

@@ -2,6 +2,7 @@
 #include "general_ipmi.h"
 
 #include <zel/access_control.h>
+#include <zel/trace.h>
 
 #include <array>
 #include <string>
@@ -10,7 +11,6 @@
 #include "../common/dialog.h"
 #include "../common/messages.h"
 #include "../common/readstrfile.h"
-#include "../common/trace.h"
 #include "../common/widgets.h"
 #include "chassis_identify.h"
 #include "community_list.h"

@@ -2,6 +2,7 @@
 #include "moval_ipmi.h"
 
 #include <zel/access_control.h>
+#include <zel/trace.h>
 
 #include <array>
 #include <cstdlib>
@@ -12,7 +13,6 @@
 #include "../common/messages.h"
 #include "../common/msgwindow.h"
 #include "../common/readstrfile.h"
-#include "../common/trace.h"
 #include "../common/widgets.h"
 
 namespace zel {

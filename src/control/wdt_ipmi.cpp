@@ -2,12 +2,12 @@
 #include "wdt_ipmi.h"
 
 #include <zel/access_control.h>
+#include <zel/trace.h>
 
 #include <string>
 
 #include "../common/messages.h"
 #include "../common/readstrfile.h"
-#include "../common/trace.h"
 #include "hang_dialog.h"
 
 namespace zel {

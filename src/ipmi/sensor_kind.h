@@ -5,6 +5,7 @@
 #pragma once
 
 #include <zel/access_ipmi.h>
+#include <zel/trace.h>
 
 #include <array>
 #include <cstddef>
@@ -16,7 +17,6 @@
 
 #include "../common/messages.h"
 #include "../common/readstrfile.h"
-#include "../common/trace.h"
 #include "sensor_panel.h"
 
 namespace zel {

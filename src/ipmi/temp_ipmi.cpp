@@ -2,6 +2,7 @@
 #include "temp_ipmi.h"
 
 #include <zel/access_ipmi.h>
+#include <zel/trace.h>
 
 #include <algorithm>
 #include <memory>
@@ -10,7 +11,6 @@
 #include "../common/messages.h"
 #include "../common/msgwindow.h"
 #include "../common/readstrfile.h"
-#include "../common/trace.h"
 #include "../common/widgets.h"
 #include "sensor_kind.h"
 #include "sensor_panel.h"

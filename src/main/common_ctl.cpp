@@ -2,6 +2,7 @@
 #include "common_ctl.h"
 
 #include <zel/access_monitor.h>
+#include <zel/trace.h>
 #include <zel/win32.h>
 
 #include <algorithm>
@@ -10,7 +11,6 @@
 #include <string_view>
 
 #include "../common/startup_facts.h"
-#include "../common/trace.h"
 
 namespace zel {
 

@@ -4,6 +4,7 @@
 #include <zel/access_monitor.h>
 #include <zel/sensorshare.h>
 #include <zel/smbios.h>
+#include <zel/trace.h>
 #include <zel/win32.h>
 
 #include <cerrno>
@@ -18,7 +19,6 @@
 #include "../common/readstrfile.h"
 #include "../common/startup_facts.h"
 #include "../common/terminal.h"
-#include "../common/trace.h"
 #include "common_ctl.h"
 #include "menu.h"
 #include "panel_table.h"

@@ -1,13 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "menu.h"
 
+#include <zel/trace.h>
+
 #include <string>
 #include <vector>
 
 #include "../common/columns.h"
 #include "../common/dialog.h"
 #include "../common/readstrfile.h"
-#include "../common/trace.h"
 #include "../common/widgets.h"
 #include "panel_table.h"
 

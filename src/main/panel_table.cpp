@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "panel_table.h"
 
+#include <zel/trace.h>
+
 #include <algorithm>
 #include <array>
 #include <iterator>
@@ -8,7 +10,6 @@
 
 #include "../common/msgwindow.h"
 #include "../common/startup_facts.h"
-#include "../common/trace.h"
 #include "../control/blade.h"
 #include "../control/general_ipmi.h"
 #include "../control/moval_ipmi.h"

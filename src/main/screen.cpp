@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "screen.h"
 
+#include <zel/trace.h>
+
 #include <cstdio>
 
 #include "../common/columns.h"
@@ -8,7 +10,6 @@
 #include "../common/readstrfile.h"
 #include "../common/repaint.h"
 #include "../common/terminal.h"
-#include "../common/trace.h"
 
 namespace zel {
 

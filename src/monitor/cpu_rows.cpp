@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "cpu_rows.h"
 
+#include <zel/trace.h>
+
 #include <algorithm>
 #include <vector>
-
-#include "../common/trace.h"
 
 namespace zel::cpu {
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "filesystem.h"
 
+#include <zel/trace.h>
+
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -11,7 +13,6 @@
 #include "../common/dialog.h"
 #include "../common/messages.h"
 #include "../common/readstrfile.h"
-#include "../common/trace.h"
 #include "../common/widgets.h"
 #include "filesystem_lists.h"
 #include "filesystem_thresholds.h"

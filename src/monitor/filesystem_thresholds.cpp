@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "filesystem_thresholds.h"
 
+#include <zel/trace.h>
+
 #include <algorithm>
 #include <cstdlib>
 #include <initializer_list>
 
-#include "../common/trace.h"
 #include "../common/widgets.h"
 
 namespace zel::filesystem {

@@ -3,6 +3,7 @@
 
 #include <libintl.h>
 #include <zel/access_monitor.h>
+#include <zel/trace.h>
 
 #include <algorithm>
 #include <array>
@@ -12,7 +13,6 @@
 #include "../common/dialog.h"
 #include "../common/messages.h"
 #include "../common/readstrfile.h"
-#include "../common/trace.h"
 #include "../common/widgets.h"
 
 namespace zel {

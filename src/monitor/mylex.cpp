@@ -2,6 +2,7 @@
 #include "mylex.h"
 
 #include <zel/access_monitor.h>
+#include <zel/trace.h>
 
 #include <memory>
 #include <new>
@@ -11,7 +12,6 @@
 #include "../common/dialog.h"
 #include "../common/messages.h"
 #include "../common/readstrfile.h"
-#include "../common/trace.h"
 #include "../common/widgets.h"
 
 namespace zel {

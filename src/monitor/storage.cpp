@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "storage.h"
 
+#include <zel/trace.h>
+
 #include <algorithm>
 #include <cstring>
 #include <string>
@@ -9,7 +11,6 @@
 #include "../common/dialog.h"
 #include "../common/messages.h"
 #include "../common/readstrfile.h"
-#include "../common/trace.h"
 #include "../common/widgets.h"
 #include "storage_thresholds.h"
 

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "storage_thresholds.h"
 
+#include <zel/trace.h>
+
 #include <algorithm>
 #include <array>
 #include <cstring>
@@ -12,7 +14,6 @@
 #include "../common/dialog.h"
 #include "../common/messages.h"
 #include "../common/readstrfile.h"
-#include "../common/trace.h"
 #include "../common/widgets.h"
 
 namespace zel::storage {

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The tool's way to the agent's trace log.
+// One way to the trace log for the tool, the agent's libraries and its service.
 #pragma once
 
-#include <zel/tracelog.h>
+#include "tracelog.h"
 
 /// One trace line of this file's module (`kModule`, the source file's name) and the function named.
 /// A macro and not a function: the compiler then checks the format against the arguments, and the line's

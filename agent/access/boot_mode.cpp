@@ -22,7 +22,7 @@ namespace bmc = zel::bmc;
 using bmc::BootDevice;
 
 constexpr const char* kKey = "SOFTWARE/QUD/ZELAgent/Maintenance";
-constexpr const char* kTarget = "Target";
+constexpr settings::Text kTarget{kKey, "Target", ""};
 constexpr const char* kImmediate = "Immediate";
 constexpr int kNotSet = 1;
 
@@ -36,13 +36,13 @@ using Target = std::variant<NoTarget, BootDevice, GrubEntry>;
 std::optional<Target> read_target() {
     constexpr std::string_view kGrub = "grub:";
     if (!settings::registry_readable()) return std::nullopt;
-    const std::string text = settings::read_text(kKey, kTarget, "");
+    const std::string text = settings::read_text(kTarget);
     if (text.empty()) return NoTarget{};
     if (text == "ipmi:diag") return BootDevice::diagnostic;
     if (text == "ipmi:safe") return BootDevice::safe;
     if (text.starts_with(kGrub) && text.size() > kGrub.size()) return GrubEntry{text.substr(kGrub.size())};
     TraceLog(TRACE_LEVEL_ERROR, "boot_mode", __func__, __LINE__, "%s %s \"%s\" is none that is known.", kKey,
-             kTarget, text.c_str());
+             kTarget.name, text.c_str());
     return NoTarget{};
 }
 

@@ -78,7 +78,7 @@ bool is_finite(const FsThresholdRecord* head) {
 }
 
 bool is_interval(int cycle) {
-    return cycle >= 1 && cycle <= settings::kLongestInterval;
+    return settings::kInterval.allows(static_cast<std::uint64_t>(cycle));
 }
 
 using Listed = std::vector<std::pair<std::string, FsSettings>>;

@@ -29,13 +29,6 @@ using zel::store::registry::Entry;
 
 constexpr int kDone = 0;
 constexpr int kFailed = 1;
-constexpr const char* kRackKey = "SOFTWARE/QUD/ZELAgent/Rack";
-constexpr const char* kRackName = "Name";
-constexpr const char* kSnmpKey = "SOFTWARE/QUD/ZELAgent/SNMP";
-constexpr const char* kEnable = "Enable";
-constexpr const char* kPermit = "Permit";
-constexpr const char* kCommunity = "Community";
-constexpr const char* kDefaultCommunity = "plinth";
 
 /// At most `most` bytes of a caller's text.
 std::string_view bounded(const char* text, std::size_t most) {
@@ -43,8 +36,13 @@ std::string_view bounded(const char* text, std::size_t most) {
 }
 
 std::string stored_community() {
-    std::string name = settings::read_text(kSnmpKey, kCommunity, kDefaultCommunity);
-    return name.empty() ? kDefaultCommunity : name;
+    std::string name = settings::read_text(settings::kCommunity);
+    return name.empty() ? settings::kCommunity.fallback : name;
+}
+
+int write_text(const settings::Text& text, std::string_view words) {
+    const std::array entries{Entry{text.name, std::string(words)}};
+    return settings::write_values(text.key, entries) ? kDone : kFailed;
 }
 
 /// A name as GetCommunityNamefromReg hands it out.
@@ -69,7 +67,7 @@ CommunityNode* append_node(CommunityNode* last) {
 
 extern "C" int GetCurrentRackId(char* name256) try {
     if (!name256 || !settings::registry_readable()) return kFailed;
-    base::put(settings::read_text(kRackKey, kRackName, ""), {name256, RACK_NAME_SIZE});
+    base::put(settings::read_text(settings::kRackName), {name256, RACK_NAME_SIZE});
     return kDone;
 } catch (...) {
     return kFailed;
@@ -82,17 +80,15 @@ extern "C" int ApplyRackmount(const char* name) try {
         TraceLog(TRACE_LEVEL_ERROR, "general", __func__, __LINE__, "The rack name is not a plain text.");
         return kFailed;
     }
-    return settings::write_values(kRackKey, std::array{Entry{kRackName, std::string(fitting)}}) ? kDone
-                                                                                                : kFailed;
+    return write_text(settings::kRackName, fitting);
 } catch (...) {
     return kFailed;
 }
 
 extern "C" int GetSnmpFlagsfromReg(SnmpFlags* flags) try {
-    if (!flags || !settings::registry_readable()) return kFailed;
-    const bool enable = settings::read_number(kSnmpKey, kEnable, settings::within<0, 1>, 0) == 1;
-    const bool permit = settings::read_number(kSnmpKey, kPermit, settings::within<0, 1>, 0) == 1;
-    *flags = {.enable = enable, .permit = enable && permit};
+    const auto stored = settings::read_record(settings::kSnmp);
+    if (!flags || !stored) return kFailed;
+    *flags = {.enable = stored->enable, .permit = stored->enable & stored->permit};
     return kDone;
 } catch (...) {
     return kFailed;
@@ -101,9 +97,8 @@ extern "C" int GetSnmpFlagsfromReg(SnmpFlags* flags) try {
 extern "C" int SetSnmpFlagstoReg(const SnmpFlags* flags) try {
     if (!flags) return kFailed;
     const bool enable = flags->enable != 0;
-    const bool permit = enable && flags->permit != 0;
-    const std::array entries{Entry{kEnable, std::uint32_t{enable}}, Entry{kPermit, std::uint32_t{permit}}};
-    return settings::write_values(kSnmpKey, entries) ? kDone : kFailed;
+    const SnmpFlags sane{.enable = enable, .permit = enable && flags->permit != 0};
+    return settings::write_record(settings::kSnmp, sane, settings::kSnmp.key) ? kDone : kFailed;
 } catch (...) {
     return kFailed;
 }
@@ -140,8 +135,7 @@ extern "C" int SetCommunityNametoReg(const char* name) try {
                  "A community name that is empty, too long or not a plain text is refused.");
         return kFailed;
     }
-    return settings::write_values(kSnmpKey, std::array{Entry{kCommunity, std::string(whole)}}) ? kDone
-                                                                                               : kFailed;
+    return write_text(settings::kCommunity, whole);
 } catch (...) {
     return kFailed;
 }

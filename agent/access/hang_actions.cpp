@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "client/service_client.h"
-#include "settings/hang_settings.h"
+#include "settings/registry_values.h"
 #include "zel/access_control.h"
 
 namespace {
@@ -15,25 +15,25 @@ constexpr int kSaved = 0;
 constexpr int kNotSaved = 1;
 
 /// Copies the fields that the library knows, and only those: what follows them is the caller's.
-template <class Record, class Values>
-int hand_out(const std::optional<Record>& settings, const Values& values, Record* record) {
+template <class Table>
+int hand_out(const Table& table, typename Table::Record* record) {
+    const auto settings = settings::read_record(table);
     if (!settings || !record) return 0;
-    for (const auto& value : values) {
-        record->*value.field = (*settings).*value.field;
-    }
+    for (const auto& field : table.fields)
+        record->*field.member = (*settings).*field.member;
     return 1;
 }
 
 }  // namespace
 
 extern "C" int GetAllofShutDown(ShutdownRecord* record) try {
-    return hand_out(settings::read_shutdown(), settings::kShutdownValues, record);
+    return hand_out(settings::kShutdown, record);
 } catch (...) {
     return 0;
 }
 
 extern "C" int SetAllofShutDown(ShutdownRecord* record) try {
-    if (!record || !settings::write_shutdown(*record)) return kNotSaved;
+    if (!record || !settings::write_switched_record(settings::kShutdown, *record)) return kNotSaved;
     client::notify("reset shutdown");  // a missing service reads the settings when it starts
     return kSaved;
 } catch (...) {
@@ -41,16 +41,16 @@ extern "C" int SetAllofShutDown(ShutdownRecord* record) try {
 }
 
 extern "C" int GetAllofWDT(WdtRecord* record) try {
-    const auto settings = settings::read_watchdog();
-    if (!hand_out(settings, settings::kWatchdogValues, record)) return 0;
-    record->library = settings->library;
+    if (!hand_out(settings::kWatchdog, record)) return 0;
+    record->library = settings::read_number(settings::kWatchdog.key, settings::kWatchdogGeneration);
     return 1;
 } catch (...) {
     return 0;
 }
 
 extern "C" int SetAllofWDT(WdtRecord* record) try {
-    if (!record || !settings::write_watchdog(*record)) return kNotSaved;
+    constexpr const char* kCounter = settings::kWatchdogGeneration.name;
+    if (!record || !settings::write_switched_record(settings::kWatchdog, *record, kCounter)) return kNotSaved;
     client::notify("reset watchdog");
     return kSaved;
 } catch (...) {
@@ -58,7 +58,7 @@ extern "C" int SetAllofWDT(WdtRecord* record) try {
 }
 
 extern "C" int GetTimeoutAct(int* when, int* after, uint64_t code) {
-    if (!when || !after || !settings::is_action_code(code)) return 0;
+    if (!when || !after || !settings::kShutdown.fields.back().value.allows(code)) return 0;
     *when = (code & settings::kInterruptBefore) != 0 ? 1 : 0;
     *after = static_cast<int>(code & settings::kAfterMask);
     return 1;

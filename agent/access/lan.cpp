@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Network interfaces: settings in the registry.
-#include <vector>
-
 #include "client/service_client.h"
-#include "settings/lan_settings.h"
+#include "settings/registry_values.h"
 #include "zel/access_monitor.h"
 
 namespace {
@@ -12,7 +10,7 @@ namespace client = zel::client;
 }  // namespace
 
 extern "C" int GetLanDataFromRegistry(LanSettingsRecord* r) try {
-    const auto settings = settings::read_lan();
+    const auto settings = settings::read_record(settings::kLan);
     if (!r || !settings) return 1;
     *r = *settings;
     return 0;
@@ -21,21 +19,18 @@ extern "C" int GetLanDataFromRegistry(LanSettingsRecord* r) try {
 }
 
 extern "C" int TestInputLanParameter(const LanSettingsRecord* r) {
+    constexpr std::array kBits{LAN_TEST_INTERVAL, LAN_TEST_HARDWARE, LAN_TEST_RETRY, LAN_TEST_ABORT};
+    static_assert(kBits.size() == settings::kLan.fields.size());
     int faults = 0;
-    for (const settings::LanValue& value : settings::kLanValues) {
-        if (!r || !value.allowed(static_cast<std::uint64_t>(r->*value.field))) faults |= value.bit;
+    for (std::size_t i = 0; i < kBits.size(); ++i) {
+        const auto& [value, member] = settings::kLan.fields.at(i);
+        if (!r || !value.allows(static_cast<std::uint64_t>(r->*member))) faults |= kBits.at(i);
     }
     return faults;
 }
 
 extern "C" int PutLanThreshold(const LanSettingsRecord* r) try {
-    if (TestInputLanParameter(r) != 0) return 0;
-    std::vector<zel::store::registry::Entry> entries;
-    entries.reserve(settings::kLanValues.size());
-    for (const settings::LanValue& value : settings::kLanValues) {
-        entries.push_back({value.name, static_cast<std::uint32_t>(r->*value.field)});
-    }
-    if (!settings::write_values(settings::kLanKey, entries)) return 0;
+    if (!r || !settings::write_record(settings::kLan, *r, settings::kLan.key)) return 0;
     client::notify("reset lan");  // a missing service reads the settings when it starts
     return 1;
 } catch (...) {

@@ -4,7 +4,7 @@
 
 #include "client/reset_service.h"
 #include "settings/raid_settings.h"
-#include "settings/threshold_file.h"
+#include "settings/values.h"
 #include "zel/access_monitor.h"
 
 namespace {
@@ -30,8 +30,7 @@ extern "C" int Mylex_ReadThresholdFromFile(void* block924) try {
 }
 
 extern "C" int ResetMylexService(int interval) try {
-    if (interval < settings::kShortestRaidInterval || interval > settings::kLongestInterval)
-        return MYLEX_BAD_INTERVAL;
+    if (!settings::kRaidInterval.allows(static_cast<std::uint64_t>(interval))) return MYLEX_BAD_INTERVAL;
     if (!settings::save_raid(interval)) return MYLEX_WRITE_FAILED;
     return client::reset_service("raid") ? 0 : MYLEX_NO_SERVICE;
 } catch (...) {

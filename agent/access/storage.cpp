@@ -65,8 +65,8 @@ bool add_row(settings::StorageSettings& settings, std::span<const char, STORAGE_
 /// What a caller's tables hold; nothing, told in the trace log, when they cannot be saved.
 std::optional<settings::StorageSettings> from_tables(int interval, int count, const char (*names)[30],
                                                      const StorageThresholdItem (*values)[4]) {
-    if (interval < 1 || interval > settings::kLongestInterval || count < 0 || count > STORAGE_DEVICES_MAX ||
-        (count > 0 && (!names || !values))) {
+    if (!settings::kInterval.allows(static_cast<std::uint64_t>(interval)) || count < 0 ||
+        count > STORAGE_DEVICES_MAX || (count > 0 && (!names || !values))) {
         TraceLog(TRACE_LEVEL_ERROR, "storage", __func__, __LINE__, "Refused: interval %d, %d devices.",
                  interval, count);
         return std::nullopt;

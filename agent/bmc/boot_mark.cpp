@@ -15,20 +15,19 @@ namespace zel::bmc {
 namespace {
 
 constexpr const char* kKey = "SOFTWARE/QUD/ZELAgent/Maintenance";
-constexpr const char* kController = "Controller";
-constexpr const char* kChanging = "Changing";
-constexpr const char* kClearing = "Clearing";
 constexpr std::uint32_t kNothingKept = 256;
+constexpr settings::Text kController{kKey, "Controller", ""};
+constexpr auto kChanging = settings::flag("Changing", false);
+constexpr auto kClearing = settings::number("Clearing", 0, kNothingKept, kNothingKept);
 constexpr std::array kEndingSignals{SIGHUP, SIGTERM, SIGINT, SIGQUIT};
 
 }  // namespace
 
 BootMark read_boot_mark(const std::string& controller) {
     BootMark mark{.controller = controller};
-    if (settings::read_text(kKey, kController, "") != controller) return mark;
-    mark.changing = settings::read_number(kKey, kChanging, settings::within<0, 1>, 0) == 1;
-    const auto clearing =
-        settings::read_number(kKey, kClearing, settings::within<0, kNothingKept>, kNothingKept);
+    if (settings::read_text(kController) != controller) return mark;
+    mark.changing = settings::read_number(kKey, kChanging) == 1;
+    const auto clearing = settings::read_number(kKey, kClearing);
     if (clearing != kNothingKept) mark.clearing = static_cast<std::uint8_t>(clearing);
     return mark;
 }
@@ -36,8 +35,9 @@ BootMark read_boot_mark(const std::string& controller) {
 bool write_boot_mark(const BootMark& mark) {
     using store::registry::Entry;
     return settings::write_values(
-        kKey, std::array{Entry{kController, mark.controller}, Entry{kChanging, mark.changing ? 1U : 0U},
-                         Entry{kClearing, mark.clearing ? std::uint32_t{*mark.clearing} : kNothingKept}});
+        kKey,
+        std::array{Entry{kController.name, mark.controller}, Entry{kChanging.name, mark.changing ? 1U : 0U},
+                   Entry{kClearing.name, mark.clearing ? std::uint32_t{*mark.clearing} : kNothingKept}});
 }
 
 base::UniqueFd lock_boot_options(std::chrono::milliseconds longest) {

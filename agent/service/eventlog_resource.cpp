@@ -5,13 +5,12 @@
 namespace zel::service {
 namespace {
 
-constexpr const char* kKey = "SOFTWARE/QUD/ZELALERTMAN/REPORTTABLE/EVENTLOG";
-constexpr const char* kCycle = "CYCLE";  // seconds between two looks at the system's event log
+constexpr const char* kCycle = settings::kEventlogCycle.name;
 
 /// The cycle as the log tells it.
 std::optional<std::string> read_cycle() {
     if (store::registry::check() != store::Status::ok) return std::nullopt;
-    const auto cycle = store::registry::get_dword(kKey, kCycle);
+    const auto cycle = store::registry::get_dword(EVENTLOG_KEY, kCycle);
     return cycle ? std::to_string(*cycle) : "(not set)";
 }
 

@@ -42,7 +42,7 @@ template <class Settings, class Things, class Compare>
 Changes interval_and_named_changes(const Settings& before, const Settings& after, Things Settings::*member,
                                    Compare compare) {
     Changes changes;
-    note_change(changes, settings::kIntervalKey, std::to_string(before.interval),
+    note_change(changes, settings::kInterval.name, std::to_string(before.interval),
                 std::to_string(after.interval));
     note_named_changes(changes, before.*member, after.*member, compare);
     return changes;

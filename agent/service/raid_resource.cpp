@@ -13,7 +13,7 @@ std::optional<int> read_raid() {
 
 Changes raid_changes(int before, int after) {
     Changes changes;
-    note_change(changes, settings::kIntervalKey, std::to_string(before), std::to_string(after));
+    note_change(changes, settings::kRaidInterval.name, std::to_string(before), std::to_string(after));
     return changes;
 }
 

@@ -46,11 +46,11 @@ Resources::Resources()
           {"cpu", cpu_resource()},
           {"eventlog", eventlog_resource()},
           {"filesystem", filesystem_resource()},
-          {"lan", lan_resource()},
+          {"lan", record_resource(settings::kLan)},
           {"raid", raid_resource()},
-          {"shutdown", shutdown_resource()},
+          {"shutdown", record_resource(settings::kShutdown)},
           {"storage", storage_resource()},
-          {"watchdog", watchdog_resource()},
+          {"watchdog", record_resource(settings::kWatchdog)},
       } {}
 
 std::string Resources::reset(std::string_view name) {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The settings that the service holds, by resource. A resource is one row of the table in resources.cpp and
-// one file with its reader.
+// The settings that the service holds, by resource. A resource is one row of the table in resources.cpp, and
+// one file with its reader where it is more than a record in the registry.
 #pragma once
 
 #include <functional>
@@ -11,6 +11,8 @@
 #include <string_view>
 #include <utility>
 #include <vector>
+
+#include "settings/registry_values.h"
 
 namespace zel::service {
 
@@ -38,15 +40,33 @@ Reread rereading(Read read, Compare compare) {
     };
 }
 
-// One per resource, each in its own file.
+/// Adds what differs between two records of a table of settings; `title` stands before each name.
+template <class Table>
+void note_record_changes(Changes& changes, const Table& table, const typename Table::Record& before,
+                         const typename Table::Record& after, const std::string& title = "") {
+    for (const auto& [value, member] : table.fields)
+        note_change(changes, title + value.name, std::to_string(before.*member),
+                    std::to_string(after.*member));
+}
+
+/// The Reread for a record that the registry keeps.
+template <class Table>
+Reread record_resource(const Table& table) {
+    using Record = typename Table::Record;
+    return rereading([&table] { return settings::read_record(table); },
+                     [&table](const Record& before, const Record& after) {
+                         Changes changes;
+                         note_record_changes(changes, table, before, after);
+                         return changes;
+                     });
+}
+
+// One per resource that needs more than that, each in its own file.
 Reread cpu_resource();
 Reread eventlog_resource();
 Reread filesystem_resource();
-Reread lan_resource();
 Reread raid_resource();
-Reread shutdown_resource();
 Reread storage_resource();
-Reread watchdog_resource();
 
 /// True when the machine has this storage device.
 bool is_storage_device(const std::string& name);

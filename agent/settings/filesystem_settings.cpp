@@ -137,7 +137,7 @@ store::Status read_filesystems(FilesystemSettings& settings,
 bool save_filesystems(const FilesystemSettings& settings, const FoundNames& found) {
     return save_thresholds(path(), [&](KeyFile& file) {
         const auto groups = groups_by_name(file, kNaming);
-        bool fits = file.set_int(kGeneralGroup, kIntervalKey, settings.interval);
+        bool fits = file.set_int(kGeneralGroup, kInterval.name, settings.interval);
         for (const auto& [name, one] : settings.filesystems) {
             if (one.mode == FS_MODE_OFF && !groups.contains(name)) continue;
             fits = fits && put_one(file, group_of(groups, kNaming, name), one);

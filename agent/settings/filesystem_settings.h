@@ -47,7 +47,7 @@ struct FsSettings {
 };
 
 struct FilesystemSettings {
-    int interval = kDefaultInterval;
+    int interval = 0;
     std::map<std::string, FsSettings> filesystems;  ///< By path; also of those that are not present.
 };
 

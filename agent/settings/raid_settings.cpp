@@ -23,12 +23,13 @@ const std::string& path() {
 Status read_raid(int& interval) {
     KeyFile file;
     const Status status = load_thresholds(path(), file);
-    if (status == Status::not_found) interval = kDefaultInterval;
+    if (status == Status::not_found) interval = static_cast<int>(kRaidInterval.fallback);
     if (status != Status::ok) return status;
-    const auto number = file.get_int(kGeneralGroup, kIntervalKey);
-    if (!number || *number < kShortestRaidInterval || *number > kLongestInterval) {
-        TraceLog(TRACE_LEVEL_ERROR, "raid", __func__, __LINE__, "%s: [%s] %s is not a number from %d to %d.",
-                 path().c_str(), kGeneralGroup, kIntervalKey, kShortestRaidInterval, kLongestInterval);
+    const auto number = file.get_int(kGeneralGroup, kRaidInterval.name);
+    if (!number || !kRaidInterval.allows(static_cast<std::uint64_t>(*number))) {
+        TraceLog(TRACE_LEVEL_ERROR, "raid", __func__, __LINE__, "%s: [%s] %s is not a number from %u to %u.",
+                 path().c_str(), kGeneralGroup, kRaidInterval.name, kRaidInterval.least,
+                 kRaidInterval.greatest);
         return Status::corrupt;
     }
     interval = static_cast<int>(*number);
@@ -37,7 +38,7 @@ Status read_raid(int& interval) {
 
 bool save_raid(int interval) {
     return save_thresholds(
-        path(), [&](KeyFile& file) { return file.set_int(kGeneralGroup, kIntervalKey, interval); });
+        path(), [&](KeyFile& file) { return file.set_int(kGeneralGroup, kRaidInterval.name, interval); });
 }
 
 }  // namespace zel::settings

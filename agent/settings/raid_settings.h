@@ -10,8 +10,6 @@
 
 namespace zel::settings {
 
-inline constexpr int kShortestRaidInterval = 10;  ///< Seconds; the longest is that of all resources.
-
 /// Reads the interval; it is the default when there is no file (`not_found`).
 /// @return `failed` when the file cannot be opened, `corrupt` when it does not hold a sane interval; both are
 ///         told in the trace log.

@@ -6,7 +6,7 @@
 #include <variant>
 
 #include "base/plain_text.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace zel::settings {
 namespace {
@@ -18,34 +18,37 @@ constexpr const char* kModule = "registry_values";
 
 bool registry_readable() {
     const bool readable = registry::check() == store::Status::ok;
-    if (!readable) TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "The registry cannot be read.");
+    if (!readable) ZEL_TRACE(TRACE_LEVEL_ERROR, "The registry cannot be read.");
     return readable;
 }
 
-std::uint32_t read_number(const char* key, const char* name, Allowed allowed, std::uint32_t fallback) {
-    const auto stored = registry::get(key, name);
-    if (!stored) return fallback;
+std::uint32_t read_number(const std::string& key, const Value& value) {
+    const auto stored = registry::get(key, value.name);
+    if (!stored) return value.fallback;
     const auto* number = std::get_if<std::uint32_t>(&*stored);
-    if (number && allowed(*number)) return *number;
-    TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "%s %s makes no sense, taken as %u.", key, name,
-             fallback);
-    return fallback;
+    if (number && value.allows(*number)) return *number;
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "%s %s is invalid, taken as %u.", key.c_str(), value.name, value.fallback);
+    return value.fallback;
 }
 
-std::string read_text(const char* key, const char* name, const std::string& fallback) {
-    const auto stored = registry::get(key, name);
-    if (!stored) return fallback;
-    const auto* text = std::get_if<std::string>(&*stored);
-    if (text && base::is_plain(*text)) return *text;
-    TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__,
-             "%s %s is not a plain text, its default is taken.", key, name);
-    return fallback;
+std::string read_text(const Text& text) {
+    const auto stored = registry::get(text.key, text.name);
+    if (!stored) return text.fallback;
+    const auto* words = std::get_if<std::string>(&*stored);
+    if (words && base::is_plain(*words)) return *words;
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "%s %s is not a plain text, its default is taken.", text.key, text.name);
+    return text.fallback;
 }
 
-bool write_values(const char* key, std::span<const registry::Entry> values, const char* counter) {
+bool is_valid(const Value& value, std::uint64_t number) {
+    const bool valid = value.allows(number);
+    if (!valid) ZEL_TRACE(TRACE_LEVEL_ERROR, "%s %llu is refused.", value.name, 0ULL + number);
+    return valid;
+}
+
+bool write_values(const std::string& key, std::span<const registry::Entry> values, const char* counter) {
     if (registry::set(key, values, counter) == store::Status::ok) return true;
-    TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "%s cannot be written: %s.", key,
-             std::strerror(errno));
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "%s cannot be written: %s.", key.c_str(), std::strerror(errno));
     return false;
 }
 

@@ -110,7 +110,7 @@ store::Status read_storage(StorageSettings& settings) {
 bool save_storage(const StorageSettings& settings, const FoundNames& found) {
     return save_thresholds(path(), [&](KeyFile& file) {
         const auto groups = groups_by_name(file, kNaming);
-        bool fits = file.set_int(kGeneralGroup, kIntervalKey, settings.interval);
+        bool fits = file.set_int(kGeneralGroup, kInterval.name, settings.interval);
         for (const auto& [name, items] : settings.devices) {
             fits = fits && put_items(file, group_of(groups, kNaming, name), items);
         }

@@ -22,7 +22,7 @@ namespace zel::settings {
 using StorageItems = std::array<StorageThresholdItem, STORAGE_ERROR_KINDS>;
 
 struct StorageSettings {
-    int interval = kDefaultInterval;
+    int interval = 0;
     std::map<std::string, StorageItems> devices;  ///< By name; also of those that are not present.
 };
 

@@ -20,13 +20,11 @@
 #include <vector>
 
 #include "store/key_file.h"
+#include "values.h"
 
 namespace zel::settings {
 
 inline constexpr const char* kGeneralGroup = "general";
-inline constexpr const char* kIntervalKey = "interval";
-inline constexpr int kDefaultInterval = 60;  ///< Seconds, for every watched resource.
-inline constexpr int kLongestInterval = 3600;
 
 /// Names of the things that were found; nothing when it cannot be told what is there.
 using FoundNames = std::optional<std::set<std::string>>;
@@ -87,11 +85,15 @@ class ThresholdReader {
     ThresholdReader& operator=(const ThresholdReader&) = delete;
 
     int number(const std::string& group, const std::string& key, Range range, int fallback);
+    int number(const std::string& group, const Value& value) {
+        return number(group, value.name, {static_cast<int>(value.least), static_cast<int>(value.greatest)},
+                      static_cast<int>(value.fallback));
+    }
     /// The position of the value among `words`.
     std::size_t word(const std::string& group, const std::string& key,
                      std::span<const std::string_view> words, std::size_t fallback);
     /// Seconds between two samples.
-    int interval() { return number(kGeneralGroup, kIntervalKey, {1, kLongestInterval}, kDefaultInterval); }
+    int interval() { return number(kGeneralGroup, kInterval); }
     /// Tells of a group whose values do not fit together.
     void tell(const std::string& group, const std::string& what);
 

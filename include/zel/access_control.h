@@ -109,10 +109,13 @@ ZEL_API int ZELChassisIdentify_V15(uint8_t* interval);
 
 // ---- A shutdown or reboot that hangs ----
 
+#define SHUTDOWN_TIMEOUT_MIN 300
+#define SHUTDOWN_TIMEOUT_MAX 6000
+
 /// What happens when a shutdown or reboot hangs.
 typedef struct ShutdownRecord {
     uint32_t dwHangEnable;  ///< 1 on, 0 off.
-    uint32_t dwTimeout;     ///< Seconds that it may take: 300 to 6000.
+    uint32_t dwTimeout;     ///< Seconds that it may take.
     uint32_t dwTimeoutAct;  ///< The two actions, as SetTimeoutAct encodes them.
     uint8_t
         libraryTail[244];  ///< The library's; cleared by the caller before reading, handed back unchanged.
@@ -145,11 +148,16 @@ ZEL_API int SetTimeoutAct(int when, int after, void* code);
 
 // ---- Watchdog timer ----
 
+#define WDT_INTERVAL_MIN 30
+#define WDT_INTERVAL_MAX 60
+#define WDT_TIMEOUT_MIN 90
+#define WDT_TIMEOUT_MAX 600
+
 /// How the watchdog timer watches the operating system.
 typedef struct WdtRecord {
     uint64_t qwHangEnable;  ///< 1 on, 0 off.
-    uint64_t qwInterval;    ///< Seconds between two updates of the timer: 30 to 60.
-    uint64_t qwTimeout;     ///< Seconds until the timer expires: 90 to 600.
+    uint64_t qwInterval;    ///< Seconds between two updates of the timer.
+    uint64_t qwTimeout;     ///< Seconds until the timer expires.
     uint64_t qwTimeoutAct;  ///< The two actions, as SetTimeoutAct encodes them.
     uint64_t library;       ///< The library's; handed back unchanged, not part of a comparison. Ours counts
                             ///< the times that the settings were saved.

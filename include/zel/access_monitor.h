@@ -45,6 +45,10 @@ ZEL_API int GetHWIDFromProc(HwIdRecord* record);
 /// @return Non-zero when written; 0 when it does not fit, `buffer` then holds the empty text.
 ZEL_API int GetZelRootPath(char* buffer, int size);
 
+/// Seconds between two samples of storage devices and file systems.
+#define MONITOR_INTERVAL_MIN 1
+#define MONITOR_INTERVAL_MAX 3600
+
 // ---- CPU load ----
 // Row 0 is the whole machine ("TOTAL"), row n is CPU n, counted from 1. Thresholds are percent of load. An
 // alert is raised at the report value and cleared at the reset value of its severity.
@@ -250,12 +254,22 @@ ZEL_API int FreeMemofStruct(FsThresholdRecord** head);
 
 // ---- Network interfaces ----
 
+// Ranges of the fields below.
+#define LAN_INTERVAL_MIN 1
+#define LAN_INTERVAL_MAX 3600
+#define LAN_HARDWARE_MIN 0
+#define LAN_HARDWARE_MAX 100
+#define LAN_RETRY_MIN 10
+#define LAN_RETRY_MAX 50
+#define LAN_ABORT_MIN 10
+#define LAN_ABORT_MAX 50
+
 /// How the network interfaces are watched. Thresholds are percent of the packets.
 typedef struct LanSettingsRecord {
-    int32_t interval;  ///< Seconds between two samples, 1 to 3600.
-    int32_t hardware;  ///< Hardware errors, 0 to 100.
-    int32_t retry;     ///< Retries, 10 to 50.
-    int32_t abort_;    ///< Aborts, 10 to 50.
+    int32_t interval;  ///< Seconds between two samples.
+    int32_t hardware;  ///< Hardware errors.
+    int32_t retry;     ///< Retries.
+    int32_t abort_;    ///< Aborts.
 } LanSettingsRecord;
 static_assert(sizeof(LanSettingsRecord) == 16, "LanSettingsRecord");
 
@@ -279,10 +293,13 @@ ZEL_API int PutLanThreshold(const LanSettingsRecord* r);
 
 // ---- RAID controllers (Mylex) ----
 
+#define MYLEX_INTERVAL_MIN 10
+#define MYLEX_INTERVAL_MAX 3600
+
 /// What the threshold file of the controllers, zelmlx.inf, holds.
 typedef struct MylexThresholdBlock {
     int32_t lib[230];  ///< The library's.
-    int32_t interval;  ///< Seconds at which the controllers are watched, 10 to 3600.
+    int32_t interval;  ///< Seconds at which the controllers are watched.
 } MylexThresholdBlock;
 static_assert(sizeof(MylexThresholdBlock) == 924, "MylexThresholdBlock");
 static_assert(offsetof(MylexThresholdBlock, interval) == 920, "MylexThresholdBlock.interval");
@@ -294,7 +311,7 @@ static_assert(offsetof(MylexThresholdBlock, interval) == 920, "MylexThresholdBlo
 // Failures of ResetMylexService; any other result is success.
 #define MYLEX_NO_SERVICE (-1)    ///< The service did not answer or refused; what was written stands.
 #define MYLEX_WRITE_FAILED (-2)  ///< The interval could not be written.
-#define MYLEX_BAD_INTERVAL (-3)  ///< The interval is not 10 to 3600.
+#define MYLEX_BAD_INTERVAL (-3)  ///< The interval is out of its range.
 
 /// Reads the threshold file of the controllers; a missing one is made with 60 s first.
 /// @param block924  A MylexThresholdBlock.
@@ -302,9 +319,17 @@ static_assert(offsetof(MylexThresholdBlock, interval) == 920, "MylexThresholdBlo
 ZEL_API int Mylex_ReadThresholdFromFile(void* block924);
 
 /// Saves the interval and restarts the controllers' monitoring with it. The range is tested here.
-/// @param interval  Seconds, 10 to 3600.
+/// @param interval  Seconds.
 /// @return MYLEX_BAD_INTERVAL, MYLEX_WRITE_FAILED, MYLEX_NO_SERVICE, else done.
 ZEL_API int ResetMylexService(int interval);
+
+// ---- The system's event log: one number in the registry ----
+
+#define EVENTLOG_KEY "SOFTWARE\\QUD\\ZELALERTMAN\\REPORTTABLE\\EVENTLOG"
+#define EVENTLOG_CYCLE "CYCLE"  ///< Seconds between two looks at it.
+#define EVENTLOG_CYCLE_MIN 10
+#define EVENTLOG_CYCLE_MAX 3600
+#define EVENTLOG_CYCLE_DEFAULT 300
 
 #ifdef __cplusplus
 }

@@ -16,8 +16,8 @@ namespace {
 
 constexpr char kModule[] = "shutdown_ipmi";
 constexpr char kPanel[] = "ShutdownPanel";
-constexpr std::uint32_t kShortest = 300;
-constexpr std::uint32_t kLongest = 6000;
+constexpr std::uint32_t kShortest = SHUTDOWN_TIMEOUT_MIN;
+constexpr std::uint32_t kLongest = SHUTDOWN_TIMEOUT_MAX;
 constexpr int kEntryWidth = 7;
 constexpr std::size_t kMessageBytes = 79;
 

@@ -25,8 +25,8 @@ struct Range {
     std::uint32_t highest;
     const char* error;
 };
-constexpr Range kTimeout = {90, 600, "WDTERR_TRANGE_ID"};
-constexpr Range kInterval = {30, 60, "WDTERR_IRANGE_ID"};
+constexpr Range kTimeout = {WDT_TIMEOUT_MIN, WDT_TIMEOUT_MAX, "WDTERR_TRANGE_ID"};
+constexpr Range kInterval = {WDT_INTERVAL_MIN, WDT_INTERVAL_MAX, "WDTERR_IRANGE_ID"};
 
 std::string range_message(const Range& range) {
     return format_text(text(range.error), {static_cast<int>(range.lowest), static_cast<int>(range.highest)},

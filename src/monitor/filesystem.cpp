@@ -251,7 +251,8 @@ bool are_valid() {
         show_call_failed("TestInputFilesysParameter");
         return false;
     }
-    if ((problems & FS_TEST_INTERVAL) != 0) message(format_text(text("FILEERR_INTERVAL_ID"), {1, 3600}));
+    if ((problems & FS_TEST_INTERVAL) != 0)
+        message(format_text(text("FILEERR_INTERVAL_ID"), {MONITOR_INTERVAL_MIN, MONITOR_INTERVAL_MAX}));
     if ((problems & FS_TEST_FATAL_BIG) != 0) message(text("FILEERR_FATALB_ID"));
     if ((problems & FS_TEST_WARNING_SMALL) != 0) message(text("FILEERR_WARNS_ID"));
     if ((problems & FS_TEST_ORDER) != 0) message(text("FILEERR_ORDER_ID"));

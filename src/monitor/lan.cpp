@@ -32,11 +32,14 @@ struct Field {
     int lowest;  // the bounds told in the message; the agent judges
     int highest;
 };
-constexpr std::array<Field, 4> kFields = {
-    {{"CPU_SAMPLE_ID", &LanSettingsRecord::interval, LAN_TEST_INTERVAL, "LANERR_INTERVAL_ID", 1, 3600},
-     {"LAN_HW_ID", &LanSettingsRecord::hardware, LAN_TEST_HARDWARE, "LANERR_HW_ID", 0, 100},
-     {"LAN_RETRY_ID", &LanSettingsRecord::retry, LAN_TEST_RETRY, "LANERR_RETRY_ID", 10, 50},
-     {"LAN_ABORT_ID", &LanSettingsRecord::abort_, LAN_TEST_ABORT, "LANERR_ABORT_ID", 10, 50}}};
+constexpr std::array<Field, 4> kFields = {{{"CPU_SAMPLE_ID", &LanSettingsRecord::interval, LAN_TEST_INTERVAL,
+                                            "LANERR_INTERVAL_ID", LAN_INTERVAL_MIN, LAN_INTERVAL_MAX},
+                                           {"LAN_HW_ID", &LanSettingsRecord::hardware, LAN_TEST_HARDWARE,
+                                            "LANERR_HW_ID", LAN_HARDWARE_MIN, LAN_HARDWARE_MAX},
+                                           {"LAN_RETRY_ID", &LanSettingsRecord::retry, LAN_TEST_RETRY,
+                                            "LANERR_RETRY_ID", LAN_RETRY_MIN, LAN_RETRY_MAX},
+                                           {"LAN_ABORT_ID", &LanSettingsRecord::abort_, LAN_TEST_ABORT,
+                                            "LANERR_ABORT_ID", LAN_ABORT_MIN, LAN_ABORT_MAX}}};
 
 using ErrorTexts = std::array<std::string, kFields.size()>;
 using Components = std::array<newtComponent, kFields.size()>;

@@ -22,11 +22,9 @@ constexpr char kModule[] = "mylex";
 constexpr char kPanel[] = "MylexPanel";
 constexpr int kEntryWidth = 5;
 // What the message tells; the agent judges the range.
-constexpr int kLowestInterval = 10;
-constexpr int kHighestInterval = 3600;
 
 std::string interval_error() {
-    return format_text(text("MYLEXERR_INTERVAL_ID"), {kLowestInterval, kHighestInterval});
+    return format_text(text("MYLEXERR_INTERVAL_ID"), {MYLEX_INTERVAL_MIN, MYLEX_INTERVAL_MAX});
 }
 
 /// The stored interval, or nothing after a message.

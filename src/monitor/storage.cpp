@@ -26,8 +26,6 @@ constexpr char kPanel[] = "StoragePanel";
 constexpr char kNoDevice[] = "none";
 constexpr int kDeviceColumns = 19;
 constexpr int kIntervalWidth = 5;
-constexpr std::int32_t kLowestInterval = 1;
-constexpr std::int32_t kHighestInterval = 3600;
 /// The agent version code whose devices have thresholds and defaults to edit.
 constexpr std::int32_t kVersionWithThresholds = 1;
 
@@ -142,8 +140,8 @@ bool write_settings(const Widgets& widgets) {
         return false;
     }
     const std::int32_t entered = entry_number(widgets.interval_entry);
-    if (entered < kLowestInterval || entered > kHighestInterval) {
-        message(format_text(text("STORERR_INTERVAL_ID"), {kLowestInterval, kHighestInterval}));
+    if (entered < MONITOR_INTERVAL_MIN || entered > MONITOR_INTERVAL_MAX) {
+        message(format_text(text("STORERR_INTERVAL_ID"), {MONITOR_INTERVAL_MIN, MONITOR_INTERVAL_MAX}));
         return false;
     }
     if (entered != interval) {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "syslog.h"
 
+#include <zel/access_monitor.h>
 #include <zel/trace.h>
 #include <zel/win32.h>
 
@@ -16,12 +17,10 @@ namespace zel {
 namespace {
 
 constexpr char kModule[] = "syslog";
-constexpr char kEventLogKey[] = "SOFTWARE\\QUD\\ZELALERTMAN\\REPORTTABLE\\EVENTLOG";
-constexpr char kCycleValue[] = "CYCLE";
 constexpr char kCycleEvent[] = "Eventlog_Cycle_Event";
-constexpr std::uint32_t kLowest = 10;
-constexpr std::uint32_t kHighest = 3600;
-constexpr std::uint32_t kDefault = 300;
+constexpr std::uint32_t kLowest = EVENTLOG_CYCLE_MIN;
+constexpr std::uint32_t kHighest = EVENTLOG_CYCLE_MAX;
+constexpr std::uint32_t kDefault = EVENTLOG_CYCLE_DEFAULT;
 constexpr int kEntryWidth = 5;
 constexpr std::size_t kMessageBytes = 79;
 
@@ -63,16 +62,16 @@ int GetIntervalValue(std::uint32_t* value) {
     ZEL_TRACE(TRACE_LEVEL_TRACE, ">");
     ZEL_TRACE(TRACE_LEVEL_TRACE, "rgData=%p.", static_cast<void*>(value));
     HKEY key = nullptr;
-    if (RegOpenKeyEx(HKEY_LOCAL_MACHINE, kEventLogKey, 0, 0, &key) != ERROR_SUCCESS) {
-        ZEL_TRACE(TRACE_LEVEL_ERROR, "<RegOpenKeyEx %s failed.return FALSE.", kEventLogKey);
+    if (RegOpenKeyEx(HKEY_LOCAL_MACHINE, EVENTLOG_KEY, 0, 0, &key) != ERROR_SUCCESS) {
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "<RegOpenKeyEx %s failed.return FALSE.", EVENTLOG_KEY);
         return 0;
     }
     std::uint32_t data = 0;
     std::uint32_t type = 0;
     std::uint32_t size = sizeof data;
-    if (RegQueryValueEx(key, kCycleValue, nullptr, &type, reinterpret_cast<std::uint8_t*>(&data), &size) !=
+    if (RegQueryValueEx(key, EVENTLOG_CYCLE, nullptr, &type, reinterpret_cast<std::uint8_t*>(&data), &size) !=
         ERROR_SUCCESS) {
-        ZEL_TRACE(TRACE_LEVEL_ERROR, "<RegQueryValueEx() %s failed.return FALSE.", kCycleValue);
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "<RegQueryValueEx() %s failed.return FALSE.", EVENTLOG_CYCLE);
         RegCloseKey(key);
         return 0;
     }
@@ -86,14 +85,14 @@ int SetIntervalValue(std::uint32_t value) {
     ZEL_TRACE(TRACE_LEVEL_TRACE, ">rgData=%d.", static_cast<int>(value));
     HKEY key = nullptr;
     std::uint32_t disposition = 0;
-    if (RegCreateKeyEx(HKEY_LOCAL_MACHINE, kEventLogKey, 0, "", 0, KEY_ALL_ACCESS, nullptr, &key,
+    if (RegCreateKeyEx(HKEY_LOCAL_MACHINE, EVENTLOG_KEY, 0, "", 0, KEY_ALL_ACCESS, nullptr, &key,
                        &disposition) != ERROR_SUCCESS) {
-        ZEL_TRACE(TRACE_LEVEL_ERROR, "<RegCreateKeyEx %s failed.return FALSE.", kEventLogKey);
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "<RegCreateKeyEx %s failed.return FALSE.", EVENTLOG_KEY);
         return 0;
     }
-    if (RegSetValueEx(key, kCycleValue, 0, REG_DWORD, reinterpret_cast<const std::uint8_t*>(&value),
+    if (RegSetValueEx(key, EVENTLOG_CYCLE, 0, REG_DWORD, reinterpret_cast<const std::uint8_t*>(&value),
                       sizeof value) != ERROR_SUCCESS) {
-        ZEL_TRACE(TRACE_LEVEL_ERROR, "<RegSetValueEx %s failed.return FALSE.", kCycleValue);
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "<RegSetValueEx %s failed.return FALSE.", EVENTLOG_CYCLE);
         RegCloseKey(key);
         return 0;
     }

@@ -1,0 +1,74 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// What one setting may be, and tables of the settings that a record holds.
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+
+namespace zel::settings {
+
+/// What kind of number a setting is.
+enum class Type {
+    number,
+    flag,     ///< 0 or 1.
+    actions,  ///< The timer-actions byte of an IPMI watchdog timer.
+};
+
+/// What a number counts.
+enum class Unit { none, seconds, percent };
+
+inline constexpr std::uint32_t kInterruptBefore = 0x20;  ///< The time-out begins with a diagnostic interrupt.
+inline constexpr std::uint32_t kAfterMask = 0x03;  ///< Then: 0 nothing, 1 reset, 2 power off, 3 power cycle.
+inline constexpr std::uint32_t kResetAfter = 1;
+
+/// One setting that is a number: its name where it is kept, its range, and what it is while nobody has set it,
+/// or an invalid one is kept.
+struct Value {
+    const char* name;
+    Type type;
+    std::uint32_t least;
+    std::uint32_t greatest;
+    std::uint32_t fallback;
+    Unit unit = Unit::none;
+
+    /// A negative number of a caller's, converted, is above every range.
+    [[nodiscard]] constexpr bool allows(std::uint64_t number) const {
+        const bool fits =
+            type != Type::actions || (number & ~std::uint64_t{kInterruptBefore | kAfterMask}) == 0;
+        return number >= least && number <= greatest && fits;
+    }
+};
+
+constexpr Value number(const char* name, std::uint32_t least, std::uint32_t greatest, std::uint32_t fallback,
+                       Unit unit = Unit::none) {
+    return {name, Type::number, least, greatest, fallback, unit};
+}
+constexpr Value flag(const char* name, bool fallback) {
+    return {name, Type::flag, 0, 1, fallback};
+}
+constexpr Value actions(const char* name, std::uint32_t fallback) {
+    return {name, Type::actions, 0, kInterruptBefore | kAfterMask, fallback};
+}
+/// A number that has every value of its type.
+constexpr Value any_number(const char* name) {
+    return number(name, 0, std::numeric_limits<std::uint32_t>::max(), 0);
+}
+
+/// A setting and the field of the record that holds it.
+template <class Holder, class Word>
+struct Field {
+    Value value;
+    Word Holder::*member;
+};
+
+/// The settings of a record, and the key of the registry under which they are kept.
+template <class Holder, class Word, std::size_t count>
+struct Table {
+    using Record = Holder;
+    const char* key;
+    std::array<Field<Holder, Word>, count> fields;
+};
+
+}  // namespace zel::settings

@@ -19,31 +19,57 @@ package_check_packages=(lintian man-db mandoc systemd-container tmux "${simulato
 screenshot_packages=(tmux)
 
 as_root() {
-    if [ "$(id -u)" -eq 0 ]; then "$@"; else sudo "$@"; fi
+    if [ "$(id -u)" -eq 0 ]; then
+        "$@"
+    elif [ -n "$(type -P sudo)" ]; then
+        sudo "$@"
+    else
+        echo "$(basename "$0"): this needs root: run it as root or install sudo." >&2
+        exit 1
+    fi
 }
 
 # Installs those of the packages that are not there; asks nothing and no network when all are.
 need_packages() {
-    local missing=() package
-    for package in "$@"; do
-        [ "$(dpkg-query -W -f='${db:Status-Status}' "$package" 2>/dev/null)" = installed ] || missing+=("$package")
-    done
+    local missing
+    mapfile -t missing < <(printf '%s\n' "$@" | sort -u |
+        comm -23 - <(dpkg-query -W -f='${db:Status-Status} ${Package}\n' "$@" 2>/dev/null |
+            sed -n 's/^installed //p' | sort -u))
     [ ${#missing[@]} -gt 0 ] || return 0
     echo "Installing ${missing[*]}" >&2
     as_root apt-get update -qq >&2
-    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
+    as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" \
+        >/dev/null
+}
+
+# The project under a name that the compiler's lists of dependencies can hold: with an ampersand in it, for example,
+# everything would be built at each start.
+plain_path() {
+    if [[ $project =~ ^[[:alnum:]/._+-]*$ ]]; then
+        echo "$project"
+        return
+    fi
+    local link
+    link=${XDG_CACHE_HOME:-$HOME/.cache}/zelagent-project-$(cksum <<<"$project" | cut -d ' ' -f 1)
+    mkdir -p "$(dirname "$link")"
+    ln -sfn "$project" "$link"
+    echo "$link"
 }
 
 # build PRESET [TARGET ...]: configures a preset once and brings its build (or some targets of it) up to date,
-# quietly unless something is to be done.
+# quietly unless something is to be done. What a checkout that has moved had built is built again.
 build() {
-    local preset=$1 log
+    local preset=$1 folder=build/$1 log
     shift
-    cd "$project"
-    log=$(mktemp)
-    if ! { [ -f "build/$preset/build.ninja" ] || cmake --preset "$preset"; } >"$log" 2>&1; then
-        cat "$log" >&2 && rm -f "$log" && return 1
+    cd "$(plain_path)"
+    if ! grep -sqxF "CMAKE_HOME_DIRECTORY:INTERNAL=$PWD" "$folder/CMakeCache.txt"; then rm -rf "$folder"; fi
+    if [ ! -f "$folder/build.ninja" ]; then
+        echo "Configuring $folder" >&2
+        log=$(cmake --preset "$preset" 2>&1) || { echo "$log" >&2 && return 1; }
     fi
-    rm -f "$log"
-    ninja -C "build/$preset" -n "$@" 2>/dev/null | grep -q 'no work to do' || ninja -C "build/$preset" "$@" >&2
+    if ! ninja -C "$folder" -n "$@" 2>/dev/null | grep -q 'no work to do'; then
+        echo "Building $folder" >&2
+        ninja -C "$folder" "$@" >&2
+    fi
+    cd "$project"
 }

@@ -12,7 +12,7 @@
 #include "bmc/sensors_state.h"
 #include "store/registry.h"
 #include "zel/access_ipmi.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace {
 
@@ -53,7 +53,7 @@ SensorTable& voltages() {
 }
 
 bool fail(const char* what) {
-    TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "%s.", what);
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "%s.", what);
     return false;
 }
 
@@ -140,8 +140,8 @@ bool write_row(SensorTable& table, const Row& row, bool& reachable) {
         reachable = result != WriteResult::unreachable;
     }
     if (changed && !written && !reachable) {
-        TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__,
-                 "Thresholds of %s not written: the controller does not answer.", state->sensor.name.c_str());
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "Thresholds of %s not written: the controller does not answer.",
+                  state->sensor.name.c_str());
     }
     const bool kept = keep_settings(*state, row.dwMonitorFlag, written ? &wanted : nullptr);
     if (kept && row.dwMonitorFlag != SENSOR_NO_MONITORING) state->monitor = row.dwMonitorFlag;

@@ -17,11 +17,13 @@
 #include "client/service_client.h"
 #include "store/key_file.h"
 #include "zel/access_monitor.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace {
 
 namespace store = zel::store;
+
+constexpr const char* kModule = "startup";
 
 /// Reads agent.conf; a missing one is empty, and so is one that does not parse (which is traced): a slip of
 /// an editor must not keep an administrator from the tool.
@@ -29,8 +31,8 @@ store::Status read_config(store::KeyFile& config) {
     const store::Status status = store::read_key_file(zel::base::config_file(), config);
     if (status == store::Status::not_found) return store::Status::ok;
     if (status != store::Status::ok) {
-        TraceLog(TRACE_LEVEL_ERROR, "startup", __func__, __LINE__, "%s %s.", zel::base::config_file().c_str(),
-                 status == store::Status::corrupt ? "does not parse" : "cannot be read");
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "%s %s.", zel::base::config_file().c_str(),
+                  status == store::Status::corrupt ? "does not parse" : "cannot be read");
     }
     return status;
 }
@@ -45,7 +47,7 @@ bool fill_hardware_id(HwIdRecord& record) {
     if (!text && std::find(keys.begin(), keys.end(), "model") == keys.end()) return true;
     const auto model = config.get_int("hardware", "model");
     if (!model || *model < 0 || *model > std::numeric_limits<std::int32_t>::max()) {
-        TraceLog(TRACE_LEVEL_ERROR, "startup", __func__, __LINE__, "[hardware] model is not a model number.");
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "[hardware] model is not a model number.");
         return false;
     }
     record.modelNumber = *model;
@@ -60,8 +62,7 @@ extern "C" int call_zel_is_ft(void) try {
     if (read_config(config) == store::Status::failed) return -1;
     const auto text = config.get("hardware", "fault_tolerant");
     if (text && *text != "true" && *text != "false") {
-        TraceLog(TRACE_LEVEL_ERROR, "startup", __func__, __LINE__,
-                 "[hardware] fault_tolerant is neither true nor false, taken as false.");
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "[hardware] fault_tolerant is neither true nor false, taken as false.");
     }
     return text == "true" ? 1 : 0;
 } catch (...) {

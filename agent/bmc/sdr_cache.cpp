@@ -13,7 +13,7 @@
 #include "reading_factors.h"
 #include "request_limit.h"
 #include "store/key_file.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace zel::bmc {
 namespace {
@@ -107,8 +107,7 @@ std::optional<SensorRecords> load(const std::string& path, const std::string& id
 }
 
 void trace_no_cache(const std::string& path) {
-    TraceLog(TRACE_LEVEL_RESOURCE, kModule, __func__, __LINE__, "%s: %s; the records are not kept.",
-             path.c_str(), std::strerror(errno));
+    ZEL_TRACE(TRACE_LEVEL_RESOURCE, "%s: %s; the records are not kept.", path.c_str(), std::strerror(errno));
 }
 
 /// An open lock file, so that of several processes one reads the repository and the others wait for its file.

@@ -10,7 +10,7 @@
 
 #include "request_limit.h"
 #include "sdr_record.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace zel::bmc {
 namespace {
@@ -56,9 +56,8 @@ std::optional<std::vector<std::uint8_t>> ask(Controller& controller, NetFn netfn
     auto reply = controller.request(0, netfn, command);
     if (!reply) return std::nullopt;
     if (reply->ok() && reply->data.size() >= least) return std::move(reply->data);
-    TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__,
-             "Request %02xh/%02xh: completion %02xh, %zu bytes.", unsigned{netfn}, unsigned{command},
-             unsigned{reply->completion}, reply->data.size());
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "Request %02xh/%02xh: completion %02xh, %zu bytes.", unsigned{netfn},
+              unsigned{command}, unsigned{reply->completion}, reply->data.size());
     return std::nullopt;
 }
 
@@ -122,9 +121,8 @@ class RepositoryReader {
             std::copy_n(reply->data.begin(), reservation_.size(), reservation_.begin());
             return true;
         }
-        TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__,
-                 "No reservation: completion %02xh, %zu bytes.", unsigned{reply->completion},
-                 reply->data.size());
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "No reservation: completion %02xh, %zu bytes.",
+                  unsigned{reply->completion}, reply->data.size());
         return false;
     }
 
@@ -202,8 +200,8 @@ class RepositoryReader {
     }
 
     static void trace(std::uint16_t id, const char* what, std::uint8_t completion = 0) {
-        TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "Record %04xh %s (completion %02xh).",
-                 unsigned{id}, what, unsigned{completion});
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "Record %04xh %s (completion %02xh).", unsigned{id}, what,
+                  unsigned{completion});
     }
 
     Controller& controller_;
@@ -265,11 +263,11 @@ std::optional<Repository> read_repository(Controller& controller, std::string id
         if (*after == identity)
             return records ? std::optional(Repository{std::move(identity), *std::move(records)})
                            : std::nullopt;
-        TraceLog(TRACE_LEVEL_INFO, kModule, __func__, __LINE__, "The records changed while they were read.");
+        ZEL_TRACE(TRACE_LEVEL_INFO, "The records changed while they were read.");
         identity = *std::move(after);
         if (!RequestLimit::pause(kPause)) return std::nullopt;
     }
-    TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "The records go on changing.");
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "The records go on changing.");
     return std::nullopt;
 }
 

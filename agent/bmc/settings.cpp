@@ -15,7 +15,7 @@
 #include "base/file_io.h"
 #include "base/paths.h"
 #include "store/key_file.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace zel::bmc {
 namespace {
@@ -70,8 +70,7 @@ class Reader {
     }
 
     void refuse(const char* key, const char* why = "is not valid") {
-        TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "%s: %s of [%s] %s.",
-                 base::config_file().c_str(), key, kGroup, why);
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "%s: %s of [%s] %s.", base::config_file().c_str(), key, kGroup, why);
         valid_ = false;
     }
 
@@ -104,12 +103,11 @@ void warn_of(std::uint8_t suite) {
     static std::atomic<int> told = -1;
     const char* const weakness = weakness_of(suite);
     if (weakness == nullptr || told.exchange(suite) == suite) return;
-    TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "With cipher_suite=%d, %s; 3 and 17 are safe.",
-             int{suite}, weakness);
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "With cipher_suite=%d, %s; 3 and 17 are safe.", int{suite}, weakness);
 }
 
 bool refuse_password(const std::string& path, const char* why) {
-    TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "Password file %s: %s.", path.c_str(), why);
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "Password file %s: %s.", path.c_str(), why);
     return false;
 }
 
@@ -154,8 +152,7 @@ std::optional<Settings> read_settings() {
     store::KeyFile file;
     const auto status = store::read_key_file(base::config_file(), file);
     if (status != store::Status::ok && status != store::Status::not_found) {
-        TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "%s cannot be read.",
-                 base::config_file().c_str());
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "%s cannot be read.", base::config_file().c_str());
         return std::nullopt;
     }
     Settings settings;

@@ -20,11 +20,12 @@
 #include "base/paths.h"
 #include "key_file.h"
 #include "key_file_read.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace zel::store {
 namespace {
 
+constexpr const char* kModule = "store";
 constexpr std::chrono::seconds longest_wait_for_lock{5};
 constexpr std::string_view temporary_suffix = ".tmp.";
 
@@ -33,7 +34,7 @@ std::int64_t nanoseconds(const timespec& time) {
 }
 
 void trace_unreadable(const std::string& line) {
-    TraceLog(TRACE_LEVEL_ERROR, "store", __func__, __LINE__, "%s", line.c_str());
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "%s", line.c_str());
 }
 
 std::atomic<UnreadableTeller> teller = trace_unreadable;
@@ -144,8 +145,7 @@ bool keep_aside(const base::OwnFolder& folder, const std::string& file) {
         aside = base + '-' + std::to_string(count);
     // A link leaves the old name in place until the replacement takes it; not every file system has links.
     if (!folder.link(file, aside) && !folder.rename(file, aside)) return false;
-    TraceLog(TRACE_LEVEL_ERROR, "store", __func__, __LINE__, "%s is kept as %s.", file.c_str(),
-             aside.c_str());
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "%s is kept as %s.", file.c_str(), aside.c_str());
     return true;
 }
 

@@ -28,13 +28,14 @@
 #include <span>
 
 #include "base/file_io.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace zel::system {
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
+constexpr const char* kModule = "mount_probe";
 constexpr std::chrono::seconds kLongest{2};
 /// A mount that takes longer is left to the child that asks it, while another one asks the rest.
 constexpr std::chrono::milliseconds kPatience{100};
@@ -139,8 +140,8 @@ class Round {
         const auto deadline = Clock::now() + kLongest;
         if (most_children == 0) errno = EAGAIN;
         if (most_children == 0 || !board_ || !done_ || !start()) {
-            TraceLog(TRACE_LEVEL_RESOURCE, "mount_probe", __func__, __LINE__,
-                     "No mount is asked, for want of a process: %s.", std::strerror(errno));
+            ZEL_TRACE(TRACE_LEVEL_RESOURCE, "No mount is asked, for want of a process: %s.",
+                      std::strerror(errno));
             return false;
         }
         auto patience_ends = Clock::now() + kPatience;
@@ -224,8 +225,7 @@ class Round {
 };
 
 void tell_left_out(const Mount& mount, const char* why) {
-    TraceLog(TRACE_LEVEL_RESOURCE, "mount_probe", __func__, __LINE__, "%s is left out: %s.",
-             mount.path.c_str(), why);
+    ZEL_TRACE(TRACE_LEVEL_RESOURCE, "%s is left out: %s.", mount.path.c_str(), why);
 }
 
 }  // namespace

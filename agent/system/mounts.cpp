@@ -16,10 +16,12 @@
 
 #include "mount_library.h"
 #include "store/agent_config.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace zel::system {
 namespace {
+
+constexpr const char* kModule = "mounts";
 
 struct Free {
     void operator()(libmnt_table* table) const { mount_library()->mnt_unref_table(table); }
@@ -129,8 +131,7 @@ std::optional<std::vector<Mount>> read_mounts() {
     const std::unique_ptr<libmnt_table, Free> table(library->mnt_new_table_from_file(file.c_str()));
     const std::unique_ptr<libmnt_iter, Free> position(library->mnt_new_iter(MNT_ITER_FORWARD));
     if (!table || !position) {
-        TraceLog(TRACE_LEVEL_RESOURCE, "mounts", __func__, __LINE__, "%s cannot be read: %s.", file.c_str(),
-                 std::strerror(errno));
+        ZEL_TRACE(TRACE_LEVEL_RESOURCE, "%s cannot be read: %s.", file.c_str(), std::strerror(errno));
         return std::nullopt;
     }
     std::vector<Listed> listed;

@@ -199,21 +199,18 @@ void write_line(int level, const char* module, const char* function, int number,
 
 }  // namespace
 
-int TraceLogInit(int /*a*/, const char* program, int /*b*/, int /*c*/, int /*d*/) {
+int TraceLogInit(int /*a*/, const char* program, int /*b*/, int /*c*/, int /*d*/) try {
     const zel::base::ErrnoKeeper keep;
-    if (program == nullptr || *program == '\0') return -1;
-    try {
-        return open_log(program) ? 0 : -1;
-    } catch (...) {
-        return -1;
-    }
+    return program != nullptr && *program != '\0' && open_log(program) ? 0 : -1;
+} catch (...) {
+    return -1;
 }
 
 void TraceLogSetThrName(const char* name) {
     keep_name(thread_state.name, name);
 }
 
-void TraceLog(int level, const char* module, const char* function, int line, const char* format, ...) {
+void TraceLog(int level, const char* module, const char* function, int line, const char* format, ...) try {
     if (format == nullptr || !the_log().ready.load(std::memory_order_acquire)) return;
     const zel::base::ErrnoKeeper keep;
     std::array<char, line_limit> text;
@@ -224,9 +221,7 @@ void TraceLog(int level, const char* module, const char* function, int line, con
         std::vsnprintf(text.data(), text.size(), format, arguments);  // NOLINT(clang-analyzer-valist*)
     va_end(arguments);
     const std::size_t held = length < 0 ? 0 : std::min(static_cast<std::size_t>(length), text.size() - 1);
-    try {
-        write_line(level, module, function, line, {text.data(), held});
-    } catch (...) {
-        return;  // Out of memory: the line is lost, the caller goes on.
-    }
+    write_line(level, module, function, line, {text.data(), held});
+} catch (...) {
+    return;  // Out of memory: the line is lost, the caller goes on.
 }

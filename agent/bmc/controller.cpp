@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "freeipmi_library.h"
+#include "password.h"
 #include "request_limit.h"
 #include "zel/trace.h"
 

@@ -12,6 +12,7 @@
 #include "../../src/common/columns.h"
 #include "../../src/common/readstrfile.h"
 #include "answered_controller.h"
+#include "bmc/password.h"
 #include "bmc/sdr_cache.h"
 #include "bmc/sdr_record.h"
 #include "bmc/sensors_reapply.h"

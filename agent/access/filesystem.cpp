@@ -101,7 +101,7 @@ settings::FsSizes sizes_of(const std::vector<zel::system::Mount>& mounts) {
     return sizes;
 }
 
-/// Mounted file systems with their thresholds and the interval; nothing when they cannot be told.
+/// Mounted file systems with their thresholds and the interval; nothing when they are not known.
 std::optional<Listed> list_filesystems(int& interval) {
     const auto mounts = zel::system::read_mounts();
     if (!mounts) return std::nullopt;
@@ -149,7 +149,7 @@ settings::FoundNames mounted() {
     return paths;
 }
 
-/// What a caller's list holds; nothing, told in the trace log, when it cannot be saved.
+/// What a caller's list holds; nothing, and logged, when it cannot be saved.
 std::optional<settings::FilesystemSettings> from_list(const FsThresholdRecord* head, int cycle) {
     if (!head || !is_finite(head) || !is_interval(cycle)) {
         ZEL_TRACE(TRACE_LEVEL_ERROR, "Refused: no list, or interval %d.", cycle);
@@ -160,7 +160,7 @@ std::optional<settings::FilesystemSettings> from_list(const FsThresholdRecord* h
         FsSettings settings = from_record(*head);
         const auto path = path_of(*head);
         if (!path || settings::judge(settings, std::nullopt) != 0) {
-            ZEL_TRACE(TRACE_LEVEL_ERROR, "Refused: %s makes no sense.", path ? path->c_str() : "a path");
+            ZEL_TRACE(TRACE_LEVEL_ERROR, "Refused: %s is invalid.", path ? path->c_str() : "a path");
             return std::nullopt;
         }
         // The form that does not count may have been derived beyond what there is.

@@ -63,7 +63,7 @@ bool add_row(settings::StorageSettings& settings, std::span<const char, STORAGE_
     return valid;
 }
 
-/// What a caller's tables hold; nothing, told in the trace log, when they cannot be saved.
+/// What a caller's tables hold; nothing, and logged, when they cannot be saved.
 std::optional<settings::StorageSettings> from_tables(int interval, int count, const char (*names)[30],
                                                      const StorageThresholdItem (*values)[4]) {
     if (interval < 1 || interval > settings::kLongestInterval || count < 0 || count > STORAGE_DEVICES_MAX ||
@@ -74,7 +74,7 @@ std::optional<settings::StorageSettings> from_tables(int interval, int count, co
     settings::StorageSettings settings{.interval = interval, .devices = {}};
     for (int row = 0; row < count; ++row) {
         if (add_row(settings, names[row], values[row])) continue;
-        ZEL_TRACE(TRACE_LEVEL_ERROR, "Refused: row %d makes no sense.", row);
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "Refused: row %d is invalid.", row);
         return std::nullopt;
     }
     return settings;

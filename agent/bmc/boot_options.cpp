@@ -30,7 +30,7 @@ constexpr std::uint8_t kNone = 0;
 constexpr std::uint8_t kProgressMask = 0x03;
 
 // A controller drops the flags a minute later, when no Chassis Control follows, or on events of other kinds,
-// unless told to keep them: at an operating system's reboot they would be gone.
+// unless asked to keep them: at an operating system's reboot they would be gone.
 constexpr std::uint8_t kKeepAlways = 0x1f;
 constexpr std::uint8_t kKeepAfterAMinute = 0x08;
 // Nobody has handled the boot options yet.
@@ -82,7 +82,7 @@ std::optional<std::vector<std::uint8_t>> read(Parameter parameter) {
     return std::vector(data.begin() + kBefore, data.end());
 }
 
-/// Whether a change is in progress, of whomever. Where the controller does not tell, it has none.
+/// Whether a change is in progress, of whomever. Where the controller does not say, it has none.
 std::optional<bool> in_progress() {
     const auto progress = read(kProgress);
     if (!progress) return std::nullopt;
@@ -108,7 +108,7 @@ bool complete() {
     return write(kProgress, {kComplete}).has_value();
 }
 
-/// Ends a change of ours that was interrupted. What came of it is to be read anew. False without an answer.
+/// Ends a change of ours that was interrupted. What came of it is to be read again. False without an answer.
 bool settle(BootMark& mark) {
     if (!mark.changing) return true;
     ZEL_TRACE(TRACE_LEVEL_INFO, "A change was interrupted; it is ended.");
@@ -119,7 +119,7 @@ bool settle(BootMark& mark) {
     return true;
 }
 
-/// Begins a change, marked first. False when there was no answer to that; `others` tells whether another
+/// Begins a change, marked first. False when there was no answer to that; `others` says whether another
 /// program is in between.
 bool try_to_begin(BootMark& mark, bool& others) {
     mark.changing = true;

@@ -70,7 +70,7 @@ struct RawRecord {
     bool operator==(const RawRecord&) const = default;
 };
 
-/// Refusals by which controllers tell that a record ends before the bytes asked for.
+/// Refusals by which controllers say that a record ends before the bytes asked for.
 bool is_beyond_end(std::uint8_t completion) {
     return completion == kSizeInvalid || completion == kSizeExceeded || completion == kOutOfRange ||
            completion == kTooMany || completion == kFieldInvalid;

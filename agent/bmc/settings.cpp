@@ -45,9 +45,9 @@ const char* weakness_of(std::uint8_t suite) {
 
 /// Warns of a weak suite, once: the settings are read for every session.
 void warn_of(std::uint8_t suite) {
-    static std::atomic<int> told = -1;
+    static std::atomic<int> warned = -1;
     const char* const weakness = weakness_of(suite);
-    if (weakness == nullptr || told.exchange(suite) == suite) return;
+    if (weakness == nullptr || warned.exchange(suite) == suite) return;
     ZEL_TRACE(TRACE_LEVEL_ERROR, "With cipher_suite=%d, %s; 3 and 17 are safe.", int{suite}, weakness);
 }
 

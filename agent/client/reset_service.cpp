@@ -14,7 +14,7 @@ bool reset_service(const std::string& resource) {
     constexpr std::chrono::seconds kPatience{1};
     const Answer answer = request("reset " + resource, std::chrono::steady_clock::now() + kPatience);
     if (answer.outcome == Outcome::ok) return true;
-    ZEL_TRACE(TRACE_LEVEL_ERROR, "ZELntserver did not take up %s: %s.", resource.c_str(),
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "ZELntserver did not reload %s: %s.", resource.c_str(),
               answer.text.empty() ? "no answer" : answer.text.c_str());
     return false;
 }

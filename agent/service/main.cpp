@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// ZELntserver, the agent's service: holds the settings of the monitored resources, takes changes up when it
-// is told, and answers to those who want to know whether it runs.
+// ZELntserver, the agent's service: holds the settings of the monitored resources, reloads them when it
+// is asked to, and answers to those who want to know whether it runs.
 #include <sys/signalfd.h>
 #include <sys/stat.h>
 #include <systemd/sd-daemon.h>
@@ -77,7 +77,7 @@ base::UniqueFd take_lock() {
     return {};
 }
 
-/// A descriptor that tells of the signals to end and to read everything anew.
+/// A descriptor that reads the signals to end and to reload everything.
 base::UniqueFd redirect_signals() {
     std::signal(SIGPIPE, SIG_IGN);
     sigset_t signals;
@@ -91,7 +91,7 @@ base::UniqueFd redirect_signals() {
 }
 
 std::string reload(Resources& resources) {
-    log("reading all settings anew");
+    log("reloading all settings");
     resources.reset_all();
     return "ok";
 }
@@ -145,7 +145,7 @@ int prepare() {
     return write_first_values() ? 0 : 1;
 }
 
-/// Has the running service read all settings anew, and waits until it has.
+/// Has the running service reload all settings, and waits until it has.
 int order_reload() {
     constexpr std::chrono::seconds kPatience{10};
     const auto answer = client::request("reload", std::chrono::steady_clock::now() + kPatience);

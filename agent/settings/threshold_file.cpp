@@ -105,7 +105,7 @@ bool save_thresholds(const std::string& path, const std::function<bool(store::Ke
 
 ThresholdReader::~ThresholdReader() {
     if (told_ <= kMostTold) return;
-    ZEL_TRACE(TRACE_LEVEL_ERROR, "%s: %zu more values make no sense.", path_.c_str(), told_ - kMostTold);
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "%s: %zu more values are invalid.", path_.c_str(), told_ - kMostTold);
 }
 
 int ThresholdReader::number(const std::string& group, const std::string& key, Range range, int fallback) {

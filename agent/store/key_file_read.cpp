@@ -28,7 +28,7 @@ void trace_unreadable(const std::string& line) {
 
 std::atomic<UnreadableTeller> teller = trace_unreadable;
 
-/// Tells of a file that reads as empty, once for each state of it.
+/// Logs a file that reads as empty, once for each state of it.
 void tell_unreadable(const std::string& path, const FileStamp& stamp, const std::string& why) {
     static std::mutex mutex;
     static std::map<std::string, FileStamp>& told = *new std::map<std::string, FileStamp>;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Reading a key file together with what tells one state of the file from another.
+// Reading a key file together with what makes one state of the file differ from another.
 #pragma once
 
 #include <sys/stat.h>
@@ -43,7 +43,7 @@ struct FileStamp {
 
 FileStamp stamp_of(const struct stat& info);
 
-/// The stamp of what stands at `path`; nothing but zeros when that cannot be told.
+/// The stamp of what stands at `path`; nothing but zeros when that is not known.
 FileStamp stamp_of(const std::string& path);
 
 /// False while a further change could leave a file of the same stamp: the clock behind a file's times goes

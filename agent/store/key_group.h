@@ -46,7 +46,7 @@ class Group {
         index_.clear();
     }
 
-    /// Leaves nothing but the comments below the last key, which tell of the next group.
+    /// Leaves nothing but the comments below the last key, which are about the next group.
     void clear() {
         const auto last = std::ranges::find_if(lines_.rbegin(), lines_.rend(),
                                                [](const Line& old) { return !old.key.empty(); });

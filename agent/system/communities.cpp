@@ -48,7 +48,7 @@ std::string resolve(std::string_view path, const std::string& from) {
 
 class Reader {
   public:
-    /// Reads one file. `ours` tells whether it begins in the daemon's own section: a file inherits the
+    /// Reads one file. `ours` says whether it begins in the daemon's own section: a file inherits the
     /// section from the place that includes it.
     void read(const std::string& path, int depth, bool ours);
 

@@ -102,7 +102,7 @@ class Hanging {
   public:
     struct One {
         pid_t process;
-        std::optional<std::uint64_t> device;  ///< Nothing when it cannot be told.
+        std::optional<std::uint64_t> device;  ///< Nothing when it is not known.
     };
 
     static void add(One one) {
@@ -135,7 +135,7 @@ class Round {
     explicit Round(std::span<const Mount* const> questions)
         : questions_(questions), board_(questions.size()), done_(::eventfd(0, EFD_CLOEXEC)) {}
 
-    /// False, told in the trace log, when no child can be started.
+    /// False, and logged, when no child can be started.
     bool run(std::size_t most_children) {
         const auto deadline = Clock::now() + kLongest;
         if (most_children == 0) errno = EAGAIN;
@@ -190,9 +190,9 @@ class Round {
             ask(questions_[question]->path.c_str(), board_.answers()[question]);
             ++board_->given;
         }
-        constexpr std::uint64_t once = 1;
+        constexpr std::uint64_t kOnce = 1;
         board_->asking[number] = kNothingMore;
-        const auto told = ::write(STDIN_FILENO, &once, sizeof once);
+        const auto told = ::write(STDIN_FILENO, &kOnce, sizeof kOnce);
         ::_exit(told > 0 ? 0 : 1);
     }
 

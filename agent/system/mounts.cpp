@@ -65,7 +65,7 @@ Listed to_listed(const MountLibrary& library, libmnt_fs* entry, const std::strin
             .parent = library.mnt_fs_get_parent_id(entry)};
 }
 
-/// Tells which mounts are covered by another one, at their own path or above it.
+/// Finds which mounts are covered by another one, at their own path or above it.
 class Covers {
   public:
     explicit Covers(const std::vector<Listed>& listed) : listed_(listed) {
@@ -96,7 +96,7 @@ class Covers {
     }
 
     /// True when the last mount at `path` came later than the mount `at` does, which does not hang below it.
-    /// The order alone does not tell: what a boot moves into its new root is listed before it.
+    /// The order alone is not enough: what a boot moves into its new root is listed before it.
     [[nodiscard]] bool is_over(std::string_view path, std::size_t at) const {
         const auto last = last_at_.find(path);
         if (last == last_at_.end() || last->second <= at) return false;

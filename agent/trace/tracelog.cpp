@@ -26,13 +26,13 @@
 
 namespace {
 
-constexpr std::size_t line_limit = 4096;
-constexpr std::size_t name_limit = 64;
+constexpr std::size_t kLineLimit = 4096;
+constexpr std::size_t kNameLimit = 64;
 
 struct Log {
     std::mutex mutex;
     zel::trace::LogFile file;
-    std::array<char, name_limit> program{};
+    std::array<char, kNameLimit> program{};
     std::atomic<pid_t> pid = getpid();
     std::atomic<bool> ready = false;
     bool opened = false;
@@ -46,7 +46,7 @@ Log& the_log() {
 
 /// What a thread keeps between its lines. Breaking down the time is the dearest part of one.
 struct ThreadState {
-    std::array<char, name_limit> name{};
+    std::array<char, kNameLimit> name{};
     std::time_t second = -1;
     std::array<char, 32> date_and_time{};
     std::array<char, 8> zone{};
@@ -105,7 +105,7 @@ class Line {
     }
 
     std::size_t used_ = 0;
-    std::array<char, line_limit> text_;
+    std::array<char, kLineLimit> text_;
 };
 
 std::string_view level_word(int level) {
@@ -213,7 +213,7 @@ void TraceLogSetThrName(const char* name) {
 void TraceLog(int level, const char* module, const char* function, int line, const char* format, ...) try {
     if (format == nullptr || !the_log().ready.load(std::memory_order_acquire)) return;
     const zel::base::ErrnoKeeper keep;
-    std::array<char, line_limit> text;
+    std::array<char, kLineLimit> text;
     va_list arguments;
     va_start(arguments, format);
     // Started by the caller, which clang-tidy 14 does not see when it looks at several files.

@@ -36,8 +36,8 @@ extern "C" int CheckNTserverReady(void) try {
 
 extern "C" int GetHWIDFromProc(HwIdRecord* record) try {
     if (!record) return 0;
-    zel::store::ConfigGroup hardware("hardware");
     *record = {};
+    zel::store::ConfigGroup hardware("hardware");
     record->modelNumber = hardware.number("model", 0, std::numeric_limits<std::int32_t>::max(), 0);
     return hardware.valid() ? 1 : 0;
 } catch (...) {

@@ -24,7 +24,6 @@ constexpr std::string_view kGuid = "guid ";
 constexpr std::string_view kSum = "sum ";
 constexpr std::size_t kLargestFile = std::size_t{1} << 20;
 constexpr std::chrono::seconds kLongestLock{10};
-constexpr std::chrono::milliseconds kOneLook{100};
 
 /// One name per controller, whatever characters its address has.
 std::string cache_path(const std::string& target) {

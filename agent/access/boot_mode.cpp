@@ -13,7 +13,7 @@
 #include "settings/registry_values.h"
 #include "system/grub_entry.h"
 #include "zel/access_control.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace {
 
@@ -21,6 +21,7 @@ namespace settings = zel::settings;
 namespace bmc = zel::bmc;
 using bmc::BootDevice;
 
+constexpr const char* kModule = "boot_mode";
 constexpr const char* kKey = "SOFTWARE/QUD/ZELAgent/Maintenance";
 constexpr settings::Text kTarget{kKey, "Target", ""};
 constexpr const char* kImmediate = "Immediate";
@@ -41,8 +42,7 @@ std::optional<Target> read_target() {
     if (text == "ipmi:diag") return BootDevice::diagnostic;
     if (text == "ipmi:safe") return BootDevice::safe;
     if (text.starts_with(kGrub) && text.size() > kGrub.size()) return GrubEntry{text.substr(kGrub.size())};
-    TraceLog(TRACE_LEVEL_ERROR, "boot_mode", __func__, __LINE__, "%s %s \"%s\" is none that is known.", kKey,
-             kTarget.name, text.c_str());
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "%s %s \"%s\" is none that is known.", kKey, kTarget.name, text.c_str());
     return NoTarget{};
 }
 

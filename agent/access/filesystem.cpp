@@ -16,7 +16,7 @@
 #include "system/mount_probe.h"
 #include "system/mounts.h"
 #include "zel/access_monitor.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace {
 
@@ -24,6 +24,7 @@ namespace settings = zel::settings;
 namespace client = zel::client;
 using settings::FsSettings;
 
+constexpr const char* kModule = "filesystem";
 constexpr int kDone = 0;
 constexpr int kNoService = -1;
 /// Longer lists are taken for loops.
@@ -100,7 +101,7 @@ settings::FsSizes sizes_of(const std::vector<zel::system::Mount>& mounts) {
     return sizes;
 }
 
-/// Mounted file systems with their thresholds and the interval; nothing when they cannot be told.
+/// Mounted file systems with their thresholds and the interval; nothing when they are not known.
 std::optional<Listed> list_filesystems(int& interval) {
     const auto mounts = zel::system::read_mounts();
     if (!mounts) return std::nullopt;
@@ -148,11 +149,10 @@ settings::FoundNames mounted() {
     return paths;
 }
 
-/// What a caller's list holds; nothing, told in the trace log, when it cannot be saved.
+/// What a caller's list holds; nothing, and logged, when it cannot be saved.
 std::optional<settings::FilesystemSettings> from_list(const FsThresholdRecord* head, int cycle) {
     if (!head || !is_finite(head) || !is_interval(cycle)) {
-        TraceLog(TRACE_LEVEL_ERROR, "filesystem", __func__, __LINE__, "Refused: no list, or interval %d.",
-                 cycle);
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "Refused: no list, or interval %d.", cycle);
         return std::nullopt;
     }
     settings::FilesystemSettings result{.interval = cycle, .filesystems = {}};
@@ -160,8 +160,7 @@ std::optional<settings::FilesystemSettings> from_list(const FsThresholdRecord* h
         FsSettings settings = from_record(*head);
         const auto path = path_of(*head);
         if (!path || settings::judge(settings, std::nullopt) != 0) {
-            TraceLog(TRACE_LEVEL_ERROR, "filesystem", __func__, __LINE__, "Refused: %s makes no sense.",
-                     path ? path->c_str() : "a path");
+            ZEL_TRACE(TRACE_LEVEL_ERROR, "Refused: %s is invalid.", path ? path->c_str() : "a path");
             return std::nullopt;
         }
         // The form that does not count may have been derived beyond what there is.
@@ -185,8 +184,7 @@ extern "C" int File_ReadThresholdFromFile(FsThresholdRecord* head, int* cycle) t
     for (auto one = listed->rbegin(); one + 1 != listed->rend(); ++one) {
         auto* record = static_cast<FsThresholdRecord*>(std::malloc(sizeof(FsThresholdRecord)));
         if (!record) {
-            TraceLog(TRACE_LEVEL_RESOURCE, "filesystem", __func__, __LINE__, "No memory for %zu records.",
-                     listed->size());
+            ZEL_TRACE(TRACE_LEVEL_RESOURCE, "No memory for %zu records.", listed->size());
             FreeMemofStruct(&further);
             return 0;
         }

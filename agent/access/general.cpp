@@ -18,10 +18,11 @@
 #include "store/agent_config.h"
 #include "system/communities.h"
 #include "zel/access_control.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace {
 
+constexpr const char* kModule = "general";
 namespace settings = zel::settings;
 namespace base = zel::base;
 namespace store = zel::store;
@@ -59,7 +60,7 @@ const CommunityNode* find(const CommunityNode* node, std::string_view name) {
 /// Appends a node that the caller frees with FreeCommnityStruct; null when there is no memory.
 CommunityNode* append_node(CommunityNode* last) {
     last->next = static_cast<CommunityNode*>(std::calloc(1, sizeof(CommunityNode)));
-    if (!last->next) TraceLog(TRACE_LEVEL_RESOURCE, "general", __func__, __LINE__, "No memory for a list.");
+    if (!last->next) ZEL_TRACE(TRACE_LEVEL_RESOURCE, "No memory for a list.");
     return last->next;
 }
 
@@ -77,7 +78,7 @@ extern "C" int ApplyRackmount(const char* name) try {
     if (!name) return kFailed;
     const std::string_view fitting = base::cut(bounded(name, RACK_NAME_SIZE), RACK_NAME_SIZE - 1);
     if (!base::is_plain(fitting)) {
-        TraceLog(TRACE_LEVEL_ERROR, "general", __func__, __LINE__, "The rack name is not a plain text.");
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "The rack name is not a plain text.");
         return kFailed;
     }
     return write_text(settings::kRackName, fitting);
@@ -131,8 +132,8 @@ extern "C" int SetCommunityNametoReg(const char* name) try {
     if (!name) return kFailed;
     const std::string_view whole = bounded(name, zel::system::kLongestCommunity + 1);
     if (whole.empty() || whole.size() > zel::system::kLongestCommunity || !base::is_plain(whole)) {
-        TraceLog(TRACE_LEVEL_ERROR, "general", __func__, __LINE__,
-                 "A community name that is empty, too long or not a plain text is refused.");
+        ZEL_TRACE(TRACE_LEVEL_ERROR,
+                  "A community name that is empty, too long or not a plain text is refused.");
         return kFailed;
     }
     return write_text(settings::kCommunity, whole);

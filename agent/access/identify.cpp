@@ -5,7 +5,9 @@
 
 #include "bmc/controller_visit.h"
 #include "zel/access_control.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
+
+constexpr const char* kModule = "identify";
 
 extern "C" int ZELChassisIdentify_V15(uint8_t* interval) try {
     constexpr std::uint8_t kChassisIdentify = 0x04;
@@ -15,8 +17,7 @@ extern "C" int ZELChassisIdentify_V15(uint8_t* interval) try {
         zel::bmc::controller().request(0, zel::bmc::kChassis, kChassisIdentify, std::array{*interval});
     if (reply && reply->ok()) return 0;
     if (reply) {
-        TraceLog(TRACE_LEVEL_ERROR, "identify", __func__, __LINE__, "Refused with completion code %02xh.",
-                 unsigned{reply->completion});
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "Refused with completion code %02xh.", unsigned{reply->completion});
     }
     return CHASSIS_IDENTIFY_FAILED;
 } catch (...) {

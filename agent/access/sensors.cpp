@@ -12,16 +12,15 @@
 #include "bmc/sensors_state.h"
 #include "store/registry.h"
 #include "zel/access_ipmi.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace {
 
-using namespace zel::bmc;
 namespace bmc = zel::bmc;
 
 constexpr const char* kModule = "sensors";
 
-/// What tells a sensor in the library's own fields of the records; never 0, what a caller clears them to.
+/// What names a sensor in the library's own fields of the records; never 0, what a caller clears them to.
 constexpr std::uint32_t kTag = 0x5e000000;
 std::uint32_t tag_of(const bmc::Sensor& sensor) {
     return kTag | sensor.id();
@@ -32,9 +31,9 @@ struct SensorTable {
     bmc::Kind kind;
     std::size_t most;
     std::mutex mutex{};
-    std::vector<SensorState> sensors{};
+    std::vector<bmc::SensorState> sensors{};
 
-    SensorState* find(std::uint32_t tag) {
+    bmc::SensorState* find(std::uint32_t tag) {
         const auto found =
             std::ranges::find_if(sensors, [tag](const auto& state) { return tag_of(state.sensor) == tag; });
         return found == sensors.end() ? nullptr : &*found;
@@ -53,7 +52,7 @@ SensorTable& voltages() {
 }
 
 bool fail(const char* what) {
-    TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "%s.", what);
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "%s.", what);
     return false;
 }
 
@@ -86,7 +85,7 @@ bool find_sensors(SensorTable& table, int* count, Location* out) {
 }
 
 template <class Row>
-void fill_row(const SensorState& state, Row& row) {
+void fill_row(const bmc::SensorState& state, Row& row) {
     row.word0 = tag_of(state.sensor);
     row.dwMonitorFlag = state.monitor;
     row.lHighFatal = state.values[0];
@@ -103,7 +102,7 @@ void fill_row(const SensorState& state, Row& row) {
 template <class Location, class Row>
 bool read_thresholds(SensorTable& table, const Location* locations, Row* out, int count) {
     if (!valid_count(table, count)) return false;
-    const ControllerVisit visit;
+    const bmc::ControllerVisit visit;
     if (count == 0) return true;
     if (!locations || !out) return false;
     if (zel::store::registry::check() != zel::store::Status::ok) return fail("The registry cannot be read");
@@ -113,12 +112,12 @@ bool read_thresholds(SensorTable& table, const Location* locations, Row* out, in
     for (const Location& location : std::span(locations, static_cast<std::size_t>(count))) {
         std::uint32_t tag = 0;
         std::memcpy(&tag, location.lib, sizeof tag);
-        SensorState* state = table.find(tag);
+        bmc::SensorState* state = table.find(tag);
         if (!state) return fail("A location that was not found by this process");
-        if (read_sensor(bmc::controller(), *state) == WriteResult::unreachable) {
+        if (bmc::read_sensor(bmc::controller(), *state) == bmc::WriteResult::unreachable) {
             return fail("The thresholds could not be read");
         }
-        state->monitor = monitor_flag(*state);
+        state->monitor = bmc::monitor_flag(*state);
         fill_row(*state, rows.emplace_back());
     }
     std::ranges::copy(rows, out);
@@ -129,21 +128,21 @@ bool read_thresholds(SensorTable& table, const Location* locations, Row* out, in
 /// keep their flags without waiting for it again.
 template <class Row>
 bool write_row(SensorTable& table, const Row& row, bool& reachable) {
-    SensorState* state = table.find(row.word0);
+    bmc::SensorState* state = table.find(row.word0);
     if (!state || !state->known) return fail("Thresholds that were not read by this process");
-    const ThresholdValues wanted{row.lHighFatal, row.lHighWarning, row.lLowWarning, row.lLowFatal};
+    const bmc::ThresholdValues wanted{row.lHighFatal, row.lHighWarning, row.lLowWarning, row.lLowFatal};
     const bool changed = row.bChangeThreshFlag == 1;
     bool written = false;
     if (changed && reachable) {
-        const WriteResult result = write_sensor(bmc::controller(), *state, wanted);
-        written = result == WriteResult::done;
-        reachable = result != WriteResult::unreachable;
+        const bmc::WriteResult result = bmc::write_sensor(bmc::controller(), *state, wanted);
+        written = result == bmc::WriteResult::done;
+        reachable = result != bmc::WriteResult::unreachable;
     }
     if (changed && !written && !reachable) {
-        TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__,
-                 "Thresholds of %s not written: the controller does not answer.", state->sensor.name.c_str());
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "Thresholds of %s not written: the controller does not answer.",
+                  state->sensor.name.c_str());
     }
-    const bool kept = keep_settings(*state, row.dwMonitorFlag, written ? &wanted : nullptr);
+    const bool kept = bmc::keep_settings(*state, row.dwMonitorFlag, written ? &wanted : nullptr);
     if (kept && row.dwMonitorFlag != SENSOR_NO_MONITORING) state->monitor = row.dwMonitorFlag;
     return kept && written == changed;
 }
@@ -153,7 +152,7 @@ bool write_thresholds(SensorTable& table, const Row* rows, int count) {
     if (!valid_count(table, count)) return false;
     if (count == 0) return true;
     if (!rows) return false;
-    const ControllerVisit visit;
+    const bmc::ControllerVisit visit;
     const std::scoped_lock lock(table.mutex);
     bool reachable = true;
     bool all_written = true;

@@ -9,10 +9,11 @@
 
 #include "base/paths.h"
 #include "zel/smbios.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace {
 
+constexpr const char* kModule = "smbios_loader";
 constexpr const char* kLibrary = "libzelsmbios.so";
 
 struct CloseLibrary {
@@ -29,8 +30,7 @@ bool not_installed(const char* error, std::string_view name) {
 template <class Function>
 bool bind(void* library, const char* name, Function*& entry) {
     entry = reinterpret_cast<Function*>(::dlsym(library, name));
-    if (!entry)
-        TraceLog(TRACE_LEVEL_ERROR, "smbios_loader", __func__, __LINE__, "%s lacks %s.", kLibrary, name);
+    if (!entry) ZEL_TRACE(TRACE_LEVEL_ERROR, "%s lacks %s.", kLibrary, name);
     return entry;
 }
 
@@ -45,7 +45,7 @@ extern "C" int load_libzelsmbios(SmbiosTable* table) try {
     if (!library) {
         const char* error = ::dlerror();
         if (!have_own && not_installed(error, kLibrary)) return 0;
-        TraceLog(TRACE_LEVEL_ERROR, "smbios_loader", __func__, __LINE__, "%s.", error ? error : kLibrary);
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "%s.", error ? error : kLibrary);
         return -1;
     }
     SmbiosTable filled{};

@@ -5,65 +5,22 @@
 //   [hardware]
 //   fault_tolerant=true|false   missing: false
 //   model=<number>              missing: 0, an unknown model
-#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <limits>
 #include <string>
-#include <string_view>
 
 #include "base/paths.h"
 #include "client/service_client.h"
-#include "store/key_file.h"
+#include "store/agent_config.h"
 #include "zel/access_monitor.h"
-#include "zel/tracelog.h"
-
-namespace {
-
-namespace store = zel::store;
-
-/// Reads agent.conf; a missing one is empty, and so is one that does not parse (which is traced): a slip of
-/// an editor must not keep an administrator from the tool.
-store::Status read_config(store::KeyFile& config) {
-    const store::Status status = store::read_key_file(zel::base::config_file(), config);
-    if (status == store::Status::not_found) return store::Status::ok;
-    if (status != store::Status::ok) {
-        TraceLog(TRACE_LEVEL_ERROR, "startup", __func__, __LINE__, "%s %s.", zel::base::config_file().c_str(),
-                 status == store::Status::corrupt ? "does not parse" : "cannot be read");
-    }
-    return status;
-}
-
-/// A record that holds the model number; false when the configuration gives none that makes sense.
-bool fill_hardware_id(HwIdRecord& record) {
-    record = {};
-    store::KeyFile config;
-    if (read_config(config) != store::Status::ok) return false;
-    const auto text = config.get("hardware", "model");
-    const auto keys = config.keys("hardware");
-    if (!text && std::find(keys.begin(), keys.end(), "model") == keys.end()) return true;
-    const auto model = config.get_int("hardware", "model");
-    if (!model || *model < 0 || *model > std::numeric_limits<std::int32_t>::max()) {
-        TraceLog(TRACE_LEVEL_ERROR, "startup", __func__, __LINE__, "[hardware] model is not a model number.");
-        return false;
-    }
-    record.modelNumber = *model;
-    return true;
-}
-
-}  // namespace
 
 extern "C" int call_zel_is_ft(void) try {
     errno = 0;  // why reading failed is for the caller
-    store::KeyFile config;
-    if (read_config(config) == store::Status::failed) return -1;
-    const auto text = config.get("hardware", "fault_tolerant");
-    if (text && *text != "true" && *text != "false") {
-        TraceLog(TRACE_LEVEL_ERROR, "startup", __func__, __LINE__,
-                 "[hardware] fault_tolerant is neither true nor false, taken as false.");
-    }
-    return text == "true" ? 1 : 0;
+    zel::store::ConfigGroup hardware("hardware");
+    if (hardware.status() == zel::store::Status::failed) return -1;
+    return hardware.choice("fault_tolerant", zel::store::kTruths, false) ? 1 : 0;
 } catch (...) {
     return -1;
 }
@@ -78,7 +35,11 @@ extern "C" int CheckNTserverReady(void) try {
 }
 
 extern "C" int GetHWIDFromProc(HwIdRecord* record) try {
-    return record && fill_hardware_id(*record) ? 1 : 0;
+    if (!record) return 0;
+    *record = {};
+    zel::store::ConfigGroup hardware("hardware");
+    record->modelNumber = hardware.number("model", 0, std::numeric_limits<std::int32_t>::max(), 0);
+    return hardware.valid() ? 1 : 0;
 } catch (...) {
     return 0;
 }

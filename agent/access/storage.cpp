@@ -13,7 +13,7 @@
 #include "settings/storage_settings.h"
 #include "system/disks.h"
 #include "zel/access_monitor.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace {
 
@@ -21,6 +21,7 @@ namespace settings = zel::settings;
 namespace client = zel::client;
 using settings::StorageItems;
 
+constexpr const char* kModule = "storage";
 constexpr const char* kResource = "storage";
 constexpr int kDone = 0;
 
@@ -62,19 +63,18 @@ bool add_row(settings::StorageSettings& settings, std::span<const char, STORAGE_
     return valid;
 }
 
-/// What a caller's tables hold; nothing, told in the trace log, when they cannot be saved.
+/// What a caller's tables hold; nothing, and logged, when they cannot be saved.
 std::optional<settings::StorageSettings> from_tables(int interval, int count, const char (*names)[30],
                                                      const StorageThresholdItem (*values)[4]) {
     if (!settings::kInterval.allows(static_cast<std::uint64_t>(interval)) || count < 0 ||
         count > STORAGE_DEVICES_MAX || (count > 0 && (!names || !values))) {
-        TraceLog(TRACE_LEVEL_ERROR, "storage", __func__, __LINE__, "Refused: interval %d, %d devices.",
-                 interval, count);
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "Refused: interval %d, %d devices.", interval, count);
         return std::nullopt;
     }
     settings::StorageSettings settings{.interval = interval, .devices = {}};
     for (int row = 0; row < count; ++row) {
         if (add_row(settings, names[row], values[row])) continue;
-        TraceLog(TRACE_LEVEL_ERROR, "storage", __func__, __LINE__, "Refused: row %d makes no sense.", row);
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "Refused: row %d is invalid.", row);
         return std::nullopt;
     }
     return settings;
@@ -119,7 +119,7 @@ extern "C" int ResetStorageService(int deviceNumber) try {
     const auto name =
         deviceNumber > 0 ? Rows::name(static_cast<std::size_t>(deviceNumber) - 1) : std::nullopt;
     if (!name) {
-        TraceLog(TRACE_LEVEL_ERROR, "storage", __func__, __LINE__, "There is no device %d.", deviceNumber);
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "There is no device %d.", deviceNumber);
         return STORAGE_WRITE_FAILED;
     }
     const std::string request = std::string(kResource) + ' ' + settings::escape_name(*name);

@@ -100,7 +100,7 @@ bool write_all(int fd, std::string_view bytes) {
 bool lock_file(int fd, int operation, std::chrono::milliseconds longest) {
     using Clock = std::chrono::steady_clock;
     // flock has no time-out, so a lock that is taken is asked for again until the time is over.
-    constexpr std::chrono::milliseconds pause{1};
+    constexpr std::chrono::milliseconds kPause{1};
     const Clock::time_point deadline = Clock::now() + longest;
     while (flock(fd, operation | LOCK_NB) != 0) {
         if (errno == EINTR) continue;
@@ -109,7 +109,7 @@ bool lock_file(int fd, int operation, std::chrono::milliseconds longest) {
             errno = ETIMEDOUT;
             return false;
         }
-        std::this_thread::sleep_for(pause);
+        std::this_thread::sleep_for(kPause);
     }
     return true;
 }

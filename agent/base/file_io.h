@@ -66,7 +66,7 @@ UniqueFd open_regular(const std::string& path, int flags = 0);
 /// Why `open_regular` gave no descriptor, for a message.
 const char* why_not_opened();
 
-/// True for a regular file, which `info`, if any, then tells of; errno as above for anything else. The
+/// True for a regular file, which `info`, if any, then describes; errno as above for anything else. The
 /// descriptor may be one of O_PATH.
 bool is_regular(int fd, struct stat* info = nullptr);
 /// Opens what a descriptor of O_PATH stands for.

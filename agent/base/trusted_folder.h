@@ -18,7 +18,7 @@ std::optional<std::string> trusted_path(const std::string& path, std::string& fa
 
 /// The agent's directory as `ZelDir` of the environment names it, without links: nothing when it names none,
 /// or when privileges differ. One that others could change, or whose `lib`, `data`, `state` or `agent.conf`
-/// lead where others could, is taken out of the environment and told in one line on standard error.
+/// lead where others could, is taken out of the environment and reported in one line on standard error.
 std::optional<std::string> agent_dir_of_environment();
 
 }  // namespace zel::base

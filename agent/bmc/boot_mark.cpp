@@ -9,11 +9,12 @@
 #include "base/own_folder.h"
 #include "base/paths.h"
 #include "settings/registry_values.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace zel::bmc {
 namespace {
 
+constexpr const char* kModule = "boot_mark";
 constexpr const char* kKey = "SOFTWARE/QUD/ZELAgent/Maintenance";
 constexpr std::uint32_t kNothingKept = 256;
 constexpr settings::Text kController{kKey, "Controller", ""};
@@ -43,8 +44,7 @@ bool write_boot_mark(const BootMark& mark) {
 base::UniqueFd lock_boot_options(std::chrono::milliseconds longest) {
     const std::string path = base::settings_folder() + "/boot_options.lock";
     if (auto file = base::take_own_lock(path, longest)) return file;
-    TraceLog(TRACE_LEVEL_RESOURCE, "boot_mark", __func__, __LINE__, "%s: %s.", path.c_str(),
-             std::strerror(errno));
+    ZEL_TRACE(TRACE_LEVEL_RESOURCE, "%s: %s.", path.c_str(), std::strerror(errno));
     return {};
 }
 

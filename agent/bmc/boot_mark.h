@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What this agent has under way among a controller's boot options. The controller itself does not tell whose
+// What this agent has under way among a controller's boot options. The controller itself does not say whose
 // change is in progress, and forgets what stood before.
 //
 //   SOFTWARE/QUD/ZELAgent/Maintenance
 //     Controller   whom the next two are about, as Settings::target()
 //     Changing     1 while a change of ours may be in progress, else 0
-//     Clearing     when the controller dropped boot flags before we told it to keep them; 256 when it
+//     Clearing     when the controller dropped boot flags before we asked it to keep them; 256 when it
 //                  has that back
 #pragma once
 

@@ -9,7 +9,7 @@
 
 #include "boot_mark.h"
 #include "controller_visit.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace zel::bmc {
 namespace {
@@ -30,7 +30,7 @@ constexpr std::uint8_t kNone = 0;
 constexpr std::uint8_t kProgressMask = 0x03;
 
 // A controller drops the flags a minute later, when no Chassis Control follows, or on events of other kinds,
-// unless told to keep them: at an operating system's reboot they would be gone.
+// unless asked to keep them: at an operating system's reboot they would be gone.
 constexpr std::uint8_t kKeepAlways = 0x1f;
 constexpr std::uint8_t kKeepAfterAMinute = 0x08;
 // Nobody has handled the boot options yet.
@@ -59,9 +59,8 @@ std::optional<std::uint8_t> write(Parameter parameter, std::initializer_list<std
     const auto reply = controller().request(0, kChassis, kSetOptions, data, repeat);
     if (!reply) return std::nullopt;
     if (!reply->ok()) {
-        TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__,
-                 "Boot option %u is refused with completion code %02xh.", unsigned{parameter},
-                 unsigned{reply->completion});
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "Boot option %u is refused with completion code %02xh.",
+                  unsigned{parameter}, unsigned{reply->completion});
     }
     return reply->completion;
 }
@@ -74,9 +73,8 @@ std::optional<std::vector<std::uint8_t>> read(Parameter parameter) {
     if (!reply) return std::nullopt;
     auto& data = reply->data;
     if (!reply->ok() || data.size() <= kBefore) {
-        TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__,
-                 "Boot option %u cannot be read: completion code %02xh, %zu bytes.", unsigned{parameter},
-                 unsigned{reply->completion}, data.size());
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "Boot option %u cannot be read: completion code %02xh, %zu bytes.",
+                  unsigned{parameter}, unsigned{reply->completion}, data.size());
         return std::vector<std::uint8_t>{};
     }
     // A parameter that is marked as not valid says nothing.
@@ -84,7 +82,7 @@ std::optional<std::vector<std::uint8_t>> read(Parameter parameter) {
     return std::vector(data.begin() + kBefore, data.end());
 }
 
-/// Whether a change is in progress, of whomever. Where the controller does not tell, it has none.
+/// Whether a change is in progress, of whomever. Where the controller does not say, it has none.
 std::optional<bool> in_progress() {
     const auto progress = read(kProgress);
     if (!progress) return std::nullopt;
@@ -110,10 +108,10 @@ bool complete() {
     return write(kProgress, {kComplete}).has_value();
 }
 
-/// Ends a change of ours that was interrupted. What came of it is to be read anew. False without an answer.
+/// Ends a change of ours that was interrupted. What came of it is to be read again. False without an answer.
 bool settle(BootMark& mark) {
     if (!mark.changing) return true;
-    TraceLog(TRACE_LEVEL_INFO, kModule, __func__, __LINE__, "A change was interrupted; it is ended.");
+    ZEL_TRACE(TRACE_LEVEL_INFO, "A change was interrupted; it is ended.");
     const auto others = in_progress();
     if (!others || (*others && !complete())) return false;
     mark.changing = false;
@@ -121,7 +119,7 @@ bool settle(BootMark& mark) {
     return true;
 }
 
-/// Begins a change, marked first. False when there was no answer to that; `others` tells whether another
+/// Begins a change, marked first. False when there was no answer to that; `others` says whether another
 /// program is in between.
 bool try_to_begin(BootMark& mark, bool& others) {
     mark.changing = true;
@@ -145,15 +143,13 @@ bool begin(BootMark& mark, const EndHeldBack& end) {
             if (!*others) return true;
         }
         if (looks == kMostLooks) {
-            TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__,
-                     "Another program's change does not end; it is taken over.");
+            ZEL_TRACE(TRACE_LEVEL_ERROR, "Another program's change does not end; it is taken over.");
             if (write(kProgress, {kComplete}) != 0) return false;
         } else if (!RequestLimit::pause(kBetweenLooks) || end.wanted()) {
             return false;
         }
     }
-    TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__,
-             "Other programs keep changing the boot options.");
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "Other programs keep changing the boot options.");
     return false;
 }
 
@@ -228,8 +224,7 @@ bool set_boot_device(BootDevice device, bool on) {
     if (mark != read_boot_mark(mark.controller) && !write_boot_mark(mark)) return false;
     const auto after = named_device();
     if (after && (*after == named(device)) == on) return true;
-    TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__,
-             "The controller did not take over the boot flags.");
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "The controller did not take over the boot flags.");
     return false;
 }
 

@@ -13,7 +13,7 @@ enum class BootDevice : std::uint8_t {
     diagnostic = 0x10,  ///< The diagnostic partition.
 };
 
-/// Tells whether the server boots from `device` next. Nothing, with the reason traced, when the controller
+/// Whether the server boots from `device` next. Nothing, with the reason traced, when the controller
 /// cannot say.
 std::optional<bool> boots_from(BootDevice device);
 

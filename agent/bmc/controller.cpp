@@ -8,8 +8,9 @@
 #include <utility>
 
 #include "freeipmi_library.h"
+#include "password.h"
 #include "request_limit.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace zel::bmc {
 namespace {
@@ -36,7 +37,7 @@ unsigned retransmission(std::chrono::milliseconds timeout) {
 void wipe_password(ipmi_ctx* context, std::uint8_t suite, const Password& password) {
     if (suite >= 11 && suite <= 14) return;
     if (!password.wipe_copy_in({reinterpret_cast<char*>(context), ::malloc_usable_size(context)}))
-        TraceLog(TRACE_LEVEL_INFO, kModule, __func__, __LINE__, "The session keeps its password.");
+        ZEL_TRACE(TRACE_LEVEL_INFO, "The session keeps its password.");
 }
 
 bool open_lan(const FreeIpmi& ipmi, ipmi_ctx* context, const Settings& settings, const Password& password) {
@@ -75,8 +76,8 @@ std::optional<Reply> Controller::request(std::uint8_t lun, NetFn netfn, std::uin
     bool renewed = false;
     for (std::size_t pauses = 0;;) {
         if (const char* why = RequestLimit::reached()) {
-            TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "Request %02xh/%02xh not sent: %s.",
-                     unsigned{netfn}, unsigned{command}, why);
+            ZEL_TRACE(TRACE_LEVEL_ERROR, "Request %02xh/%02xh not sent: %s.", unsigned{netfn},
+                      unsigned{command}, why);
             return std::nullopt;
         }
         Attempt answered = attempt(lun, netfn, question);
@@ -88,9 +89,8 @@ std::optional<Reply> Controller::request(std::uint8_t lun, NetFn netfn, std::uin
         }
         if (!passes(reply->completion, repeat) || pauses == kPauses.size() || Clock::now() > latest)
             return std::move(answered.reply);
-        TraceLog(TRACE_LEVEL_INFO, kModule, __func__, __LINE__,
-                 "Request %02xh/%02xh: completion %02xh, asked again.", unsigned{netfn}, unsigned{command},
-                 unsigned{reply->completion});
+        ZEL_TRACE(TRACE_LEVEL_INFO, "Request %02xh/%02xh: completion %02xh, asked again.", unsigned{netfn},
+                  unsigned{command}, unsigned{reply->completion});
         RequestLimit::pause(kPauses[pauses++]);
     }
 }
@@ -106,9 +106,9 @@ Controller::Attempt Controller::attempt(std::uint8_t lun, NetFn netfn,
                                        static_cast<unsigned>(question.size()), answer.data(), answer.size());
     if (size >= 2)  // at the least the command again and the completion code
         return {Reply{answer[1], {answer.begin() + 2, answer.begin() + size}}};
-    TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "Controller %s, request %02xh/%02xh: %s.",
-             settings_.target().c_str(), unsigned{netfn}, unsigned{question.front()},
-             size < 0 ? ipmi.ipmi_ctx_errormsg(context_.get()) : "answer too short");
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "Controller %s, request %02xh/%02xh: %s.", settings_.target().c_str(),
+              unsigned{netfn}, unsigned{question.front()},
+              size < 0 ? ipmi.ipmi_ctx_errormsg(context_.get()) : "answer too short");
     context_.reset();
     return {{}, had_session};
 }
@@ -139,14 +139,14 @@ bool Controller::open() {
 
 bool Controller::try_open() {
     if (settings_.interface == Interface::none) {
-        TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "The configuration names no controller.");
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "The configuration names no controller.");
         return false;
     }
     const FreeIpmi* ipmi = freeipmi();
     if (!ipmi) return false;
     context_ = Context(ipmi->ipmi_ctx_create());
     if (!context_) {
-        TraceLog(TRACE_LEVEL_RESOURCE, kModule, __func__, __LINE__, "No memory for a session.");
+        ZEL_TRACE(TRACE_LEVEL_RESOURCE, "No memory for a session.");
         return false;
     }
     const bool lan = settings_.interface == Interface::lan;
@@ -156,8 +156,8 @@ bool Controller::try_open() {
             : open_inband(*ipmi, context_.get(), settings_)) {
         return true;
     }
-    TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "Controller %s: %s.", settings_.target().c_str(),
-             ipmi->ipmi_ctx_errormsg(context_.get()));
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "Controller %s: %s.", settings_.target().c_str(),
+              ipmi->ipmi_ctx_errormsg(context_.get()));
     return false;
 }
 

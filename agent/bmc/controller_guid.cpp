@@ -5,11 +5,12 @@
 #include <span>
 
 #include "sdr_repository.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace zel::bmc {
 namespace {
 
+constexpr const char* kModule = "controller_guid";
 constexpr std::uint8_t kGetDeviceGuid = 0x08;
 constexpr std::uint8_t kGetSystemGuid = 0x37;
 constexpr std::size_t kGuidBytes = 16;
@@ -34,8 +35,8 @@ std::optional<std::string> read_guid(Controller& controller) {
         const auto reply = controller.request(0, kApp, command);
         if (!reply) return std::nullopt;
         if (is_passing(reply->completion)) {
-            TraceLog(TRACE_LEVEL_ERROR, "controller_guid", __func__, __LINE__,
-                     "Request 06h/%02xh: completion %02xh.", unsigned{command}, unsigned{reply->completion});
+            ZEL_TRACE(TRACE_LEVEL_ERROR, "Request 06h/%02xh: completion %02xh.", unsigned{command},
+                      unsigned{reply->completion});
             return std::nullopt;
         }
         if (reply->ok() && reply->data.size() == kGuidBytes && is_distinctive(reply->data))

@@ -5,22 +5,24 @@
 
 #include <freeipmi/freeipmi.h>
 
+#include "store/late_library.h"
+
 namespace zel::bmc {
 
-#define ZEL_FREEIPMI_ENTRY_POINTS(X) \
-    X(ipmi_ctx_create)               \
-    X(ipmi_ctx_destroy)              \
-    X(ipmi_ctx_close)                \
-    X(ipmi_ctx_open_inband) X(ipmi_ctx_open_outofband_2_0) X(ipmi_cmd_raw) X(ipmi_ctx_errormsg)
+// clang-format off
+#define ZEL_FREEIPMI_ENTRY_POINTS(X)                                                               \
+    X(ipmi_ctx_create) X(ipmi_ctx_destroy) X(ipmi_ctx_close) X(ipmi_ctx_open_inband)               \
+    X(ipmi_ctx_open_outofband_2_0) X(ipmi_cmd_raw) X(ipmi_ctx_errormsg)
+// clang-format on
 
-#define ZEL_TABLE_MEMBER(name) decltype(&::name) name = nullptr;  // NOLINT(bugprone-macro-parentheses)
 struct FreeIpmi {
-    ZEL_FREEIPMI_ENTRY_POINTS(ZEL_TABLE_MEMBER)
+    static constexpr const char* kLibrary = "libfreeipmi.so.17";
+    ZEL_LATE_TABLE(ZEL_FREEIPMI_ENTRY_POINTS)
 };
-#undef ZEL_TABLE_MEMBER
 
-/// The entry points, loaded once per process; null (the reason is in the trace log) when FreeIPMI is not
-/// installed or lacks one of them.
-const FreeIpmi* freeipmi();
+/// As store::late_table.
+inline const FreeIpmi* freeipmi() {
+    return store::late_table<FreeIpmi>();
+}
 
 }  // namespace zel::bmc

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Sensors that are not linear in a way of their own: only the controller knows what a code stands for, and
-// tells it one code at a time.
+// gives it one code at a time.
 #pragma once
 
 #include "controller.h"

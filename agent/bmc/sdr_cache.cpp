@@ -13,7 +13,7 @@
 #include "reading_factors.h"
 #include "request_limit.h"
 #include "store/key_file.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace zel::bmc {
 namespace {
@@ -24,7 +24,6 @@ constexpr std::string_view kGuid = "guid ";
 constexpr std::string_view kSum = "sum ";
 constexpr std::size_t kLargestFile = std::size_t{1} << 20;
 constexpr std::chrono::seconds kLongestLock{10};
-constexpr std::chrono::milliseconds kOneLook{100};
 
 /// One name per controller, whatever characters its address has.
 std::string cache_path(const std::string& target) {
@@ -107,8 +106,7 @@ std::optional<SensorRecords> load(const std::string& path, const std::string& id
 }
 
 void trace_no_cache(const std::string& path) {
-    TraceLog(TRACE_LEVEL_RESOURCE, kModule, __func__, __LINE__, "%s: %s; the records are not kept.",
-             path.c_str(), std::strerror(errno));
+    ZEL_TRACE(TRACE_LEVEL_RESOURCE, "%s: %s; the records are not kept.", path.c_str(), std::strerror(errno));
 }
 
 /// An open lock file, so that of several processes one reads the repository and the others wait for its file.

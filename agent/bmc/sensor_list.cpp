@@ -9,7 +9,7 @@
 
 #include "controller_guid.h"
 #include "sdr_cache.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace zel::bmc {
 namespace {
@@ -54,8 +54,8 @@ void rename_equals(std::span<Sensor> sensors, Rename rename) {
 }
 
 void trace_left_out(const Sensor& sensor, const char* why) {
-    TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "Sensor %s %s left out: %s.",
-             sensor.name.c_str(), number_suffix(sensor).c_str(), why);
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "Sensor %s %s left out: %s.", sensor.name.c_str(),
+              number_suffix(sensor).c_str(), why);
 }
 
 }  // namespace
@@ -78,8 +78,7 @@ std::optional<SensorList> find_sensors(Controller& controller, Kind kind, std::s
     for (const Record& record : known->records) {
         auto [sensor, fault] = parse_record(record);
         if (fault) {
-            TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "Record %s left out: %s.",
-                     to_hex(record).c_str(), fault);
+            ZEL_TRACE(TRACE_LEVEL_ERROR, "Record %s left out: %s.", to_hex(record).c_str(), fault);
         }
         if (!sensor || sensor->kind != kind) continue;
         if (seen.insert(sensor->id()).second) {

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "store/registry.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace zel::bmc {
 namespace {
@@ -70,8 +70,8 @@ std::uint32_t monitor_flag(const SensorState& state) {
     const bool in_order = passes_rules(state.values, state.limits);
     if (!stored) return in_order ? 1 : 0;
     if (*stored == 0 || in_order || !state.settable) return *stored != 0 ? 1 : 0;
-    TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__,
-             "%s counts as not monitored: its thresholds are out of order.", state.sensor.name.c_str());
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "%s counts as not monitored: its thresholds are out of order.",
+              state.sensor.name.c_str());
     return 0;
 }
 
@@ -89,8 +89,7 @@ bool keep_settings(const SensorState& state, std::uint32_t flag, const Threshold
         entries.push_back({kThresholdNames[i], static_cast<std::uint32_t>((*written)[i] & 0xffffffff)});
     }
     if (registry::set(place.key, entries) == store::Status::ok) return true;
-    TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "%s (%s) cannot be written.", place.key.c_str(),
-             state.sensor.name.c_str());
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "%s (%s) cannot be written.", place.key.c_str(), state.sensor.name.c_str());
     return false;
 }
 

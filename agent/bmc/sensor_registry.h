@@ -24,7 +24,7 @@ namespace zel::bmc {
 /// administrator from writing any other sensor's. What is stored counts again once they are mended.
 std::uint32_t monitor_flag(const SensorState& state);
 
-/// Keeps the flag when it differs from `state.monitor`, which the caller was told; and those of the
+/// Keeps the flag when it differs from `state.monitor`, which the caller was given; and those of the
 /// thresholds that can be set when there are any (null: none were written). Settings of an earlier version
 /// become this sensor's.
 /// @return False, traced, when the registry cannot be written.

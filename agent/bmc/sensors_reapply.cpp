@@ -5,10 +5,12 @@
 #include "request_limit.h"
 #include "sensor_list.h"
 #include "sensor_registry.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace zel::bmc {
 namespace {
+
+constexpr const char* kModule = "sensors";
 
 // Nobody waits for it: also a slow controller gets through all of its sensors.
 constexpr std::chrono::minutes kLongestReapply{10};
@@ -38,8 +40,7 @@ WriteResult reapply(Controller& controller, SensorState& state) {
     if (wanted == state.values) return WriteResult::refused;
     const WriteResult written = write_sensor(controller, state, wanted);
     if (written == WriteResult::done) {
-        TraceLog(TRACE_LEVEL_INFO, "sensors", __func__, __LINE__, "%s has its thresholds back.",
-                 state.sensor.name.c_str());
+        ZEL_TRACE(TRACE_LEVEL_INFO, "%s has its thresholds back.", state.sensor.name.c_str());
     }
     return written;
 }

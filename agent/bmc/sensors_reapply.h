@@ -25,8 +25,7 @@ class ThresholdKeeper {
     ///         not answer.
     std::optional<int> look();
 
-    /// Gives each sensor its thresholds, where the controller has others by now. Each is told in the trace
-    /// log.
+    /// Gives each sensor its thresholds, where the controller has others by now. Each is logged.
     /// @return As for `look`.
     std::optional<int> put_back();
 

@@ -6,7 +6,7 @@
 #include <optional>
 
 #include "reading_factors.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace zel::bmc {
 namespace {
@@ -14,14 +14,13 @@ namespace {
 constexpr const char* kModule = "sensors";
 
 WriteResult refuse(const SensorState& state, const char* why) {
-    TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "Thresholds of %s not written: %s.",
-             state.sensor.name.c_str(), why);
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "Thresholds of %s not written: %s.", state.sensor.name.c_str(), why);
     return WriteResult::refused;
 }
 
 WriteResult refused_by_controller(const SensorState& state, const char* what, std::uint8_t completion) {
-    TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "%s thresholds of %s: completion code %02xh.",
-             what, state.sensor.name.c_str(), unsigned{completion});
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "%s thresholds of %s: completion code %02xh.", what,
+              state.sensor.name.c_str(), unsigned{completion});
     return WriteResult::refused;
 }
 

@@ -6,9 +6,8 @@
 //   device=/dev/ipmi0           inband: the kernel's device
 //   host=address[:port]         lan: the controller; UDP port 623 unless another is given
 //   user=                       lan: at most 16 bytes
-//   password_file=              lan: a regular file that only its owner (root or this user) can read; read
-//   from
-//                               the service manager's credential `password` where it gives this process one
+//   password_file=              lan: a regular file that only its owner (root or this user) can read; or
+//                               the service manager's credential `password` where this process gets one
 //   privilege=admin             lan: user, operator or admin
 //   cipher_suite=3              lan: 0 to 17; those that do not encrypt are warned of
 //   allow_cipher_suite_0=false  lan: true for a suite that asks for no password; 0 is refused else
@@ -16,10 +15,9 @@
 //   workaround=                 lan: opensesspriv, for controllers that refuse the privilege otherwise
 #pragma once
 
-#include <array>
 #include <chrono>
+#include <cstdint>
 #include <optional>
-#include <span>
 #include <string>
 
 namespace zel::bmc {
@@ -48,28 +46,5 @@ std::optional<Settings> read_settings();
 
 /// True when there may be somebody to ask: a controller in the network, or the kernel's device.
 bool is_present(const Settings& settings);
-
-/// A password in memory, wiped at the end of its life.
-class Password {
-  public:
-    static constexpr std::size_t max_size = 20;
-
-    Password() = default;
-    ~Password();
-    Password(const Password&) = delete;
-    Password& operator=(const Password&) = delete;
-
-    /// Reads the first line of a file. False, with the reason (never the content) traced, when others than
-    /// its owner can read it, the owner is neither root nor this user, or the line is longer than 20 bytes.
-    bool read(const std::string& path);
-    /// Wipes the copy that a library keeps of it, zero-terminated in a field of `max_size` + 1 bytes with a
-    /// zero before it. False when there is none.
-    bool wipe_copy_in(std::span<char> memory) const;
-    /// Zero-terminated; empty before `read` succeeded.
-    [[nodiscard]] const char* c_str() const { return text_.data(); }
-
-  private:
-    std::array<char, max_size + 1> text_{};
-};
 
 }  // namespace zel::bmc

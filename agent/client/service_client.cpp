@@ -9,12 +9,14 @@
 #include <cstring>
 
 #include "base/paths.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace zel::client {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+constexpr const char* kModule = "service_client";
 
 /// Makes a socket call that `option` (SO_SNDTIMEO or SO_RCVTIMEO) bounds, again after an interruption.
 template <class Call>
@@ -94,8 +96,8 @@ bool notify(std::string_view text) {
         ::send(socket.get(), text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT) >= 0) {
         return true;
     }
-    TraceLog(1, "service_client", "notify", __LINE__, "ZELntserver was not told \"%.*s\": %s.",
-             static_cast<int>(text.size()), text.data(), std::strerror(errno));
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "ZELntserver was not told \"%.*s\": %s.", static_cast<int>(text.size()),
+              text.data(), std::strerror(errno));
     return false;
 }
 

@@ -3,8 +3,8 @@
 // Unix SOCK_SEQPACKET socket, one short text each way.
 //
 //   "ping"              "ok ZELntserver <version>"
-//   "reload"            "ok": the service has read all settings anew
-//   "reset <resource>"  "ok", or "error <why>"; the service reads that resource's settings anew
+//   "reload"            "ok": the service has reloaded all settings
+//   "reset <resource>"  "ok", or "error <why>"; the service reloads that resource's settings
 #pragma once
 
 #include <sys/socket.h>
@@ -43,7 +43,7 @@ class SocketAddress {
 enum class Outcome {
     ok,           ///< The service did what was asked.
     error,        ///< The service answered that it could not; the text says why.
-    unreachable,  ///< No service, no answer in time, or none that makes sense.
+    unreachable,  ///< No service, no answer in time, or an invalid one.
 };
 
 struct Answer {
@@ -55,7 +55,7 @@ struct Answer {
 Answer request(std::string_view text, std::chrono::steady_clock::time_point deadline);
 
 /// Sends one request and waits for nothing, not even for a hung service. A request that could not be sent is
-/// told in the trace log and in the result.
+/// logged and in the result.
 bool notify(std::string_view text);
 
 }  // namespace zel::client

@@ -7,7 +7,6 @@
 #include <string_view>
 
 #include "base/paths.h"
-#include "handles.h"
 #include "zel/win32.h"
 
 namespace {
@@ -39,17 +38,17 @@ int lower(unsigned char c) {
 
 }  // namespace
 
-uint32_t ExpandEnvironmentStrings(const char* src, char* dst, uint32_t size) {
+uint32_t ExpandEnvironmentStrings(const char* src, char* dst, uint32_t size) try {
     if (src == nullptr) return 0;
     const bool writable = dst != nullptr && size > 0;
     if (writable) *dst = '\0';
-    return zel::compat::guarded(std::uint32_t{0}, [&]() -> std::uint32_t {
-        const std::string expanded = expand(src);
-        const std::size_t needed = expanded.size() + 1;
-        if (writable && needed <= size) std::copy_n(expanded.c_str(), needed, dst);
-        return static_cast<std::uint32_t>(
-            std::min<std::size_t>(needed, std::numeric_limits<std::uint32_t>::max()));
-    });
+    const std::string expanded = expand(src);
+    const std::size_t needed = expanded.size() + 1;
+    if (writable && needed <= size) std::copy_n(expanded.c_str(), needed, dst);
+    return static_cast<std::uint32_t>(
+        std::min<std::size_t>(needed, std::numeric_limits<std::uint32_t>::max()));
+} catch (...) {
+    return 0;
 }
 
 // NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp): the name callers expect

@@ -24,11 +24,11 @@
 namespace zel::compat {
 namespace {
 
-constexpr std::uint32_t event_magic = 0x5A454531;  // "ZEE1"
-constexpr std::uint32_t no_limit = 0xFFFFFFFF;
+constexpr std::uint32_t kEventMagic = 0x5A454531;  // "ZEE1"
+constexpr std::uint32_t kNoLimit = 0xFFFFFFFF;
 // Users hold the exclusive lock for a moment only; each attempt that fails means that another got on.
-constexpr std::chrono::seconds longest_wait_for_lock{5};
-constexpr int attempts = 100;
+constexpr std::chrono::seconds kLongestWaitForLock{5};
+constexpr int kAttempts = 100;
 
 static_assert(std::atomic_ref<std::uint32_t>::is_always_lock_free);
 
@@ -53,12 +53,12 @@ bool sleep_on(std::uint32_t& word, const timespec* deadline) {
 
 /// True for what may be the name of an event, and so of its file.
 bool is_name(std::string_view name) {
-    constexpr std::size_t longest = 100;
+    constexpr std::size_t kLongest = 100;
     const auto allowed = [](char c) {
         return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '.' ||
                c == '_' || c == '-';
     };
-    const bool fits = !name.empty() && name.size() <= longest && name != "." && name != ".." &&
+    const bool fits = !name.empty() && name.size() <= kLongest && name != "." && name != ".." &&
                       std::ranges::all_of(name, allowed);
     errno = EINVAL;
     return fits;
@@ -72,8 +72,8 @@ bool nobody_uses(const base::UniqueFd& file) {
     return flock(file.get(), LOCK_EX | LOCK_NB) == 0;
 }
 
-bool start_anew(const base::UniqueFd& file, bool manual_reset, bool initial) {
-    const EventRecord record{.magic = event_magic,
+bool start_again(const base::UniqueFd& file, bool manual_reset, bool initial) {
+    const EventRecord record{.magic = kEventMagic,
                              .manual_reset = manual_reset ? 1U : 0U,
                              .state = initial ? 1U : 0U,
                              .reserved = 0};
@@ -90,7 +90,7 @@ bool is_ours(const base::UniqueFd& file) {
 /// Nobody else can make us wait: a lock on another user's file is had at once or not at all.
 bool become_user(const base::UniqueFd& file) {
     const bool ours = is_ours(file);
-    return base::lock_file(file.get(), LOCK_SH, ours ? longest_wait_for_lock : std::chrono::seconds(0));
+    return base::lock_file(file.get(), LOCK_SH, ours ? kLongestWaitForLock : std::chrono::seconds(0));
 }
 
 std::optional<EventRecord> read_record(const base::UniqueFd& file) {
@@ -100,7 +100,7 @@ std::optional<EventRecord> read_record(const base::UniqueFd& file) {
     errno = EINVAL;
     const bool valid = S_ISREG(info.st_mode) && info.st_size == sizeof record &&
                        pread(file.get(), &record, sizeof record, 0) == sizeof record &&
-                       record.magic == event_magic;
+                       record.magic == kEventMagic;
     return valid ? std::optional(record) : std::nullopt;
 }
 
@@ -142,10 +142,10 @@ std::shared_ptr<Event> Event::create_named(std::string_view name, bool manual_re
     const std::string own(name);
     const auto folder = base::OwnFolder::make(events_folder());
     if (!folder || !is_ours(folder.readable())) return nullptr;  // another user's: there we make nothing
-    for (int attempt = 0; attempt < attempts; ++attempt) {
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
         base::UniqueFd file = folder.open_file(own, O_RDWR | O_CREAT, 0600);
         if (!file) return nullptr;
-        if (nobody_uses(file) && !start_anew(file, manual_reset, initial)) return nullptr;
+        if (nobody_uses(file) && !start_again(file, manual_reset, initial)) return nullptr;
         if (!become_user(file)) return nullptr;
         // Changing the lock's kind lets go of it for a moment: an opener may have removed the file.
         if (folder.still_holds(own, file.get())) return attach(std::move(file), own);
@@ -158,7 +158,7 @@ std::shared_ptr<Event> Event::open_named(std::string_view name) {
     if (!is_name(name)) return nullptr;
     const std::string own(name);
     const auto folder = base::OwnFolder::open(events_folder());
-    for (int attempt = 0; folder && attempt < attempts; ++attempt) {
+    for (int attempt = 0; folder && attempt < kAttempts; ++attempt) {
         base::UniqueFd file = folder.open_file(own, O_RDWR);
         if (!file) return nullptr;
         if (nobody_uses(file)) {
@@ -193,9 +193,9 @@ bool Event::take() {
 
 bool Event::wait(std::uint32_t ms) {
     if (file_ && !is_ours(file_)) return false;
-    const timespec deadline = deadline_in(ms == no_limit ? 0 : ms);
+    const timespec deadline = deadline_in(ms == kNoLimit ? 0 : ms);
     while (!take()) {
-        if (!sleep_on(record_->state, ms == no_limit ? nullptr : &deadline)) return take();
+        if (!sleep_on(record_->state, ms == kNoLimit ? nullptr : &deadline)) return take();
     }
     return true;
 }

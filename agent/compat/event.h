@@ -4,7 +4,7 @@
 //
 // Each user of a named event keeps a shared flock on the file. Who can get an exclusive one knows that nobody
 // uses it: then a closing user removes the file, an opener takes it as the leftover of a killed process, and
-// a creator starts it anew.
+// a creator starts it again.
 //
 // Root sets events that belong to the service's user. That user can neither make root wait nor end it: of
 // another user's event the lock is asked for once, and it can be set, but not waited for; none is made in

@@ -55,14 +55,4 @@ HandleTable<Object>& handles() {
     return table;
 }
 
-/// Runs the body of a C call; an exception (memory ran out) becomes `on_failure`.
-template <class Result, class Body>
-Result guarded(Result on_failure, const Body& body) noexcept {
-    try {
-        return body();
-    } catch (...) {
-        return on_failure;
-    }
-}
-
 }  // namespace zel::compat

@@ -4,63 +4,49 @@
 #include <memory>
 
 #include "handles.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 #include "zel/win32.h"
 
 namespace {
 
-using zel::compat::guarded;
+constexpr const char* kModule = "loading";
 
-class Library {
-  public:
-    explicit Library(const char* path) : handle_(dlopen(path, RTLD_NOW | RTLD_LOCAL)) {}
-    ~Library() {
-        if (handle_ != nullptr) dlclose(handle_);
-    }
-    Library(const Library&) = delete;
-    Library& operator=(const Library&) = delete;
-
-    [[nodiscard]] bool loaded() const { return handle_ != nullptr; }
-    [[nodiscard]] void* entry(const char* name) const { return dlsym(handle_, name); }
-
-  private:
-    void* handle_;
+struct CloseLibrary {
+    void operator()(void* library) const { dlclose(library); }
 };
 
-zel::compat::HandleTable<Library>& libraries() {
-    return zel::compat::handles<Library>();
+zel::compat::HandleTable<void>& libraries() {
+    return zel::compat::handles<void>();
 }
 
-void trace_failure(const char* function, int line, const char* name) {
+void trace_failure(const char* function, const char* name) {
     const char* const reason = dlerror();
-    TraceLog(TRACE_LEVEL_ERROR, "loading", function, line, "%s: %s", name,
-             reason == nullptr ? "no such entry." : reason);
+    ZEL_TRACE_AS(function, TRACE_LEVEL_ERROR, "%s: %s", name, reason == nullptr ? "no such entry." : reason);
 }
 
 }  // namespace
 
-HMODULE LoadLibrary(const char* path) {
+HMODULE LoadLibrary(const char* path) try {
     // An empty path would give the program itself.
     if (path == nullptr || *path == '\0') return nullptr;
-    return guarded(HMODULE{}, [&]() -> HMODULE {
-        const auto library = std::make_shared<Library>(path);
-        if (library->loaded()) return libraries().add(library);
-        trace_failure("LoadLibrary", __LINE__, path);
-        return nullptr;
-    });
+    std::unique_ptr<void, CloseLibrary> library(dlopen(path, RTLD_NOW | RTLD_LOCAL));
+    if (library) return libraries().add(std::move(library));
+    trace_failure(__func__, path);
+    return nullptr;
+} catch (...) {
+    return nullptr;
 }
 
-void* GetProcAddress(HMODULE h, const char* name) {
-    if (name == nullptr) return nullptr;
-    return guarded(static_cast<void*>(nullptr), [&]() -> void* {
-        const std::shared_ptr<Library> library = libraries().find(h);
-        if (!library) return nullptr;
-        void* const entry = library->entry(name);
-        if (entry == nullptr) trace_failure("GetProcAddress", __LINE__, name);
-        return entry;
-    });
+void* GetProcAddress(HMODULE h, const char* name) try {
+    const std::shared_ptr<void> library = name == nullptr ? nullptr : libraries().find(h);
+    if (!library) return nullptr;
+    void* const entry = dlsym(library.get(), name);
+    if (entry == nullptr) trace_failure(__func__, name);
+    return entry;
+} catch (...) {
+    return nullptr;
 }
 
-int FreeLibrary(HMODULE h) {
-    return guarded(0, [&] { return libraries().remove(h) ? 1 : 0; });
+int FreeLibrary(HMODULE h) try { return libraries().remove(h) ? 1 : 0; } catch (...) {
+    return 0;
 }

@@ -15,11 +15,10 @@
 
 namespace {
 
-using zel::compat::guarded;
 using zel::store::Status;
 namespace registry = zel::store::registry;
 
-constexpr std::uint32_t largest_value = 1U << 20U;
+constexpr std::uint32_t kLargestValue = 1U << 20U;
 
 /// An open key is the path of it.
 using Key = const std::string;
@@ -86,75 +85,74 @@ std::optional<registry::Value> to_value(std::uint32_t type, std::span<const std:
 
 }  // namespace
 
-int32_t RegOpenKeyEx(HKEY root, const char* path, uint32_t /*options*/, uint32_t /*access*/, HKEY* out) {
+int32_t RegOpenKeyEx(HKEY root, const char* path, uint32_t /*options*/, uint32_t /*access*/, HKEY* out) try {
     if (out == nullptr) return ERROR_INVALID_PARAMETER;
-    return guarded(ERROR_BADDB, [&]() -> std::int32_t {
-        const std::optional<std::string> full = path_below(root, path);
-        if (!full) return ERROR_INVALID_HANDLE;
-        if (const std::int32_t result = read_result(registry::check()); result != ERROR_SUCCESS)
-            return result;
-        if (!registry::key_exists(*full)) return missing();
-        *out = open_key(*full);
-        return ERROR_SUCCESS;
-    });
+    const std::optional<std::string> full = path_below(root, path);
+    if (!full) return ERROR_INVALID_HANDLE;
+    if (const std::int32_t result = read_result(registry::check()); result != ERROR_SUCCESS) return result;
+    if (!registry::key_exists(*full)) return missing();
+    *out = open_key(*full);
+    return ERROR_SUCCESS;
+} catch (...) {
+    return ERROR_BADDB;
 }
 
 int32_t RegQueryValueEx(HKEY key, const char* name, uint32_t* /*reserved*/, uint32_t* type, uint8_t* data,
-                        uint32_t* size) {
+                        uint32_t* size) try {
     if (name == nullptr || (data != nullptr && size == nullptr)) return ERROR_INVALID_PARAMETER;
-    return guarded(ERROR_BADDB, [&]() -> std::int32_t {
-        const std::optional<std::string> path = path_of(key);
-        if (!path) return ERROR_INVALID_HANDLE;
-        const std::optional<registry::Value> value = registry::get(*path, name);
-        if (!value) return missing();
+    const std::optional<std::string> path = path_of(key);
+    if (!path) return ERROR_INVALID_HANDLE;
+    const std::optional<registry::Value> value = registry::get(*path, name);
+    if (!value) return missing();
 
-        const Plain plain = std::visit(ToPlain{}, *value);
-        const std::uint32_t room = size == nullptr ? 0 : *size;
-        if (type != nullptr) *type = plain.type;
-        if (size != nullptr) *size = static_cast<std::uint32_t>(plain.bytes.size());
-        if (data == nullptr) return ERROR_SUCCESS;
-        if (plain.bytes.size() > room) return ERROR_MORE_DATA;
-        std::ranges::copy(plain.bytes, reinterpret_cast<std::byte*>(data));
-        return ERROR_SUCCESS;
-    });
+    const Plain plain = std::visit(ToPlain{}, *value);
+    const std::uint32_t room = size == nullptr ? 0 : *size;
+    if (type != nullptr) *type = plain.type;
+    if (size != nullptr) *size = static_cast<std::uint32_t>(plain.bytes.size());
+    if (data == nullptr) return ERROR_SUCCESS;
+    if (plain.bytes.size() > room) return ERROR_MORE_DATA;
+    std::ranges::copy(plain.bytes, reinterpret_cast<std::byte*>(data));
+    return ERROR_SUCCESS;
+} catch (...) {
+    return ERROR_BADDB;
 }
 
 int32_t RegCreateKeyEx(HKEY root, const char* path, uint32_t /*reserved*/, const char* /*cls*/,
                        uint32_t /*options*/, uint32_t /*access*/, void* /*security*/, HKEY* out,
-                       uint32_t* disposition) {
+                       uint32_t* disposition) try {
     if (out == nullptr) return ERROR_INVALID_PARAMETER;
-    return guarded(ERROR_WRITE_FAULT, [&]() -> std::int32_t {
-        const std::optional<std::string> full = path_below(root, path);
-        if (!full) return ERROR_INVALID_HANDLE;
-        const bool existed = registry::key_exists(*full);
-        if (!existed) {
-            const std::int32_t result = write_result(registry::create_key(*full));
-            if (result != ERROR_SUCCESS) return result;
-        }
-        *out = open_key(*full);
-        if (disposition != nullptr) *disposition = existed ? REG_OPENED_EXISTING_KEY : REG_CREATED_NEW_KEY;
-        return ERROR_SUCCESS;
-    });
+    const std::optional<std::string> full = path_below(root, path);
+    if (!full) return ERROR_INVALID_HANDLE;
+    const bool existed = registry::key_exists(*full);
+    if (!existed) {
+        const std::int32_t result = write_result(registry::create_key(*full));
+        if (result != ERROR_SUCCESS) return result;
+    }
+    *out = open_key(*full);
+    if (disposition != nullptr) *disposition = existed ? REG_OPENED_EXISTING_KEY : REG_CREATED_NEW_KEY;
+    return ERROR_SUCCESS;
+} catch (...) {
+    return ERROR_WRITE_FAULT;
 }
 
 int32_t RegSetValueEx(HKEY key, const char* name, uint32_t /*reserved*/, uint32_t type, const uint8_t* data,
-                      uint32_t size) {
-    if (name == nullptr || (data == nullptr && size != 0) || size > largest_value) {
+                      uint32_t size) try {
+    if (name == nullptr || (data == nullptr && size != 0) || size > kLargestValue) {
         return ERROR_INVALID_PARAMETER;
     }
-    return guarded(ERROR_WRITE_FAULT, [&]() -> std::int32_t {
-        const std::optional<std::string> path = path_of(key);
-        if (!path) return ERROR_INVALID_HANDLE;
-        const std::optional<registry::Value> value = to_value(type, {data, size});
-        if (!value) return ERROR_INVALID_PARAMETER;
-        const registry::Entry entry{.name = name, .value = *value};
-        return write_result(registry::set(*path, {&entry, 1}));
-    });
+    const std::optional<std::string> path = path_of(key);
+    if (!path) return ERROR_INVALID_HANDLE;
+    const std::optional<registry::Value> value = to_value(type, {data, size});
+    if (!value) return ERROR_INVALID_PARAMETER;
+    const registry::Entry entry{.name = name, .value = *value};
+    return write_result(registry::set(*path, {&entry, 1}));
+} catch (...) {
+    return ERROR_WRITE_FAULT;
 }
 
-int32_t RegCloseKey(HKEY key) {
+int32_t RegCloseKey(HKEY key) try {
     if (key == HKEY_LOCAL_MACHINE) return ERROR_SUCCESS;
-    return guarded(ERROR_INVALID_HANDLE, [&]() -> std::int32_t {
-        return zel::compat::handles<Key>().remove(key) ? ERROR_SUCCESS : ERROR_INVALID_HANDLE;
-    });
+    return zel::compat::handles<Key>().remove(key) ? ERROR_SUCCESS : ERROR_INVALID_HANDLE;
+} catch (...) {
+    return ERROR_INVALID_HANDLE;
 }

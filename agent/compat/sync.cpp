@@ -10,13 +10,14 @@
 
 #include "event.h"
 #include "handles.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 #include "zel/win32.h"
 
 namespace {
 
 using zel::compat::Event;
-using zel::compat::guarded;
+
+constexpr const char* kModule = "sync";
 
 zel::compat::HandleTable<Event>& events() {
     return zel::compat::handles<Event>();
@@ -26,8 +27,7 @@ HANDLE make_event(const char* name, bool manual_reset, bool initial) {
     if (name == nullptr) return events().add(std::make_shared<Event>(manual_reset, initial));
     const std::shared_ptr<Event> event = Event::create_named(name, manual_reset, initial);
     if (event) return events().add(event);
-    TraceLog(TRACE_LEVEL_RESOURCE, "sync", __func__, __LINE__, "event \"%s\": %s.", name,
-             strerrordesc_np(errno));
+    ZEL_TRACE(TRACE_LEVEL_RESOURCE, "event \"%s\": %s.", name, strerrordesc_np(errno));
     return nullptr;
 }
 
@@ -60,7 +60,7 @@ HANDLE start_thread(uint32_t (*proc)(void*), void* parameter) {
         }).detach();
     } catch (const std::exception& failure) {
         events().remove(handle);
-        TraceLog(TRACE_LEVEL_RESOURCE, "sync", __func__, __LINE__, "no thread: %s.", failure.what());
+        ZEL_TRACE(TRACE_LEVEL_RESOURCE, "no thread: %s.", failure.what());
         return nullptr;
     }
     return handle;
@@ -68,39 +68,41 @@ HANDLE start_thread(uint32_t (*proc)(void*), void* parameter) {
 
 }  // namespace
 
-HANDLE CreateEvent(void* /*security*/, int manualReset, int initial, const char* name) {
-    return guarded(HANDLE{}, [&] { return make_event(name, manualReset != 0, initial != 0); });
+HANDLE CreateEvent(void* /*security*/, int manualReset, int initial, const char* name) try {
+    return make_event(name, manualReset != 0, initial != 0);
+} catch (...) {
+    return nullptr;
 }
 
-HANDLE OpenEvent(uint32_t /*access*/, int /*inherit*/, const char* name) {
-    if (name == nullptr) return nullptr;
-    return guarded(HANDLE{}, [&] {
-        const std::shared_ptr<Event> event = Event::open_named(name);
-        return event ? events().add(event) : nullptr;
-    });
+HANDLE OpenEvent(uint32_t /*access*/, int /*inherit*/, const char* name) try {
+    const std::shared_ptr<Event> event = name == nullptr ? nullptr : Event::open_named(name);
+    return event ? events().add(event) : nullptr;
+} catch (...) {
+    return nullptr;
 }
 
-int SetEvent(HANDLE event) {
-    return guarded(0, [&] {
-        const std::shared_ptr<Event> found = events().find(event);
-        if (found) found->set();
-        return found ? 1 : 0;
-    });
+int SetEvent(HANDLE event) try {
+    const std::shared_ptr<Event> found = events().find(event);
+    if (found) found->set();
+    return found ? 1 : 0;
+} catch (...) {
+    return 0;
 }
 
-uint32_t WaitForSingleObject(HANDLE h, uint32_t ms) {
-    return guarded(WAIT_FAILED, [&] {
-        const std::shared_ptr<Event> event = events().find(h);
-        if (!event) return WAIT_FAILED;
-        return event->wait(ms) ? WAIT_EVENT_SET : WAIT_TIMEOUT;
-    });
+uint32_t WaitForSingleObject(HANDLE h, uint32_t ms) try {
+    const std::shared_ptr<Event> event = events().find(h);
+    if (!event) return WAIT_FAILED;
+    return event->wait(ms) ? WAIT_EVENT_SET : WAIT_TIMEOUT;
+} catch (...) {
+    return WAIT_FAILED;
 }
 
-int CloseHandle(HANDLE h) {
-    return guarded(0, [&] { return events().remove(h) ? 1 : 0; });
+int CloseHandle(HANDLE h) try { return events().remove(h) ? 1 : 0; } catch (...) {
+    return 0;
 }
 
-HANDLE CreateThread(uint32_t (*proc)(void*), void* parameter) {
-    if (proc == nullptr) return nullptr;
-    return guarded(HANDLE{}, [&] { return start_thread(proc, parameter); });
+HANDLE CreateThread(uint32_t (*proc)(void*), void* parameter) try {
+    return proc == nullptr ? nullptr : start_thread(proc, parameter);
+} catch (...) {
+    return nullptr;
 }

@@ -35,8 +35,8 @@ Changes cpu_changes(const CpuSettings& before, const CpuSettings& after) {
 
 }  // namespace
 
-Reread cpu_resource() {
-    return rereading(read_cpu, cpu_changes);
+Reload cpu_resource() {
+    return reloading(read_cpu, cpu_changes);
 }
 
 }  // namespace zel::service

@@ -22,8 +22,8 @@ Changes cycle_changes(const std::string& before, const std::string& after) {
 
 }  // namespace
 
-Reread eventlog_resource() {
-    return rereading(read_cycle, cycle_changes);
+Reload eventlog_resource() {
+    return reloading(read_cycle, cycle_changes);
 }
 
 }  // namespace zel::service

@@ -34,8 +34,8 @@ Changes filesystem_changes(const settings::FilesystemSettings& before,
 
 }  // namespace
 
-Reread filesystem_resource() {
-    return rereading(read_filesystems, filesystem_changes);
+Reload filesystem_resource() {
+    return reloading(read_filesystems, filesystem_changes);
 }
 
 }  // namespace zel::service

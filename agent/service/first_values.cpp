@@ -49,7 +49,7 @@ std::uint32_t sensor_tabs() {
     constexpr std::uint32_t kTemperature = 0x40;
     const auto settings = bmc::read_settings();
     if (!settings) {
-        log(base::config_file() + ": [controller] makes no sense; going on without a controller");
+        log(base::config_file() + ": [controller] is invalid; going on without a controller");
         return 0;
     }
     return bmc::is_present(*settings) ? kVoltage | kTemperature : 0;

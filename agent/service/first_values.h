@@ -3,7 +3,7 @@
 
 namespace zel::service {
 
-/// Tells the other programs, in the registry, which agent this is and what it has: `CurrentVersion`, and
+/// Says in the registry, for the other programs, which agent this is and what it has: `CurrentVersion`, and
 /// `CplTabView` where there is a management controller. Only what is missing is written. A registry that does
 /// not parse is left as it is, and logged. False, and logged, when a value cannot be written.
 bool write_first_values();

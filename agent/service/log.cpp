@@ -5,13 +5,15 @@
 
 #include "base/file_io.h"
 #include "chars/plain.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace zel::service {
 
+constexpr const char* kModule = "service";
+
 void log(const std::string& line) {
     const std::string shown = chars::escaped(line);
-    TraceLog(TRACE_LEVEL_INFO, "service", __func__, __LINE__, "%s", shown.c_str());
+    ZEL_TRACE(TRACE_LEVEL_INFO, "%s", shown.c_str());
     base::write_all(STDERR_FILENO, shown + '\n');
 }
 

@@ -5,7 +5,7 @@
 
 namespace zel::service {
 
-/// Tells one line, without line feed: in the trace log (level 3) and on standard error, where the service
+/// Logs one line, without line feed: in the trace log (level 3) and on standard error, where the service
 /// manager keeps it. What could steer a terminal is escaped. From any thread.
 void log(const std::string& line);
 

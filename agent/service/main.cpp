@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// ZELntserver, the agent's service: holds the settings of the monitored resources, takes changes up when it
-// is told, and answers to those who want to know whether it runs.
+// ZELntserver, the agent's service: holds the settings of the monitored resources, reloads them when it
+// is asked to, and answers to those who want to know whether it runs.
 #include <sys/signalfd.h>
 #include <sys/stat.h>
 #include <systemd/sd-daemon.h>
@@ -77,7 +77,7 @@ base::UniqueFd take_lock() {
     return {};
 }
 
-/// A descriptor that tells of the signals to end and to read everything anew.
+/// A descriptor that reads the signals to end and to reload everything.
 base::UniqueFd redirect_signals() {
     std::signal(SIGPIPE, SIG_IGN);
     sigset_t signals;
@@ -91,8 +91,8 @@ base::UniqueFd redirect_signals() {
 }
 
 std::string reload(Resources& resources) {
-    log("reading all settings anew");
-    resources.reset_all();
+    log("reloading all settings");
+    resources.reload_all();
     return "ok";
 }
 
@@ -100,7 +100,7 @@ std::string answer(std::string_view request, Resources& resources) {
     constexpr std::string_view kReset = "reset ";
     if (request == "ping") return std::string("ok ") + kVersion;
     if (request == "reload") return reload(resources);
-    if (request.starts_with(kReset)) return resources.reset(request.substr(kReset.size()));
+    if (request.starts_with(kReset)) return resources.reload(request.substr(kReset.size()));
     return "error unknown request";
 }
 
@@ -125,11 +125,11 @@ int run() {
     look_at_configuration();
     if (may_write_settings()) write_first_values();
     Resources resources;
-    resources.reset_all();
+    resources.reload_all();
     Server server([&](std::string_view request) { return answer(request, resources); });
     if (!server.listen()) return 1;
     const ControllerWatch controller;
-    const EventWatch eventlog("Eventlog_Cycle_Event", [&] { resources.reset("eventlog"); });
+    const EventWatch eventlog("Eventlog_Cycle_Event", [&] { resources.reload("eventlog"); });
     log(std::string(kVersion) + " is ready");
     ::sd_notify(0, "READY=1");
     const bool ordered = server.run(signals.get(), [&] { return take_signal(signals.get(), resources); });
@@ -145,7 +145,7 @@ int prepare() {
     return write_first_values() ? 0 : 1;
 }
 
-/// Has the running service read all settings anew, and waits until it has.
+/// Has the running service reload all settings, and waits until it has.
 int order_reload() {
     constexpr std::chrono::seconds kPatience{10};
     const auto answer = client::request("reload", std::chrono::steady_clock::now() + kPatience);

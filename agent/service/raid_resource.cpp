@@ -19,8 +19,8 @@ Changes raid_changes(int before, int after) {
 
 }  // namespace
 
-Reread raid_resource() {
-    return rereading(read_raid, raid_changes);
+Reload raid_resource() {
+    return reloading(read_raid, raid_changes);
 }
 
 }  // namespace zel::service

@@ -8,8 +8,8 @@
 namespace zel::service {
 namespace {
 
-std::string take_up(const std::string& name, const Reread& reread) {
-    const auto changes = reread();
+std::string reload_one(const std::string& name, const Reload& reload) {
+    const auto changes = reload();
     if (!changes) {
         // Most settings are read by the libraries, which tell the trace log alone; asked here, the registry
         // tells this log why it reads as empty.
@@ -53,20 +53,20 @@ Resources::Resources()
           {"watchdog", record_resource(settings::kWatchdog)},
       } {}
 
-std::string Resources::reset(std::string_view name) {
+std::string Resources::reload(std::string_view name) {
     const std::lock_guard lock(guard_);
     const std::size_t blank = name.find(' ');
     const auto found = resources_.find(name.substr(0, blank));
     if (found == resources_.end()) return "error unknown resource";
-    std::string answer = take_up(found->first, found->second);
+    std::string answer = reload_one(found->first, found->second);
     if (blank == std::string_view::npos || answer != "ok") return answer;
     return start_anew(found->first, name.substr(blank + 1));
 }
 
-void Resources::reset_all() {
+void Resources::reload_all() {
     const std::lock_guard lock(guard_);
-    for (const auto& [name, reread] : resources_)
-        take_up(name, reread);
+    for (const auto& [name, read] : resources_)
+        reload_one(name, read);
 }
 
 }  // namespace zel::service

@@ -23,13 +23,13 @@ using Changes = std::vector<std::string>;
 void note_change(Changes& changes, const std::string& what, const std::string& before,
                  const std::string& after);
 
-/// Reads a resource's settings anew and holds them. The result is what changed since the reading before,
+/// Reads a resource's settings again and holds them. The result is what changed since the reading before,
 /// which is empty for the first one; nothing when they cannot be read: the held ones then stay.
-using Reread = std::function<std::optional<Changes>()>;
+using Reload = std::function<std::optional<Changes>()>;
 
-/// The Reread for settings that `read` gives (in an optional) and `compare` (before, after) describes.
+/// The Reload for settings that `read` gives (in an optional) and `compare` (before, after) describes.
 template <class Read, class Compare>
-Reread rereading(Read read, Compare compare) {
+Reload reloading(Read read, Compare compare) {
     return [held = decltype(read()){}, read, compare]() mutable -> std::optional<Changes> {
         auto now = read();
         if (!now) return std::nullopt;
@@ -49,11 +49,11 @@ void note_record_changes(Changes& changes, const Table& table, const typename Ta
                     std::to_string(after.*member));
 }
 
-/// The Reread for a record that the registry keeps.
+/// The Reload for a record that the registry keeps.
 template <class Table>
-Reread record_resource(const Table& table) {
+Reload record_resource(const Table& table) {
     using Record = typename Table::Record;
-    return rereading([&table] { return settings::read_record(table); },
+    return reloading([&table] { return settings::read_record(table); },
                      [&table](const Record& before, const Record& after) {
                          Changes changes;
                          note_record_changes(changes, table, before, after);
@@ -62,11 +62,11 @@ Reread record_resource(const Table& table) {
 }
 
 // One per resource that needs more than that, each in its own file.
-Reread cpu_resource();
-Reread eventlog_resource();
-Reread filesystem_resource();
-Reread raid_resource();
-Reread storage_resource();
+Reload cpu_resource();
+Reload eventlog_resource();
+Reload filesystem_resource();
+Reload raid_resource();
+Reload storage_resource();
 
 /// True when the machine has this storage device.
 bool is_storage_device(const std::string& name);
@@ -76,18 +76,18 @@ class Resources {
   public:
     Resources();
 
-    /// Reads one resource anew and logs each change ("cpu: TOTAL FatalReport 95 -> 97").
+    /// Reloads one resource and logs each change ("cpu: TOTAL FatalReport 95 -> 97").
     /// @param name  The resource; "storage <device>" also starts anew with that device. What escape_name does
     ///              to a device's name is undone.
     /// @return The answer to a client: "ok", or "error <why>".
-    std::string reset(std::string_view name);
+    std::string reload(std::string_view name);
 
-    /// Reads all resources anew.
-    void reset_all();
+    /// Reloads all resources.
+    void reload_all();
 
   private:
     std::mutex guard_;
-    std::map<std::string, Reread, std::less<>> resources_;
+    std::map<std::string, Reload, std::less<>> resources_;
 };
 
 }  // namespace zel::service

@@ -36,8 +36,8 @@ Changes storage_changes(const settings::StorageSettings& before, const settings:
 
 }  // namespace
 
-Reread storage_resource() {
-    return rereading(read_storage, storage_changes);
+Reload storage_resource() {
+    return reloading(read_storage, storage_changes);
 }
 
 bool is_storage_device(const std::string& name) {

@@ -82,7 +82,7 @@ bool put_one(KeyFile& file, const std::string& group, const FsSettings& settings
     return fits;
 }
 
-/// A mode that makes no sense is somebody's slip of the pen: it may have been meant to watch.
+/// An invalid mode is somebody's slip of the pen: it may have been meant to watch.
 bool is_watched(const KeyFile& file, const std::string& group) {
     return file.get(group, kModeKey).value_or(fs_mode_name(FS_MODE_OFF)) != fs_mode_name(FS_MODE_OFF);
 }

@@ -5,11 +5,12 @@
 
 #include "base/paths.h"
 #include "threshold_file.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace zel::settings {
 namespace {
 
+constexpr const char* kModule = "raid";
 using store::KeyFile;
 using store::Status;
 
@@ -27,9 +28,8 @@ Status read_raid(int& interval) {
     if (status != Status::ok) return status;
     const auto number = file.get_int(kGeneralGroup, kRaidInterval.name);
     if (!number || !kRaidInterval.allows(static_cast<std::uint64_t>(*number))) {
-        TraceLog(TRACE_LEVEL_ERROR, "raid", __func__, __LINE__, "%s: [%s] %s is not a number from %u to %u.",
-                 path().c_str(), kGeneralGroup, kRaidInterval.name, kRaidInterval.least,
-                 kRaidInterval.greatest);
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "%s: [%s] %s is not a number from %u to %u.", path().c_str(),
+                  kGeneralGroup, kRaidInterval.name, kRaidInterval.least, kRaidInterval.greatest);
         return Status::corrupt;
     }
     interval = static_cast<int>(*number);

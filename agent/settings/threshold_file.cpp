@@ -7,11 +7,12 @@
 #include <cstring>
 
 #include "chars/utf8.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace zel::settings {
 namespace {
 
+constexpr const char* kModule = "threshold_file";
 constexpr const char* kPresentKey = "present";
 constexpr std::size_t kMostTold = 20;
 
@@ -87,8 +88,7 @@ bool mark_present(store::KeyFile& file, const Naming& naming, const FoundNames& 
 store::Status load_thresholds(const std::string& path, store::KeyFile& file) {
     const store::Status status = store::read_key_file(path, file);
     if (status == store::Status::failed) {
-        TraceLog(TRACE_LEVEL_ERROR, "threshold_file", __func__, __LINE__, "%s cannot be read: %s.",
-                 path.c_str(), std::strerror(errno));
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "%s cannot be read: %s.", path.c_str(), std::strerror(errno));
     }
     return status;
 }
@@ -98,15 +98,14 @@ bool save_thresholds(const std::string& path, const std::function<bool(store::Ke
     errno = 0;
     const auto checked = [&](store::KeyFile& file) { return fits = change(file); };
     if (store::update_key_file(path, checked) == store::Status::ok && fits) return true;
-    TraceLog(TRACE_LEVEL_ERROR, "threshold_file", __func__, __LINE__, "%s cannot be written: %s.",
-             path.c_str(), std::strerror(fits ? errno : EINVAL));
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "%s cannot be written: %s.", path.c_str(),
+              std::strerror(fits ? errno : EINVAL));
     return false;
 }
 
 ThresholdReader::~ThresholdReader() {
     if (told_ <= kMostTold) return;
-    TraceLog(TRACE_LEVEL_ERROR, "threshold_file", __func__, __LINE__, "%s: %zu more values make no sense.",
-             path_.c_str(), told_ - kMostTold);
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "%s: %zu more values are invalid.", path_.c_str(), told_ - kMostTold);
 }
 
 int ThresholdReader::number(const std::string& group, const std::string& key, Range range, int fallback) {
@@ -130,8 +129,7 @@ std::size_t ThresholdReader::word(const std::string& group, const std::string& k
 
 void ThresholdReader::tell(const std::string& group, const std::string& what) {
     if (++told_ > kMostTold) return;
-    TraceLog(TRACE_LEVEL_ERROR, "threshold_file", __func__, __LINE__, "%s: [%s] %s.", path_.c_str(),
-             group.c_str(), what.c_str());
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "%s: [%s] %s.", path_.c_str(), group.c_str(), what.c_str());
 }
 
 }  // namespace zel::settings

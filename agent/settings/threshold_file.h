@@ -26,7 +26,7 @@ namespace zel::settings {
 
 inline constexpr const char* kGeneralGroup = "general";
 
-/// Names of the things that were found; nothing when it cannot be told what is there.
+/// Names of the things that were found; nothing when it is not known what is there.
 using FoundNames = std::optional<std::set<std::string>>;
 
 /// `name` as a group's name can hold it: '%', brackets, control characters, and in a name that is not UTF-8
@@ -56,7 +56,7 @@ std::string group_of(const std::map<std::string, std::string>& groups, const Nam
 /// already keep their mark, new ones count as present. False when a mark cannot be written.
 bool mark_present(store::KeyFile& file, const Naming& naming, const FoundNames& found);
 
-/// As store::read_key_file; a file that cannot be read is told in the trace log here, one that does not parse
+/// As store::read_key_file; a file that cannot be read is logged here, one that does not parse
 /// (the next writer keeps it aside) there.
 store::Status load_thresholds(const std::string& path, store::KeyFile& file);
 
@@ -65,12 +65,12 @@ inline bool is_readable(store::Status status) {
     return status == store::Status::ok || status == store::Status::not_found;
 }
 
-/// Has `change` edit the file and replaces it; false, told in the trace log, when that failed or `change`
-/// returned false.
+/// Has `change` edit the file and replaces it; false, and logged, when that failed or `change` returned
+/// false.
 bool save_thresholds(const std::string& path, const std::function<bool(store::KeyFile&)>& change);
 
-/// Takes values out of a key file. What is missing or makes no sense is told in the trace log, up to a bound,
-/// and reads as its fallback; a group that does not exist is silent.
+/// Takes values out of a key file. What is missing or invalid is logged, up to a bound, and reads
+/// as its fallback; a group that does not exist is silent.
 class ThresholdReader {
   public:
     struct Range {
@@ -94,7 +94,7 @@ class ThresholdReader {
                      std::span<const std::string_view> words, std::size_t fallback);
     /// Seconds between two samples.
     int interval() { return number(kGeneralGroup, kInterval); }
-    /// Tells of a group whose values do not fit together.
+    /// Logs a group whose values do not fit together.
     void tell(const std::string& group, const std::string& what);
 
   private:

@@ -2,11 +2,11 @@
 // Text key files that an administrator can read, compare and mend: the one store under the registry,
 // the threshold files and the configuration.
 //
-// Writing is durable and atomic: a lock on `PATH.lock`, the file read anew, the change made, a temporary
+// Writing is durable and atomic: a lock on `PATH.lock`, the file read again, the change made, a temporary
 // file written and synced, renamed over the old one, and the folder synced. The lock is its owner's alone
 // (0600), so that whoever may only read cannot hold up a writer. Readers take no lock: they see the old or the
 // new file, never a mix. A file that does not parse, or is too large to, is kept aside as
-// `PATH.corrupt-<time>` by the next writer and told in the trace log; it is never written over.
+// `PATH.corrupt-<time>` by the next writer and logged; it is never written over.
 #pragma once
 
 #include <cstdint>
@@ -81,7 +81,7 @@ Status update_key_file(const std::string& path, const std::function<bool(KeyFile
 /// Writes `bytes` to a temporary file beside `path`, syncs it, renames it over `path` and syncs the folder.
 /// Mode 0600; 0640 with the folder's group where the folder's mode is 0750. False with errno set when any
 /// step failed; the old file then stands untouched, except that a failure of the very last step (a disk that
-/// cannot sync the folder) is told with the new file in place.
+/// cannot sync the folder) is reported with the new file in place.
 bool replace_file(const std::string& path, std::string_view bytes);
 
 /// Parses a whole decimal or 0x-prefixed number, with sign; nothing on overflow or trailing characters.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Reading a key file together with what tells one state of the file from another.
+// Reading a key file together with what makes one state of the file differ from another.
 #pragma once
 
 #include <sys/stat.h>
@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 
+#include "base/file_io.h"
 #include "key_file.h"
 
 namespace zel::store {
@@ -17,9 +18,9 @@ namespace zel::store {
 // Larger files count as corrupt and are never written: reading one would hold up every program of the agent.
 // The largest that we have any use for are those of a thousand mounts with paths of 4 KiB (4.4 MB, 12,000
 // lines) or ten thousand devices.
-inline constexpr std::size_t max_key_file_size = std::size_t{8} << 20;
-inline constexpr std::size_t max_key_file_lines = 131'072;
-inline constexpr std::size_t max_key_file_groups = 16'384;
+inline constexpr std::size_t kMaxKeyFileSize = std::size_t{8} << 20;
+inline constexpr std::size_t kMaxKeyFileLines = 131'072;
+inline constexpr std::size_t kMaxKeyFileGroups = 16'384;
 
 /// What a text has too much of, "has more than 16384 groups"; empty when it is within the bounds.
 std::string too_large(std::string_view text);
@@ -42,10 +43,17 @@ struct FileStamp {
 
 FileStamp stamp_of(const struct stat& info);
 
-/// The stamp of what stands at `path`; nothing but zeros when that cannot be told.
+/// The stamp of what stands at `path`; nothing but zeros when that is not known.
 FileStamp stamp_of(const std::string& path);
+
+/// False while a further change could leave a file of the same stamp: the clock behind a file's times goes
+/// in steps, and the inode of a replaced file is used again.
+bool is_settled(const FileStamp& stamp);
 
 /// As `read_key_file(path, out)`; `stamp` receives the state that was read, `text` what the file holds.
 Status read_key_file(const std::string& path, KeyFile& out, FileStamp& stamp, std::string& text);
+/// The same of a file that was opened, or could not be, as errno says; `path` is its name for the log.
+Status read_key_file(const base::UniqueFd& file, const std::string& path, KeyFile& out, FileStamp& stamp,
+                     std::string& text);
 
 }  // namespace zel::store

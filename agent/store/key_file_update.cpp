@@ -11,8 +11,6 @@
 #include <csignal>
 #include <cstdio>
 #include <ctime>
-#include <map>
-#include <mutex>
 #include <utility>
 
 #include "base/file_io.h"
@@ -20,40 +18,18 @@
 #include "base/paths.h"
 #include "key_file.h"
 #include "key_file_read.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace zel::store {
 namespace {
 
-constexpr std::chrono::seconds longest_wait_for_lock{5};
-constexpr std::string_view temporary_suffix = ".tmp.";
-
-std::int64_t nanoseconds(const timespec& time) {
-    return static_cast<std::int64_t>(time.tv_sec) * 1'000'000'000 + time.tv_nsec;
-}
-
-void trace_unreadable(const std::string& line) {
-    TraceLog(TRACE_LEVEL_ERROR, "store", __func__, __LINE__, "%s", line.c_str());
-}
-
-std::atomic<UnreadableTeller> teller = trace_unreadable;
-
-/// Tells of a file that reads as empty, once for each state of it.
-void tell_unreadable(const std::string& path, const FileStamp& stamp, const std::string& why) {
-    static std::mutex mutex;
-    static std::map<std::string, FileStamp>& told = *new std::map<std::string, FileStamp>;
-    {
-        const std::lock_guard guard(mutex);
-        const auto [place, first] = told.try_emplace(path, stamp);
-        if (!first && std::exchange(place->second, stamp) == stamp) return;
-    }
-    const base::ErrnoKeeper keep;
-    teller.load()(path + ' ' + why + "; reading it as empty.");
-}
+constexpr const char* kModule = "store";
+constexpr std::chrono::seconds kLongestWaitForLock{5};
+constexpr std::string_view kTemporarySuffix = ".tmp.";
 
 /// Removes what killed writers left of the file's replacements.
 void remove_stale_temporaries(const base::OwnFolder& folder, const std::string& file) {
-    const std::string prefix = file + std::string(temporary_suffix);
+    const std::string prefix = file + std::string(kTemporarySuffix);
     for (const std::string& name : folder.names().value_or(std::vector<std::string>())) {
         if (!name.starts_with(prefix)) continue;
         const auto writer =
@@ -106,7 +82,7 @@ class Replacement {
         // A name may be taken by the leftover of a killed process that had our process number.
         for (int attempt = 0; attempt < 100; ++attempt) {
             std::string name = file_;
-            name.append(temporary_suffix).append(std::to_string(getpid())).append(1, '.');
+            name.append(kTemporarySuffix).append(std::to_string(getpid())).append(1, '.');
             name.append(std::to_string(counter++));
             file = folder_.open_file(name, O_WRONLY | O_CREAT | O_EXCL, 0600);
             if (file) name_ = std::move(name);
@@ -125,7 +101,7 @@ base::UniqueFd lock_for_update(const base::OwnFolder& folder, const std::string&
     const std::string name = file + ".lock";
     for (;;) {
         base::UniqueFd lock = folder.open_file(name, O_RDWR | O_CREAT, 0600);
-        if (!lock || !base::lock_file(lock.get(), LOCK_EX, longest_wait_for_lock)) return {};
+        if (!lock || !base::lock_file(lock.get(), LOCK_EX, kLongestWaitForLock)) return {};
         // Somebody tidying the folder may have removed the lock file; then it protects nothing.
         if (folder.still_holds(name, lock.get())) return lock;
     }
@@ -144,8 +120,7 @@ bool keep_aside(const base::OwnFolder& folder, const std::string& file) {
         aside = base + '-' + std::to_string(count);
     // A link leaves the old name in place until the replacement takes it; not every file system has links.
     if (!folder.link(file, aside) && !folder.rename(file, aside)) return false;
-    TraceLog(TRACE_LEVEL_ERROR, "store", __func__, __LINE__, "%s is kept as %s.", file.c_str(),
-             aside.c_str());
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "%s is kept as %s.", file.c_str(), aside.c_str());
     return true;
 }
 
@@ -156,58 +131,7 @@ bool is_readable_text(const std::string& text) {
     return false;
 }
 
-/// Reads what stands in an open file, if any.
-Status read_open(const base::UniqueFd& file, const std::string& path, KeyFile& out, FileStamp& stamp,
-                 std::string& text) {
-    out = KeyFile();
-    stamp = {};
-    text.clear();
-    if (!file) return errno == ENOENT ? Status::not_found : Status::failed;
-    struct stat info {};
-    if (fstat(file.get(), &info) != 0) return Status::failed;
-    stamp = stamp_of(info);
-    // One byte more than a key file may have, and one more than it has: the end is then seen at once.
-    if (!base::read_at_most(file.get(), max_key_file_size + 1, text,
-                            static_cast<std::size_t>(info.st_size) + 1))
-        return Status::failed;
-    std::string fault = too_large(text);
-    if (fault.empty() && out.parse(text)) return Status::ok;
-    tell_unreadable(path, stamp, fault.empty() ? "cannot be understood" : fault);
-    return Status::corrupt;
-}
-
-base::UniqueFd open_to_read(const std::string& path) {
-    return base::own_root(path).empty() ? base::open_regular(path) : base::open_own(path);
-}
-
 }  // namespace
-
-FileStamp stamp_of(const struct stat& info) {
-    return {.device = info.st_dev,
-            .inode = info.st_ino,
-            .size = info.st_size,
-            .modified_ns = nanoseconds(info.st_mtim),
-            .changed_ns = nanoseconds(info.st_ctim)};
-}
-
-FileStamp stamp_of(const std::string& path) {
-    struct stat info {};
-    return stat(path.c_str(), &info) == 0 ? stamp_of(info) : FileStamp{};
-}
-
-void tell_unreadable_files_to(UnreadableTeller listener) {
-    teller = listener;
-}
-
-Status read_key_file(const std::string& path, KeyFile& out, FileStamp& stamp, std::string& text) {
-    return read_open(open_to_read(path), path, out, stamp, text);
-}
-
-Status read_key_file(const std::string& path, KeyFile& out) {
-    FileStamp stamp;
-    std::string text;
-    return read_key_file(path, out, stamp, text);
-}
 
 Status update_key_file(const std::string& path, const std::function<bool(KeyFile&)>& change) {
     const auto folder = base::OwnFolder::make(base::parent_folder(path));
@@ -219,7 +143,7 @@ Status update_key_file(const std::string& path, const std::function<bool(KeyFile
     KeyFile file;
     FileStamp stamp;
     std::string before;
-    const Status found = read_open(folder.open_file(name, O_RDONLY), path, file, stamp, before);
+    const Status found = read_key_file(folder.open_file(name, O_RDONLY), path, file, stamp, before);
     if (found == Status::failed) return Status::failed;
     if (found == Status::corrupt) before.clear();
     if (!change(file)) return Status::ok;

@@ -3,14 +3,16 @@
 
 #include <dlfcn.h>
 
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace zel::store {
 namespace {
 
+constexpr const char* kModule = "late_library";
+
 void trace_loader_error(const std::string& name) {
     const char* error = ::dlerror();
-    TraceLog(TRACE_LEVEL_ERROR, "late_library", __func__, __LINE__, "%s", error ? error : name.c_str());
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "%s", error ? error : name.c_str());
 }
 
 }  // namespace

@@ -4,16 +4,14 @@
 #include <algorithm>
 #include <cerrno>
 #include <charconv>
-#include <chrono>
 #include <limits>
 #include <map>
-#include <mutex>
 #include <system_error>
 #include <unordered_map>
 #include <utility>
 
 #include "base/paths.h"
-#include "key_file_read.h"
+#include "cached_file.h"
 
 namespace zel::store::registry {
 namespace {
@@ -70,11 +68,11 @@ struct Formatter {
     std::string operator()(std::uint32_t number) const { return "dword:" + std::to_string(number); }
     std::string operator()(const std::string& text) const { return "sz:" + text; }
     std::string operator()(const Binary& bytes) const {
-        constexpr std::string_view digits = "0123456789abcdef";
+        constexpr std::string_view kDigits = "0123456789abcdef";
         std::string text = "binary:";
         for (const std::uint8_t byte : bytes) {
-            text += digits[byte >> 4U];
-            text += digits[byte & 0xFU];
+            text += kDigits[byte >> 4U];
+            text += kDigits[byte & 0xFU];
         }
         return text;
     }
@@ -86,50 +84,24 @@ using Keys = std::map<std::string, Values>;
 
 /// The registry as one state of its file has it, all names folded.
 struct Snapshot {
-    Status status = Status::not_found;
+    Snapshot(Status read, const KeyFile& file) : status(read) {
+        for (const std::string& group : file.groups()) {
+            Values& values = keys[folded_path(group)];
+            for (const std::string& name : file.keys(group)) {
+                const std::optional<std::string> text = file.get(group, name);
+                values.insert_or_assign(fold(name), text ? parse_value(*text) : std::nullopt);
+            }
+        }
+    }
+
+    Status status;
     Keys keys;
 };
 
-Keys index(const KeyFile& file) {
-    Keys keys;
-    for (const std::string& group : file.groups()) {
-        Values& values = keys[folded_path(group)];
-        for (const std::string& name : file.keys(group)) {
-            const std::optional<std::string> text = file.get(group, name);
-            values.insert_or_assign(fold(name), text ? parse_value(*text) : std::nullopt);
-        }
-    }
-    return keys;
-}
-
-/// False while a further change could leave a file of the same stamp: the clock behind a file's times goes
-/// in steps, and the inode of a replaced file is used again.
-bool is_settled(const FileStamp& stamp) {
-    using std::chrono::nanoseconds;
-    constexpr std::chrono::milliseconds step{100};
-    const auto now = std::chrono::system_clock::now().time_since_epoch();
-    return now - nanoseconds(stamp.changed_ns) > step;
-}
-
 std::shared_ptr<const Snapshot> current() {
-    static std::mutex mutex;
-    static FileStamp cached_stamp;
-    static bool settled = false;
     // Never destroyed: threads may still read while the process ends.
-    static std::shared_ptr<const Snapshot>& cached = *new std::shared_ptr<const Snapshot>;
-
-    const std::lock_guard guard(mutex);
-    if (cached && settled && stamp_of(path()) == cached_stamp) return cached;
-    const auto fresh = std::make_shared<Snapshot>();
-    KeyFile file;
-    FileStamp stamp;
-    std::string text;
-    fresh->status = read_key_file(path(), file, stamp, text);
-    if (fresh->status == Status::ok) fresh->keys = index(file);
-    cached = fresh;
-    cached_stamp = stamp;
-    settled = (fresh->status == Status::ok || fresh->status == Status::corrupt) && is_settled(stamp);
-    return cached;
+    static auto& file = *new CachedFile<Snapshot>(path());
+    return file.current();
 }
 
 /// Where one key's values stand in the file, in the file's own spelling.

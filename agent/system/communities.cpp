@@ -16,7 +16,7 @@
 #include "base/file_io.h"
 #include "base/plain_text.h"
 #include "snmpd_lines.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace zel::system {
 namespace {
@@ -48,7 +48,7 @@ std::string resolve(std::string_view path, const std::string& from) {
 
 class Reader {
   public:
-    /// Reads one file. `ours` tells whether it begins in the daemon's own section: a file inherits the
+    /// Reads one file. `ours` says whether it begins in the daemon's own section: a file inherits the
     /// section from the place that includes it.
     void read(const std::string& path, int depth, bool ours);
 
@@ -73,8 +73,7 @@ class Reader {
 /// Counts what is opened, so that no configuration keeps its reader busy for long.
 bool Reader::may_go_on(const std::string& path) {
     if (++includes_ == kMostIncludes + 1) {
-        TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__,
-                 "%s and further files are left out: too many.", path.c_str());
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "%s and further files are left out: too many.", path.c_str());
     }
     return includes_ <= kMostIncludes && !full();
 }
@@ -84,12 +83,11 @@ base::UniqueFd Reader::open(const std::string& path, bool ours) {
     base::UniqueFd file = base::open_regular(path);
     struct stat info {};
     if (!file || ::fstat(file.get(), &info) != 0) {
-        TraceLog(TRACE_LEVEL_RESOURCE, kModule, __func__, __LINE__, "%s cannot be opened: %s.", path.c_str(),
-                 base::why_not_opened());
+        ZEL_TRACE(TRACE_LEVEL_RESOURCE, "%s cannot be opened: %s.", path.c_str(), base::why_not_opened());
         return {};
     }
     if (info.st_size > static_cast<off_t>(kLargestFile)) {
-        TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "%s is left out: too large.", path.c_str());
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "%s is left out: too large.", path.c_str());
         return {};
     }
     if (!visited_.insert({info.st_dev, info.st_ino, ours}).second) return {};
@@ -99,8 +97,7 @@ base::UniqueFd Reader::open(const std::string& path, bool ours) {
 void Reader::read(const std::string& path, int depth, bool ours) {
     if (!may_go_on(path)) return;
     if (depth > kDeepestInclude) {
-        TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "%s is left out: included too deep.",
-                 path.c_str());
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "%s is left out: included too deep.", path.c_str());
         return;
     }
     const base::UniqueFd file = open(path, ours);
@@ -111,9 +108,9 @@ void Reader::read(const std::string& path, int depth, bool ours) {
         read_line(lines.words(), path, depth, ours);
     }
     if (left_out_ > 0 || full()) {
-        TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__,
-                 "%s: %zu community names left out (empty, longer than %zu bytes, or not plain text)%s.",
-                 path.c_str(), left_out_, kLongestCommunity, full() ? ", and all after too many" : "");
+        ZEL_TRACE(TRACE_LEVEL_ERROR,
+                  "%s: %zu community names left out (empty, longer than %zu bytes, or not plain text)%s.",
+                  path.c_str(), left_out_, kLongestCommunity, full() ? ", and all after too many" : "");
     }
     left_out_ = left_out_before;
 }
@@ -122,8 +119,7 @@ void Reader::read_folder(const std::string& path, int depth, bool ours) {
     if (!may_go_on(path)) return;
     auto names = base::names_in(path);
     if (!names) {
-        TraceLog(TRACE_LEVEL_RESOURCE, kModule, __func__, __LINE__, "%s cannot be read: %s.", path.c_str(),
-                 std::strerror(errno));
+        ZEL_TRACE(TRACE_LEVEL_RESOURCE, "%s cannot be read: %s.", path.c_str(), std::strerror(errno));
         return;
     }
     std::erase_if(*names,

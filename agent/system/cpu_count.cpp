@@ -11,11 +11,12 @@
 
 #include "base/file_io.h"
 #include "store/agent_config.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace zel::system {
 namespace {
 
+constexpr const char* kModule = "cpu_count";
 constexpr int kMostCpus = 8192;  // no Linux kernel is built for more
 
 /// Takes a CPU's number off the front.
@@ -57,8 +58,8 @@ int count_cpus() {
     const bool read = file && base::read_at_most(file.get(), kLongestList, list);
     if (const auto count = read ? cpus_in_list(list) : std::nullopt) return *count;
     const long running = ::sysconf(_SC_NPROCESSORS_ONLN);
-    TraceLog(TRACE_LEVEL_RESOURCE, "cpu_count", __func__, __LINE__,
-             "%s is no list of CPUs; counting the %ld that run.", path.c_str(), running);
+    ZEL_TRACE(TRACE_LEVEL_RESOURCE, "%s is no list of CPUs; counting the %ld that run.", path.c_str(),
+              running);
     return static_cast<int>(std::clamp(running, 1L, long{kMostCpus}));
 }
 

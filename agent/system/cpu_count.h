@@ -11,8 +11,7 @@ namespace zel::system {
 std::optional<int> cpus_in_list(std::string_view list);
 
 /// CPUs that are plugged in (agent.conf, [monitor] cpu_present: where else the kernel lists them), also those
-/// switched off at present; empty slots do not count. Without a list that makes sense, which is told in the
-/// trace log, those that are switched on. At least 1.
+/// switched off at present; empty slots do not count. Without a valid list, which is logged, those that are switched on. At least 1.
 int count_cpus();
 
 }  // namespace zel::system

@@ -18,10 +18,12 @@
 #include "store/agent_config.h"
 #include "store/key_file.h"
 #include "zel/access_monitor.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace zel::system {
 namespace {
+
+constexpr const char* kModule = "disks";
 
 /// What one of the kernel's attribute files says, without its line's end; empty without such a file.
 std::string attribute(const std::string& path) {
@@ -91,8 +93,7 @@ std::string identity_of(const Device& device) {
 
 bool fits(const std::string& name) {
     if (name.size() < STORAGE_NAME_SIZE) return true;
-    TraceLog(TRACE_LEVEL_ERROR, "disks", __func__, __LINE__,
-             "The name of the device %s is too long, left out.", name.c_str());
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "The name of the device %s is too long, left out.", name.c_str());
     return false;
 }
 
@@ -111,8 +112,7 @@ std::optional<std::vector<std::string>> list_disks() {
     const std::string folder = store::configured("monitor", "sys_block", "/sys/block");
     const auto found = base::names_in(folder);
     if (!found) {
-        TraceLog(TRACE_LEVEL_RESOURCE, "disks", __func__, __LINE__, "%s cannot be read: %s.", folder.c_str(),
-                 std::strerror(errno));
+        ZEL_TRACE(TRACE_LEVEL_RESOURCE, "%s cannot be read: %s.", folder.c_str(), std::strerror(errno));
         return std::nullopt;
     }
     std::vector<Device> disks;
@@ -125,8 +125,8 @@ std::optional<std::vector<std::string>> list_disks() {
     });
     drop_further_paths(disks);
     if (disks.size() > STORAGE_DEVICES_MAX) {
-        TraceLog(TRACE_LEVEL_ERROR, "disks", __func__, __LINE__,
-                 "%zu devices, only the first %d are watched.", disks.size(), STORAGE_DEVICES_MAX);
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "%zu devices, only the first %d are watched.", disks.size(),
+                  STORAGE_DEVICES_MAX);
         disks.resize(STORAGE_DEVICES_MAX);
     }
     std::vector<std::string> names;

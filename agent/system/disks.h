@@ -10,8 +10,8 @@ namespace zel::system {
 /// Names of the machine's disks (agent.conf, [monitor] sys_block: where else the kernel lists them) in
 /// version order (nvme2n1 before nvme10n1), STORAGE_DEVICES_MAX at most. A disk with several paths stands
 /// under the first of its names. Not among them: virtual and hidden devices, optical drives, floppies, the
-/// boot partitions of an eMMC, drives without a medium, and (told in the trace log) names longer than the
-/// contract's tables hold. Nothing, told in the trace log, when the system's list cannot be read.
+/// boot partitions of an eMMC, drives without a medium, and (logged) names longer than the
+/// contract's tables hold. Nothing, and logged, when the system's list cannot be read.
 std::optional<std::vector<std::string>> list_disks();
 
 }  // namespace zel::system

@@ -19,7 +19,7 @@
 #include "base/file_io.h"
 #include "base/trusted_folder.h"
 #include "store/agent_config.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace zel::system {
 namespace {
@@ -94,8 +94,7 @@ bool run(Words words) {
         ::posix_spawn(&child, arguments[0], &actions, nullptr, arguments.data(), environment.data());
     ::posix_spawn_file_actions_destroy(&actions);
     if (error != 0) {
-        TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "%s cannot be run: %s.", arguments[0],
-                 std::strerror(error));
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "%s cannot be run: %s.", arguments[0], std::strerror(error));
         return false;
     }
     return finish(child);
@@ -108,8 +107,8 @@ std::optional<std::string> next_grub_entry() {
     const auto block = read_block(path);
     if (!block && errno == ENOENT) return std::string();
     if (!block || !block->starts_with(kSignature)) {
-        TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "%s: %s.", path.c_str(),
-                 block ? "no environment block" : base::why_not_opened());
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "%s: %s.", path.c_str(),
+                  block ? "no environment block" : base::why_not_opened());
         return std::nullopt;
     }
     std::string entry;
@@ -125,14 +124,13 @@ bool set_next_grub_entry(const std::string& entry) {
     const auto program =
         base::trusted_path(store::configured("maintenance", "grub_editenv", "/usr/bin/grub-editenv"), fault);
     if (!program) {
-        TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "The program grub_editenv is not run: %s.",
-                 fault.c_str());
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "The program grub_editenv is not run: %s.", fault.c_str());
     } else if (!run(entry.empty() ? Words{*program, block_path(), "unset", "next_entry"}
                                   : Words{*program, block_path(), "set", std::string(kVariable) + entry})) {
-        TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "%s failed.", program->c_str());
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "%s failed.", program->c_str());
     }
     if (next_grub_entry() == entry) return true;
-    TraceLog(TRACE_LEVEL_ERROR, kModule, __func__, __LINE__, "The next entry is not the wanted one.");
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "The next entry is not the wanted one.");
     return false;
 }
 

@@ -5,6 +5,8 @@
 
 #include <libmount/libmount.h>
 
+#include "store/late_library.h"
+
 namespace zel::system {
 
 // clang-format off
@@ -15,13 +17,14 @@ namespace zel::system {
     X(mnt_fs_is_netfs) X(mnt_fs_is_swaparea)
 // clang-format on
 
-#define ZEL_TABLE_MEMBER(name) decltype(&::name) name = nullptr;  // NOLINT(bugprone-macro-parentheses)
 struct MountLibrary {
-    ZEL_MOUNT_ENTRY_POINTS(ZEL_TABLE_MEMBER)
+    static constexpr const char* kLibrary = "libmount.so.1";
+    ZEL_LATE_TABLE(ZEL_MOUNT_ENTRY_POINTS)
 };
-#undef ZEL_TABLE_MEMBER
 
-/// The entry points, loaded once per process; null (the reason is in the trace log) without libmount.
-const MountLibrary* mount_library();
+/// As store::late_table.
+inline const MountLibrary* mount_library() {
+    return store::late_table<MountLibrary>();
+}
 
 }  // namespace zel::system

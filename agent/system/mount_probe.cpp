@@ -6,7 +6,6 @@
 
 #include <poll.h>
 #include <sys/eventfd.h>
-#include <sys/mman.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/statfs.h>
@@ -14,77 +13,29 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
-#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstring>
 #include <limits>
-#include <memory>
 #include <mutex>
-#include <new>
 #include <optional>
-#include <span>
 
 #include "base/file_io.h"
-#include "zel/tracelog.h"
+#include "probe_board.h"
+#include "zel/trace.h"
 
 namespace zel::system {
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
+constexpr const char* kModule = "mount_probe";
 constexpr std::chrono::seconds kLongest{2};
 /// A mount that takes longer is left to the child that asks it, while another one asks the rest.
 constexpr std::chrono::milliseconds kPatience{100};
-constexpr std::size_t kMostChildren = 16;  ///< At a time, with those that hang.
 constexpr std::size_t kNothingMore = std::numeric_limits<std::size_t>::max();
 constexpr std::size_t kNothingYet = kNothingMore - 1;
-
-struct Answer {
-    std::atomic<bool> given = false;
-    int error = 0;  ///< errno
-    bool folder = false;
-    std::uint64_t blocks = 0;
-    std::uint64_t block_size = 0;
-};
-
-/// The memory that a round's children share with the caller; the answers stand behind it.
-struct Board {
-    std::atomic<std::size_t> next = 0;   ///< The first question that no child has taken.
-    std::atomic<std::size_t> given = 0;  ///< How many answers are.
-    std::atomic<bool> over = false;
-    std::array<std::atomic<std::size_t>, kMostChildren> asking{};  ///< By child, its question.
-};
-
-class SharedBoard {
-  public:
-    explicit SharedBoard(std::size_t questions) : size_(sizeof(Board) + questions * sizeof(Answer)) {
-        void* const memory =
-            ::mmap(nullptr, size_, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
-        if (memory == MAP_FAILED) return;
-        board_ = new (memory) Board;
-        auto* const first = reinterpret_cast<Answer*>(board_ + 1);
-        std::uninitialized_value_construct_n(first, questions);
-        answers_ = {first, questions};
-    }
-    ~SharedBoard() {
-        if (board_) ::munmap(board_, size_);
-    }
-    SharedBoard(const SharedBoard&) = delete;
-    SharedBoard& operator=(const SharedBoard&) = delete;
-
-    explicit operator bool() const { return board_ != nullptr; }
-    Board* operator->() const { return board_; }
-    [[nodiscard]] std::span<Answer> answers() const { return answers_; }
-
-  private:
-    std::size_t size_;
-    Board* board_ = nullptr;
-    std::span<Answer> answers_;
-};
-static_assert(alignof(Answer) <= alignof(Board) && std::atomic<std::size_t>::is_always_lock_free);
 
 void ask(const char* path, Answer& answer) {
     struct stat kind {};
@@ -101,7 +52,7 @@ class Hanging {
   public:
     struct One {
         pid_t process;
-        std::optional<std::uint64_t> device;  ///< Nothing when it cannot be told.
+        std::optional<std::uint64_t> device;  ///< Nothing when it is not known.
     };
 
     static void add(One one) {
@@ -134,13 +85,13 @@ class Round {
     explicit Round(std::span<const Mount* const> questions)
         : questions_(questions), board_(questions.size()), done_(::eventfd(0, EFD_CLOEXEC)) {}
 
-    /// False, told in the trace log, when no child can be started.
+    /// False, and logged, when no child can be started.
     bool run(std::size_t most_children) {
         const auto deadline = Clock::now() + kLongest;
         if (most_children == 0) errno = EAGAIN;
         if (most_children == 0 || !board_ || !done_ || !start()) {
-            TraceLog(TRACE_LEVEL_RESOURCE, "mount_probe", __func__, __LINE__,
-                     "No mount is asked, for want of a process: %s.", std::strerror(errno));
+            ZEL_TRACE(TRACE_LEVEL_RESOURCE, "No mount is asked, for want of a process: %s.",
+                      std::strerror(errno));
             return false;
         }
         auto patience_ends = Clock::now() + kPatience;
@@ -189,9 +140,9 @@ class Round {
             ask(questions_[question]->path.c_str(), board_.answers()[question]);
             ++board_->given;
         }
-        constexpr std::uint64_t once = 1;
+        constexpr std::uint64_t kOnce = 1;
         board_->asking[number] = kNothingMore;
-        const auto told = ::write(STDIN_FILENO, &once, sizeof once);
+        const auto told = ::write(STDIN_FILENO, &kOnce, sizeof kOnce);
         ::_exit(told > 0 ? 0 : 1);
     }
 
@@ -224,8 +175,7 @@ class Round {
 };
 
 void tell_left_out(const Mount& mount, const char* why) {
-    TraceLog(TRACE_LEVEL_RESOURCE, "mount_probe", __func__, __LINE__, "%s is left out: %s.",
-             mount.path.c_str(), why);
+    ZEL_TRACE(TRACE_LEVEL_RESOURCE, "%s is left out: %s.", mount.path.c_str(), why);
 }
 
 }  // namespace

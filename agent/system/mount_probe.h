@@ -9,7 +9,7 @@
 namespace zel::system {
 
 /// Those of `mounts` that are folders and answer, with their capacities, in the same order. After two seconds
-/// the others are left out, which the trace log tells, and a file system that has not answered yet is not
+/// the others are left out and logged, and a file system that has not answered yet is not
 /// asked again before its first question has ended.
 std::vector<Mount> ask_mounts(const std::vector<Mount>& mounts);
 

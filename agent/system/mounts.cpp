@@ -16,10 +16,12 @@
 
 #include "mount_library.h"
 #include "store/agent_config.h"
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace zel::system {
 namespace {
+
+constexpr const char* kModule = "mounts";
 
 struct Free {
     void operator()(libmnt_table* table) const { mount_library()->mnt_unref_table(table); }
@@ -63,7 +65,7 @@ Listed to_listed(const MountLibrary& library, libmnt_fs* entry, const std::strin
             .parent = library.mnt_fs_get_parent_id(entry)};
 }
 
-/// Tells which mounts are covered by another one, at their own path or above it.
+/// Finds which mounts are covered by another one, at their own path or above it.
 class Covers {
   public:
     explicit Covers(const std::vector<Listed>& listed) : listed_(listed) {
@@ -94,7 +96,7 @@ class Covers {
     }
 
     /// True when the last mount at `path` came later than the mount `at` does, which does not hang below it.
-    /// The order alone does not tell: what a boot moves into its new root is listed before it.
+    /// The order alone is not enough: what a boot moves into its new root is listed before it.
     [[nodiscard]] bool is_over(std::string_view path, std::size_t at) const {
         const auto last = last_at_.find(path);
         if (last == last_at_.end() || last->second <= at) return false;
@@ -129,8 +131,7 @@ std::optional<std::vector<Mount>> read_mounts() {
     const std::unique_ptr<libmnt_table, Free> table(library->mnt_new_table_from_file(file.c_str()));
     const std::unique_ptr<libmnt_iter, Free> position(library->mnt_new_iter(MNT_ITER_FORWARD));
     if (!table || !position) {
-        TraceLog(TRACE_LEVEL_RESOURCE, "mounts", __func__, __LINE__, "%s cannot be read: %s.", file.c_str(),
-                 std::strerror(errno));
+        ZEL_TRACE(TRACE_LEVEL_RESOURCE, "%s cannot be read: %s.", file.c_str(), std::strerror(errno));
         return std::nullopt;
     }
     std::vector<Listed> listed;

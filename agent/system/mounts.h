@@ -26,9 +26,9 @@ struct Mount {
     std::optional<std::uint64_t> hundredth = {};
 };
 
-/// All that is mounted (agent.conf, [monitor] mountinfo: where else the kernel tells it) and can be seen, in
-/// the order of mounting; swap and longer paths left out. None of them is asked anything. Nothing, told in
-/// the trace log, when the system's list cannot be read.
+/// All that is mounted (agent.conf, [monitor] mountinfo: where else the kernel lists it) and can be seen, in
+/// the order of mounting; swap and longer paths left out. None of them is asked anything. Nothing, and
+/// logged, when the system's list cannot be read.
 std::optional<std::vector<Mount>> read_mounts();
 
 /// Paths that are saved in the settings; true for those that are watched.

@@ -8,8 +8,7 @@
 #include <utility>
 
 #include "base/file_io.h"
-#include "base/paths.h"
-#include "store/key_file.h"
+#include "store/agent_config.h"
 
 namespace zel::system {
 namespace {
@@ -141,11 +140,7 @@ bool Tables::has_blade() const {
 }
 
 std::string tables_folder() {
-    store::KeyFile config;
-    if (store::read_key_file(base::config_file(), config) == store::Status::ok) {
-        if (auto folder = config.get("hardware", "smbios_tables"); folder && !folder->empty()) return *folder;
-    }
-    return "/sys/firmware/dmi/tables";
+    return store::configured("hardware", "smbios_tables", "/sys/firmware/dmi/tables");
 }
 
 }  // namespace zel::system

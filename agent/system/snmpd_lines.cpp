@@ -7,11 +7,12 @@
 #include <cerrno>
 #include <cstring>
 
-#include "zel/tracelog.h"
+#include "zel/trace.h"
 
 namespace zel::system {
 namespace {
 
+constexpr const char* kModule = "config_lines";
 constexpr std::string_view kBlanks = " \t\r\n\v\f";
 constexpr std::size_t kChunk = std::size_t{64} << 10;
 
@@ -76,8 +77,7 @@ bool Lines::fill() {
         got = ::read(file_, buffer_.data(), std::min(buffer_.size(), left_));
     } while (got < 0 && errno == EINTR);
     if (got < 0) {
-        TraceLog(TRACE_LEVEL_RESOURCE, "config_lines", __func__, __LINE__, "A file cannot be read on: %s.",
-                 std::strerror(errno));
+        ZEL_TRACE(TRACE_LEVEL_RESOURCE, "A file cannot be read on: %s.", std::strerror(errno));
         got = 0;
     }
     left_ -= static_cast<std::size_t>(got);

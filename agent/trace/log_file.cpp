@@ -9,15 +9,15 @@ namespace zel::trace {
 namespace {
 
 // How far a process may write past the limit before it looks at the file's size again.
-constexpr std::size_t check_interval = std::size_t{16} << 10;
+constexpr std::size_t kCheckInterval = std::size_t{16} << 10;
 
 std::string file_name(std::string_view program) {
-    constexpr std::size_t longest = 64;
-    constexpr std::string_view others = "._-";
-    std::string name(program.substr(0, longest));
+    constexpr std::size_t kLongest = 64;
+    constexpr std::string_view kOthers = "._-";
+    std::string name(program.substr(0, kLongest));
     for (char& c : name) {
         const bool letter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
-        if (!letter && (c < '0' || c > '9') && others.find(c) == std::string_view::npos) c = '_';
+        if (!letter && (c < '0' || c > '9') && kOthers.find(c) == std::string_view::npos) c = '_';
     }
     return name + ".log";
 }
@@ -33,7 +33,7 @@ bool LogFile::open(const std::string& folder, std::string_view program) {
 
 void LogFile::write(std::string_view line, std::time_t second) {
     written_since_check_ += line.size();
-    if (second != checked_at_ || written_since_check_ >= check_interval) {
+    if (second != checked_at_ || written_since_check_ >= kCheckInterval) {
         checked_at_ = second;
         written_since_check_ = 0;
         check();
@@ -51,12 +51,12 @@ void LogFile::reopen() {
 }
 
 void LogFile::check() {
-    // The folder anew each time: somebody may have put another in its place.
+    // The folder is opened each time: somebody may have put another in its place.
     const auto folder = base::OwnFolder::open(folder_);
     struct stat info {};
     if (!file_ || !folder || !folder.still_holds(name_, file_.get())) {
         reopen();
-    } else if (fstat(file_.get(), &info) == 0 && info.st_size > static_cast<off_t>(rotation_size)) {
+    } else if (fstat(file_.get(), &info) == 0 && info.st_size > static_cast<off_t>(kRotationSize)) {
         rotate(folder);
     }
 }

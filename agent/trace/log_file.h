@@ -14,7 +14,7 @@ namespace zel::trace {
 
 /// A file found past this size becomes `.1`, the one before it `.2`. Writers that are busy at that moment may
 /// overshoot a little.
-inline constexpr std::size_t rotation_size = std::size_t{1} << 20;
+inline constexpr std::size_t kRotationSize = std::size_t{1} << 20;
 
 /// Appends lines to a file and rotates it. Not thread-safe; safe between processes.
 class LogFile {

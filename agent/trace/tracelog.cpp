@@ -26,13 +26,13 @@
 
 namespace {
 
-constexpr std::size_t line_limit = 4096;
-constexpr std::size_t name_limit = 64;
+constexpr std::size_t kLineLimit = 4096;
+constexpr std::size_t kNameLimit = 64;
 
 struct Log {
     std::mutex mutex;
     zel::trace::LogFile file;
-    std::array<char, name_limit> program{};
+    std::array<char, kNameLimit> program{};
     std::atomic<pid_t> pid = getpid();
     std::atomic<bool> ready = false;
     bool opened = false;
@@ -46,7 +46,7 @@ Log& the_log() {
 
 /// What a thread keeps between its lines. Breaking down the time is the dearest part of one.
 struct ThreadState {
-    std::array<char, name_limit> name{};
+    std::array<char, kNameLimit> name{};
     std::time_t second = -1;
     std::array<char, 32> date_and_time{};
     std::array<char, 8> zone{};
@@ -105,7 +105,7 @@ class Line {
     }
 
     std::size_t used_ = 0;
-    std::array<char, line_limit> text_;
+    std::array<char, kLineLimit> text_;
 };
 
 std::string_view level_word(int level) {
@@ -199,24 +199,21 @@ void write_line(int level, const char* module, const char* function, int number,
 
 }  // namespace
 
-int TraceLogInit(int /*a*/, const char* program, int /*b*/, int /*c*/, int /*d*/) {
+int TraceLogInit(int /*a*/, const char* program, int /*b*/, int /*c*/, int /*d*/) try {
     const zel::base::ErrnoKeeper keep;
-    if (program == nullptr || *program == '\0') return -1;
-    try {
-        return open_log(program) ? 0 : -1;
-    } catch (...) {
-        return -1;
-    }
+    return program != nullptr && *program != '\0' && open_log(program) ? 0 : -1;
+} catch (...) {
+    return -1;
 }
 
 void TraceLogSetThrName(const char* name) {
     keep_name(thread_state.name, name);
 }
 
-void TraceLog(int level, const char* module, const char* function, int line, const char* format, ...) {
+void TraceLog(int level, const char* module, const char* function, int line, const char* format, ...) try {
     if (format == nullptr || !the_log().ready.load(std::memory_order_acquire)) return;
     const zel::base::ErrnoKeeper keep;
-    std::array<char, line_limit> text;
+    std::array<char, kLineLimit> text;
     va_list arguments;
     va_start(arguments, format);
     // Started by the caller, which clang-tidy 14 does not see when it looks at several files.
@@ -224,9 +221,7 @@ void TraceLog(int level, const char* module, const char* function, int line, con
         std::vsnprintf(text.data(), text.size(), format, arguments);  // NOLINT(clang-analyzer-valist*)
     va_end(arguments);
     const std::size_t held = length < 0 ? 0 : std::min(static_cast<std::size_t>(length), text.size() - 1);
-    try {
-        write_line(level, module, function, line, {text.data(), held});
-    } catch (...) {
-        return;  // Out of memory: the line is lost, the caller goes on.
-    }
+    write_line(level, module, function, line, {text.data(), held});
+} catch (...) {
+    return;  // Out of memory: the line is lost, the caller goes on.
 }

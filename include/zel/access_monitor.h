@@ -140,7 +140,7 @@ static_assert(sizeof(StorageValues) == 49152, "StorageValues");
 
 // Failures of WriteThreshold, ResetStorageService and SetDefaultStorageService; any other result is success.
 #define STORAGE_NO_SERVICE (-1)    ///< The service did not answer or refused; what was written stands.
-#define STORAGE_WRITE_FAILED (-2)  ///< A value makes no sense, or the thresholds could not be written.
+#define STORAGE_WRITE_FAILED (-2)  ///< A value is invalid, or the thresholds could not be written.
 
 /// Reads interval and thresholds of all devices that are present; others keep theirs in the file.
 /// @param interval  Receives the seconds between two samples, 1 to 3600.

@@ -52,8 +52,8 @@ std::string many(int count, const std::string& text) {
 
 TEST(KeyFile, ACorruptOrTooLargeFileIsKeptAside) {
     for (const auto& text :
-         {"no group"s, "[g]\na=1\0\n"s, std::string(max_key_file_size + 1, '#'),
-          many(max_key_file_groups + 1, " [g]\n"), "[g]\n" + many(max_key_file_lines, "k=\n")}) {
+         {"no group"s, "[g]\na=1\0\n"s, std::string(kMaxKeyFileSize + 1, '#'),
+          many(kMaxKeyFileGroups + 1, " [g]\n"), "[g]\n" + many(kMaxKeyFileLines, "k=\n")}) {
         write_text(file_path(), text);
         KeyFile file;
         EXPECT_EQ(read_key_file(file_path(), file), Status::corrupt);
@@ -63,7 +63,7 @@ TEST(KeyFile, ACorruptOrTooLargeFileIsKeptAside) {
         EXPECT_EQ(std::ranges::count(state_files("settings.conf.corrupt-"), text, read_text), 1);
     }
     // The largest that is read can be changed but not grown.
-    const std::string largest = "[numbers]\na=1\n" + many(max_key_file_groups - 1, "[g]\n");
+    const std::string largest = "[numbers]\na=1\n" + many(kMaxKeyFileGroups - 1, "[g]\n");
     write_text(file_path(), largest);
     EXPECT_EQ(put("a", 2), Status::ok);
     EXPECT_EQ(update_key_file(file_path(), [](KeyFile& file) { return file.add_group("more"); }),

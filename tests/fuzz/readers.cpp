@@ -12,6 +12,7 @@
 #include "../../src/common/columns.h"
 #include "../../src/common/readstrfile.h"
 #include "answered_controller.h"
+#include "bmc/password.h"
 #include "bmc/sdr_cache.h"
 #include "bmc/sdr_record.h"
 #include "bmc/sensors_reapply.h"
@@ -285,7 +286,7 @@ std::string answer(Input request) {
     static service::Resources& resources = *new service::Resources;
     if (request.starts_with("!!")) return std::string(request.substr(2)).append(request.substr(2));
     if (request.starts_with('!')) return std::string(request.substr(1));
-    const std::string answer = resources.reset(request);
+    const std::string answer = resources.reload(request);
     require(answer == "ok" || answer.starts_with("error "), "an answer");
     return answer;
 }

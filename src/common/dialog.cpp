@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "dialog.h"
+#include <agntconf/columns.h>
+#include <agntconf/dialog.h>
+#include <agntconf/readstrfile.h>
+#include <agntconf/widgets.h>
 
-#include "columns.h"
-#include "readstrfile.h"
 #include "repaint.h"
 #include "terminal.h"
-#include "widgets.h"
 
 namespace zel {
 

@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "msgwindow.h"
-
+#include <agntconf/dialog.h>
+#include <agntconf/msgwindow.h>
 #include <zel/trace.h>
 
 #include <algorithm>
 #include <cstring>
 #include <span>
-
-#include "dialog.h"
 
 namespace zel {
 

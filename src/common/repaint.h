@@ -4,7 +4,7 @@
 // drawing in the old area.
 #pragma once
 
-#include "newtlib.h"
+#include <agntconf/newtlib.h>
 
 namespace zel {
 

@@ -2,17 +2,16 @@
 #include "blade.h"
 
 #define ZEL_SENSORSHARE_TYPES_ONLY
+#include <agntconf/agent_files.h>
+#include <agntconf/dialog.h>
+#include <agntconf/messages.h>
+#include <agntconf/readstrfile.h>
+#include <agntconf/widgets.h>
 #include <zel/sensorshare.h>
 #include <zel/trace.h>
 #include <zel/win32.h>
 
 #include <string>
-
-#include "../common/agent_files.h"
-#include "../common/dialog.h"
-#include "../common/messages.h"
-#include "../common/readstrfile.h"
-#include "../common/widgets.h"
 
 namespace zel {
 

@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "general_ipmi.h"
 
+#include <agntconf/columns.h>
+#include <agntconf/dialog.h>
+#include <agntconf/messages.h>
+#include <agntconf/readstrfile.h>
+#include <agntconf/widgets.h>
 #include <zel/access_control.h>
 #include <zel/trace.h>
 
 #include <array>
 #include <string>
 
-#include "../common/columns.h"
-#include "../common/dialog.h"
-#include "../common/messages.h"
-#include "../common/readstrfile.h"
-#include "../common/widgets.h"
 #include "chassis_identify.h"
 #include "community_list.h"
 

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "hang_dialog.h"
 
+#include <agntconf/readstrfile.h>
 #include <zel/access_control.h>
 
 #include <algorithm>
-
-#include "../common/readstrfile.h"
 
 namespace zel {
 

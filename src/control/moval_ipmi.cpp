@@ -1,19 +1,18 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "moval_ipmi.h"
 
+#include <agntconf/columns.h>
+#include <agntconf/dialog.h>
+#include <agntconf/messages.h>
+#include <agntconf/msgwindow.h>
+#include <agntconf/readstrfile.h>
+#include <agntconf/widgets.h>
 #include <zel/access_control.h>
 #include <zel/trace.h>
 
 #include <array>
 #include <cstdlib>
 #include <string>
-
-#include "../common/columns.h"
-#include "../common/dialog.h"
-#include "../common/messages.h"
-#include "../common/msgwindow.h"
-#include "../common/readstrfile.h"
-#include "../common/widgets.h"
 
 namespace zel {
 

@@ -1,18 +1,17 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "sensor_panel.h"
 
+#include <agntconf/columns.h>
+#include <agntconf/dialog.h>
+#include <agntconf/messages.h>
+#include <agntconf/readstrfile.h>
+#include <agntconf/startup_facts.h>
+#include <agntconf/widgets.h>
 #include <zel/access_ipmi.h>
 
 #include <algorithm>
 #include <iterator>
 #include <string>
-
-#include "../common/columns.h"
-#include "../common/dialog.h"
-#include "../common/messages.h"
-#include "../common/readstrfile.h"
-#include "../common/startup_facts.h"
-#include "../common/widgets.h"
 
 namespace zel {
 

@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "menu.h"
 
+#include <agntconf/columns.h>
+#include <agntconf/dialog.h>
+#include <agntconf/readstrfile.h>
+#include <agntconf/widgets.h>
 #include <zel/trace.h>
 
 #include <string>
 #include <vector>
 
-#include "../common/columns.h"
-#include "../common/dialog.h"
-#include "../common/readstrfile.h"
-#include "../common/widgets.h"
 #include "panel_table.h"
 
 namespace zel {

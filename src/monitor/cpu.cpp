@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "cpu.h"
 
+#include <agntconf/columns.h>
+#include <agntconf/dialog.h>
+#include <agntconf/messages.h>
+#include <agntconf/readstrfile.h>
+#include <agntconf/widgets.h>
 #include <libintl.h>
 #include <zel/access_monitor.h>
 #include <zel/trace.h>
@@ -12,11 +17,6 @@
 #include <string>
 #include <utility>
 
-#include "../common/columns.h"
-#include "../common/dialog.h"
-#include "../common/messages.h"
-#include "../common/readstrfile.h"
-#include "../common/widgets.h"
 #include "cpu_rows.h"
 
 namespace zel {

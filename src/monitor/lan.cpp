@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "lan.h"
 
+#include <agntconf/dialog.h>
+#include <agntconf/messages.h>
+#include <agntconf/readstrfile.h>
+#include <agntconf/widgets.h>
 #include <libintl.h>
 #include <zel/access_monitor.h>
 #include <zel/trace.h>
@@ -9,11 +13,6 @@
 #include <array>
 #include <clocale>
 #include <string>
-
-#include "../common/dialog.h"
-#include "../common/messages.h"
-#include "../common/readstrfile.h"
-#include "../common/widgets.h"
 
 namespace zel {
 

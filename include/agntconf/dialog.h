@@ -3,6 +3,8 @@
 // Panels hold their layout as tables and their rules as code; everything that is newt's business is here.
 #pragma once
 
+#include <agntconf/newtlib.h>
+
 #include <cstdint>
 #include <functional>
 #include <initializer_list>
@@ -10,8 +12,6 @@
 #include <string>
 #include <variant>
 #include <vector>
-
-#include "newtlib.h"
 
 namespace zel {
 

@@ -136,7 +136,7 @@ static_assert(sizeof(StorageValues) == 49152, "StorageValues");
 
 // Failures of WriteThreshold, ResetStorageService and SetDefaultStorageService; any other result is success.
 #define STORAGE_NO_SERVICE (-1)    ///< The service did not answer or refused; what was written stands.
-#define STORAGE_WRITE_FAILED (-2)  ///< A value makes no sense, or the thresholds could not be written.
+#define STORAGE_WRITE_FAILED (-2)  ///< A value is invalid, or the thresholds could not be written.
 
 /// Reads interval and thresholds of all devices that are present; others keep theirs in the file.
 /// @param interval  Receives the seconds between two samples, 1 to 3600.
@@ -151,7 +151,7 @@ ZEL_API int ReadThresholdFromFile(int* interval, int* count, char (*HD)[30],
 /// @return STORAGE_NO_SERVICE, STORAGE_WRITE_FAILED, else written.
 ZEL_API int WriteThreshold(int interval, int count, char (*HD)[30], StorageThresholdItem (*value)[4]);
 
-/// Has the service start anew with one device: its error counts and alerts are cleared.
+/// Has the service start again with one device: its error counts and alerts are cleared.
 /// @param deviceNumber  The device's row as this program last read them, counted from 1.
 /// @return STORAGE_NO_SERVICE, STORAGE_WRITE_FAILED (no such row), else done.
 ZEL_API int ResetStorageService(int deviceNumber);

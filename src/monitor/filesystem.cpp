@@ -188,36 +188,6 @@ void Func1(newtComponent, void*) {
 
 // ---- OK
 
-/// What makes two records of the same file system equal: the thresholds of both forms, and the mode.
-constexpr std::array kComparedThresholds = {
-    &FsThresholdRecord::fatalReportSpace,     &FsThresholdRecord::fatalResetSpace,
-    &FsThresholdRecord::fatalReportPercent,   &FsThresholdRecord::fatalResetPercent,
-    &FsThresholdRecord::warningReportSpace,   &FsThresholdRecord::warningResetSpace,
-    &FsThresholdRecord::warningReportPercent, &FsThresholdRecord::warningResetPercent};
-
-bool is_changed(const FsThresholdRecord& edited, const FsThresholdRecord& as_read) {
-    return FScycle != PreFScycle || edited.mode != as_read.mode ||
-           std::any_of(kComparedThresholds.begin(), kComparedThresholds.end(),
-                       [&](auto field) { return edited.*field != as_read.*field; });
-}
-
-int Test_Changed() {
-    ZEL_TRACE(TRACE_LEVEL_TRACE, ">");
-    int changed = 0;
-    FsThresholdRecord* edited = FSdata;
-    const FsThresholdRecord* as_read = PreFSdata;
-    for (; edited != nullptr && as_read != nullptr; edited = edited->next, as_read = as_read->next) {
-        if (!is_changed(*edited, *as_read)) continue;
-        changed = 1;
-        if (edited->mode != FS_MODE_OFF) continue;
-        for (auto field : kComparedThresholds)
-            edited->*field = as_read->*field;  // switching off alters none
-    }
-    if (edited != nullptr || (as_read != nullptr && FSdata != nullptr)) changed = 1;
-    ZEL_TRACE(TRACE_LEVEL_TRACE, "<return %d.", changed);
-    return changed;
-}
-
 std::int64_t highest_value(std::int32_t mode, const FsSizeNode& size) {
     if (mode == FS_MODE_PERCENT) return 100;
     constexpr auto kMost = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());

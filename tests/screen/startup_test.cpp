@@ -80,5 +80,28 @@ TEST_F(StartupTest, LanguageChoosesTheCatalogue) {
     }
 }
 
+TEST_F(StartupTest, WhatNoPanelUsesWorksToo) {
+    options.command = {UNCALLED_PROGRAM};
+    for (const auto& [script, model] : {std::pair{"hwid.model=590", "1"},
+                                        {"hwid.model=606", "2"},
+                                        {"hwid.model=1", "0"},
+                                        {"GetHWIDFromProc=0", "-1"}}) {
+        open_menu(script);
+        for (const int rows : {1, 2, 3}) {  // 59, 60 and 120 characters
+            const auto message = tool().find("xxx");
+            ASSERT_TRUE(message && tool().find(" ok ")) << tool().picture();
+            EXPECT_EQ(tool().find(" ok ")->row - message->row, rows + 2) << tool().picture();
+            keys("Enter");
+        }
+        EXPECT_TRUE(shows("Which one of the two?")) << tool().picture();
+        keys("Tab Enter Enter");
+        keys("Tab Space Tab Space Tab Space");  // while the first box is off, Tab finds no other
+        keys("Tab Space Tab Space Ctrl-O");
+        EXPECT_TRUE(shows("model " + std::string(model) + " two one marks ***")) << tool().picture();
+        tool().send("Enter");
+        EXPECT_EQ(tool().wait_exit(), 0);
+    }
+}
+
 }  // namespace
 }  // namespace zeltest

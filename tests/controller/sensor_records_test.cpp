@@ -105,40 +105,6 @@ std::vector<simulator::Sensor> zones() {
     return sensors;
 }
 
-TEST(SensorLists, AreReadWholeOrFailAndOnlyWholeOnesAreKept) {
-    RunningSimulator simulator(zones());
-    for (const auto& [rules, whole] : {std::pair{"answer 0a 23 * c0 3 8\n", true},  // busy for a while
-                                       {"answer 0a 23 * c3 2 20\n", true},
-                                       {"answer 0a 20 * d2 2\nanswer 06 01 * c0 2\n", true},
-                                       {"answer 04 27 * c4 2 5\n", true},
-                                       {"answer 0a 22 * c1\n", true},  // has no reservations
-                                       {"rival 2\n", true},            // loses each one soon
-                                       {"restamp 20 2\n", true},       // changes twice
-                                       {"cut 0a 23 * 6\n", true},      // short answers
-                                       {"cut 0a 23 * 3 2 9\n", true},
-                                       {"answer 0a 23 * ca 1 1\n", true},   // too long for it
-                                       {"answer 0a 23 * c0 0 8\n", false},  // and now what never ends
-                                       {"rival 1\n", false},
-                                       {"restamp 20 1000\n", false},
-                                       {"cut 0a 23 * 3 0 7\n", false},
-                                       {"answer 0a 23 * cb 1 12\n", false},  // refused for good: a header,
-                                       {"answer 0a 23 * cc 0 13\n", false},  // what follows a header
-                                       {"answer 0a 22 * d4\n", false}}) {
-        SCOPED_TRACE(rules);
-        fs::remove_all(state("sdr"));
-        simulator.rules(rules);
-        Temperatures panel;
-        ASSERT_EQ(panel.open(), whole);
-        if (whole) {
-            ASSERT_EQ(panel.count, kZones);
-            for (int n = 0; n < kZones; ++n)
-                EXPECT_EQ(panel.data.at(static_cast<std::size_t>(n)).lHighFatal, 80) << n;
-        }
-        simulator.rules("answer 0a 23 * ff\n");  // nothing but what was kept
-        EXPECT_EQ(Temperatures{}.find(), whole);
-    }
-}
-
 /// Milliseconds that a call takes.
 template <class Call>
 auto time_of(const Call& call) {

@@ -26,6 +26,7 @@
 //
 // In all of this @ID is a text of the catalogue, {x*99} a repetition and \x1b a byte.
 #include <fstream>
+#include <set>
 
 #include "case_text.h"
 #include "tool_fixture.h"
@@ -87,21 +88,13 @@ class Cases : public ToolTest, public testing::WithParamInterface<std::string> {
     std::string expanded(std::string line, bool is_case) {
         const std::string defined = !is_case && line.starts_with('$') ? line.substr(0, line.find(' ')) : "";
         line.erase(0, defined.size());
-        replace(line, R"(\$[a-z0-9]+)", [&](const std::smatch& name) {
-            const auto known = names_.find(name.str());
-            if (known == names_.end()) complain("what is " + name.str() + '?');
-            return known == names_.end() ? name.str() : known->second;
+        replace(line, R"(\$[a-z0-9]+)", [&](const std::string& name) {
+            const auto known = names_.find(name);
+            if (known == names_.end()) complain("what is " + name + '?');
+            return known == names_.end() ? name : known->second;
         });
-        replace(line, R"(@[A-Z0-9_]+)", [this](const std::smatch& id) { return text(id.str().substr(1)); });
-        replace(line, R"(\{([^{}*]+)\*(\d+)\})", [](const std::smatch& repeated) {
-            std::string all;
-            for (int left = std::stoi(repeated[2]); left > 0; --left)
-                all += repeated[1];
-            return all;
-        });
-        replace(line, R"(\\x[0-9a-f]{2})", [](const std::smatch& byte) {
-            return std::string(1, static_cast<char>(std::stoi(byte.str().substr(2), nullptr, 16)));
-        });
+        replace(line, R"(@[A-Z0-9_]+)", [this](const std::string& id) { return text(id.substr(1)); });
+        expand(line);
         return defined + line;
     }
 
@@ -125,7 +118,7 @@ class Cases : public ToolTest, public testing::WithParamInterface<std::string> {
     void take(const Lines& fields) try {
         if (!fields.at(0).empty()) open(fields[0] == "-" ? "" : fields[0]);
         const bool only_looks = std::any_of(fields.begin() + 2, fields.end(), [](const auto& field) {
-            return std::regex_search(field, std::regex("^([?>=]|!=) "));
+            return std::set<std::string>{"?", ">", "=", "!="}.contains(field.substr(0, field.find(' ')));
         });
         type(fields.at(1), only_looks);
         std::string told, asked, says, says2;
@@ -226,13 +219,15 @@ class Cases : public ToolTest, public testing::WithParamInterface<std::string> {
     }
     /// A message as a case has it: a text, or an identifier and what stands in its places.
     std::string message(const std::string& told) const {
-        std::smatch parts;
-        if (!std::regex_match(told, parts, std::regex(R"((\S+: )?([A-Z_0-9]{5,})((?: -?\d+| \w+)*))")))
+        const auto at = told.find(": ") < told.find(' ') ? told.find(' ') + 1 : 0;
+        const Lines words = split(told.substr(at), " ");
+        if (words[0].size() < 5 ||
+            words[0].find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ_0123456789") < words[0].size())
             return told;
-        std::string all = text(parts[2].str());
-        for (const std::string& argument : split(trimmed(parts[3]), " "))
-            if (!argument.empty()) all.replace(all.find('%'), 2, argument);
-        return parts[1].str() + all;
+        std::string all = text(words[0]);
+        for (std::size_t i = 1; i < words.size(); ++i)
+            all.replace(all.find('%'), 2, words[i]);
+        return told.substr(0, at) + all;
     }
 
     std::string joined_calls() {
@@ -240,13 +235,6 @@ class Cases : public ToolTest, public testing::WithParamInterface<std::string> {
         for (const auto& call : calls())
             all = joined(all, call);
         return all;
-    }
-
-    /// The screen, frames, line ends and the room of entries being one blank.
-    static std::string plain(std::string picture) {
-        replace(picture, "(│|[_\n])+", [](const std::smatch&) { return kBlanks; });
-        replace(picture, " +", [](const std::smatch&) { return kBlanks; });
-        return picture;
     }
 
     std::string looks() {

@@ -7,10 +7,13 @@
 //   text ID=TEXT          a text of the catalogue, from here on; "empty FILE" empties a catalogue
 //   env NAME=VALUE        of the tool, from here on; without "=" it has no such variable
 //   argument TEXT         of the tool, from here on; so is "redirect 1", of its standard output to a file
+//   size ROWS COLUMNS     of the terminal, from here on
+//   picture               the screen is the indented lines, but for its first and last line and what only frames
 //   look MARKS            what "?" reads from here on, by the identifiers of labels: [BOX] ENTRY ROW/COLUMN
 //   SCRIPT | KEYS | ...   a case: further lines of the script ("-": none), keys typed into the opened panel, and
 //                         what comes of it. [Cancel] among the keys presses that button, [] none; without either
-//                         OK is pressed at the end, unless the line only looks.
+//                         OK is pressed at the end, unless the line only looks. 30x100 gives the terminal so many
+//                         rows and columns.
 //   | KEYS | ...          goes on where the line before ended
 //
 // What comes of it, and nothing else may; the panel closes unless the line looks or says "open":
@@ -25,6 +28,7 @@
 //   = TEXT                is on the screen, frames and line ends being blanks; != is not
 //
 // In all of this @ID is a text of the catalogue, {x*99} a repetition and \x1b a byte.
+#include <cstdio>
 #include <fstream>
 #include <set>
 
@@ -71,6 +75,10 @@ class Cases : public ToolTest, public testing::WithParamInterface<std::string> {
                 catalogue(rest.c_str(), "");
             else if (word == "text")
                 add_text(rest);
+            else if (word == "size")
+                std::istringstream(rest) >> options.rows >> options.columns;
+            else if (word == "picture")
+                expect_same("picture", indented(file), framed());
             else
                 complain("what is " + word + '?');
         }
@@ -102,6 +110,7 @@ class Cases : public ToolTest, public testing::WithParamInterface<std::string> {
         const auto equals = setting.find('=');
         auto& value = options.environment[setting.substr(0, equals)];
         value = equals < setting.size() ? std::optional(setting.substr(equals + 1)) : std::nullopt;
+        if (value == "$ZelDir/data") value = folder() / "data";
     }
     void redirect(const std::string& number) {
         options.redirect[0] = options.redirect[1] = "";
@@ -159,7 +168,8 @@ class Cases : public ToolTest, public testing::WithParamInterface<std::string> {
         }
         expect_same("messages", told, messages);
         expect_same("calls", asked, asked_now);
-        expect_same("panel", stays ? "open" : "closed", shows("┤ " + title() + " ├") ? "open" : "closed");
+        const bool is_open = panel_ == "MAIN" ? !tool().has_ended() : shows("┤ " + title() + " ├");
+        expect_same("panel", stays ? "open" : "closed", is_open ? "open" : "closed");
         if (tool().has_ended()) expect_end(says, says2);
     } catch (const std::exception& error) {
         ADD_FAILURE_AT(GetParam().c_str(), line_) << error.what();
@@ -187,13 +197,33 @@ class Cases : public ToolTest, public testing::WithParamInterface<std::string> {
     void type(const std::string& all, bool only_looks) {
         bool pressed = only_looks;
         for (const std::string& key : split(all, " ")) {
-            if (!key.starts_with('['))
+            int rows = 0, columns = 0;
+            if (std::sscanf(key.c_str(), "%dx%d", &rows, &columns) == 2)
+                tool().resize(rows, columns);
+            else if (!key.starts_with('['))
                 keys(key);
             else if (key != "[]")
                 press(key.substr(1, key.size() - 2));
             pressed = pressed || key.starts_with('[');
         }
         if (!pressed) press("OK");
+    }
+
+    std::string indented(std::ifstream& file) {
+        std::string all, line;
+        for (; file.peek() == ' ' && std::getline(file, line); ++line_)
+            all += '\n' + line;
+        return all;
+    }
+    /// The picture without its first and last line and the rows that only frame it.
+    std::string framed() {
+        std::string all;
+        for (int row = 1; row < options.rows - 1; ++row) {
+            std::string inside = tool().row(row);
+            replace(inside, "│", [](auto) { return " "; });
+            if (!trimmed(inside).empty()) all += '\n' + tool().row(row);
+        }
+        return all;
     }
 
     std::string title() const { return text("TITTLE_" + panel_ + "_ID"); }

@@ -15,7 +15,6 @@
 #include "bmc/sdr_record.h"
 #include "panel_table.h"
 #include "running_simulator.h"
-#include "service_process.h"
 #include "simulation.h"
 #include "store/late_library.h"
 
@@ -165,32 +164,6 @@ TEST(Requests, EndWhenTheirTimeIsOverOrTheEndIsAskedFor) {
     EXPECT_LT(time_of([&] { read(source.get_token(), 60000); }), 1000);
     simulator.rules("");
     EXPECT_EQ(bmc::sensor_records(bmc::controller())->records.size(), kZones);
-}
-
-#ifdef __SANITIZE_THREAD__
-constexpr long kLongestEnd = 3500;  // its runtime sleeps a second at the end of each process
-#else
-constexpr long kLongestEnd = 2000;
-#endif
-
-TEST(Requests, TheServiceEndsInTimeWhateverTheControllerDoes) {
-    for (const char* rules : {"delay 1200000\n", "stop 0a 20 0\n", "answer 0a 20 * c0\n"}) {
-        SCOPED_TRACE(rules);
-        RunningSimulator simulator(zones());
-        Temperatures panel;
-        ASSERT_TRUE(panel.open());
-        panel.row("Zone 2")->lHighWarning = 75;
-        panel.row("Zone 2")->bChangeThreshFlag = 1;
-        ASSERT_TRUE(panel.write());  // now there is something to put back
-        fs::remove_all(state("sdr"));
-        simulator.rules(rules);
-        simulator.requests();
-        ServiceProcess service;
-        ASSERT_TRUE(service.ready());
-        for (int looks = 0; looks < 1000 && simulator.requests().empty(); ++looks)
-            usleep(10'000);
-        EXPECT_LT(time_of([&] { EXPECT_EQ(service.finish(SIGTERM), 0); }), kLongestEnd);
-    }
 }
 
 }  // namespace

@@ -11,7 +11,6 @@
 #include "bmc/controller.h"
 #include "bmc/settings.h"
 #include "panel_table.h"
-#include "service_process.h"
 #include "store/registry.h"
 #include "zel/tracelog.h"
 

@@ -8,6 +8,8 @@
 //   env NAME=VALUE        of the tool, from here on; without "=" it has no such variable
 //   argument TEXT         of the tool, from here on; so is "redirect 1", of its standard output to a file
 //   size ROWS COLUMNS     of the terminal, from here on
+//   rows LABEL:PANEL ...  the menu of the script has these rows and no other, and each opens its panel, found by its
+//                         title: of the same name unless told, or as it stands; "-" is a blank label
 //   picture               the screen is the indented lines, but for its first and last line and what only frames
 //   look MARKS            what "?" reads from here on, by the identifiers of labels: [BOX] ENTRY ROW/COLUMN
 //   SCRIPT | KEYS | ...   a case: further lines of the script ("-": none), keys typed into the opened panel, and
@@ -77,6 +79,8 @@ class Cases : public ToolTest, public testing::WithParamInterface<std::string> {
                 add_text(rest);
             else if (word == "size")
                 std::istringstream(rest) >> options.rows >> options.columns;
+            else if (word == "rows")
+                open_rows(split(rest, " "));
             else if (word == "picture")
                 expect_same("picture", indented(file), framed());
             else
@@ -191,6 +195,21 @@ class Cases : public ToolTest, public testing::WithParamInterface<std::string> {
         } else {
             open_panel(panel_, script);
             opening_ = joined_calls();
+        }
+    }
+
+    void open_rows(const Lines& rows) {
+        for (std::size_t at = 0; at < rows.size(); ++at) {
+            const Lines names = split(rows[at], ":");
+            const std::string& panel = names.back();
+            open("");
+            keys("Down*" + std::to_string(at + 1 < rows.size() ? at : at + 1));  // there is no further row
+            expect_same("row", names[0] == "-" ? "" : text("MAIN_TABNAME_" + names[0] + "_ID"),
+                        highlighted());
+            keys("Enter");
+            const bool is_title = panel.find_first_of("aeiou") != std::string::npos;
+            if (!shows("┤ " + (is_title ? panel : text("TITTLE_" + panel + "_ID")) + " ├"))
+                complain(rows[at]);
         }
     }
 

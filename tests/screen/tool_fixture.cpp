@@ -25,7 +25,8 @@ bool names_its_function(const std::string& line) {
     std::getline(std::getline(std::getline(parts, level, '|'), module, '|'), function, '|');
     const auto at = known.find('\n' + module + ": ");
     return at == std::string::npos ||
-           (known.substr(at, known.find('\n', at + 1) - at) + ' ').find(' ' + function + ' ') != std::string::npos;
+           (known.substr(at, known.find('\n', at + 1) - at) + ' ').find(' ' + function + ' ') !=
+               std::string::npos;
 }
 
 }  // namespace

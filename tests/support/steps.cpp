@@ -55,6 +55,8 @@ Sensor sensor_of(const std::string& line) {
         {"access", [](Sensor& sensor, int n) { sensor.access = static_cast<simulator::Access>(n); }},
         {"thresholds", [](Sensor& sensor, int n) { sensor.thresholds = static_cast<std::uint8_t>(n); }},
         {"live", [](Sensor& sensor, int n) { sensor.live_thresholds = static_cast<std::uint8_t>(n); }},
+        {"not_settable", [](Sensor& sensor, int n) { sensor.not_settable = static_cast<std::uint8_t>(n); }},
+        {"factor", [](Sensor& sensor, int n) { sensor.factor = n; }},
         {"max_code", [](Sensor& sensor, int n) { sensor.max_code = n; }},
         {"min_code", [](Sensor& sensor, int n) { sensor.min_code = n; }}};
     Sensor sensor;
@@ -109,6 +111,16 @@ Steps::Steps() {
                    simulator_->rules(lines);
                }},
               {"asked", [this](Text beginning, Text exactly) { expect_asked(beginning, exactly); }},
+              {"await",
+               [this](Text, Text) {
+                   for (int looks = 0; looks < 1000 && simulator_->requests().empty(); ++looks)
+                       usleep(10'000);
+               }},
+              {"ends",
+               [this](Text, Text) {
+                   EXPECT_EQ(service_->finish(SIGTERM), 0);
+                   service_.reset();
+               }},
               {"service",
                [this](Text, Text) {
                    service_.reset();

@@ -18,7 +18,9 @@
 //   rules RULE; RULE        what it does from now on (tools/simulator/zelsim_module.c); nothing: as usual
 //   asked REQUEST           it was asked something that begins so since the last such step; "asked nothing"; with
 //                           indented lines: these, in order, of all that begin so; alone: whatever it was
+//   await                   it is asked something, for ten seconds at most
 //   service                 starts the service
+//   ends                    it is told to end, and does
 //   log TEXT                the service says this, or the indented lines, one right behind the other
 //   within MS STEP          the step takes no longer
 #pragma once

@@ -98,9 +98,8 @@ TEST(CatalogueLint, TextsKeepTheirLimitsAndConversions) {
     for (const char* name : {"E_ctlpanel.rc", "J_ctlpanel.rc"}) {
         for (const auto& [identifier, text] : load(name)) {
             SCOPED_TRACE(testing::Message() << name << ": " << identifier << " = " << text);
-            const Rule& rule = *std::ranges::find_if(all, [&id = identifier](const Rule& each) {
-                return std::regex_match(id, each.identifiers);
-            });
+            const Rule& rule = *std::ranges::find_if(
+                all, [&id = identifier](const Rule& each) { return std::regex_match(id, each.identifiers); });
             const bool plain = rule.conversions == kAsItStands;
             std::string conversions;
             const std::string shown = plain ? text : format(text, conversions);

@@ -12,9 +12,14 @@
 //   installed            what GetInstallStatus says
 //   boot MODE FLAG       the maintenance boot mode, as MOVALSetMode takes it
 //   mode                 what it is
+//   interrupt SIGNAL XX ...  a process switches it on and gets the signal when it asks for this; 0: the controller
+//                        says nothing from there on
+//   later COMMAND XX ... as send, but 0.6 s later
 //   send COMMAND XX ...  somebody's request to the chassis
 //   parameter N          bytes of the controller's boot options
+#include <csignal>
 #include <iomanip>
+#include <thread>
 
 #include "bmc/controller.h"
 #include "panel_table.h"
@@ -108,6 +113,13 @@ class ControllerCases : public Steps {
             if (GetUtlBootMode(&mode) == 0) return "unknown";
             return mode == MOVAL_MODE_ON ? "on" : "off";
         });
+        steps_["interrupt"] = [this](Text what, Text) { interrupt(what); };
+        steps_["later"] = [this](Text request, Text) {
+            other_ = std::jthread([request] {
+                std::this_thread::sleep_for(std::chrono::milliseconds(600));
+                EXPECT_EQ(chassis_answer(request), "00");
+            });
+        };
         add_call("send", [](Text request) { return chassis_answer(request); });
         add_call("parameter",
                  [](Text number) { return chassis_answer("09 " + number + " 00 00").substr(9); });
@@ -125,7 +137,23 @@ class ControllerCases : public Steps {
                                                     [](auto& row) { return row.lHighFatal == 80; }));
     }
 
+    void interrupt(Text what) {
+        const auto [signal, request] = split_at(what, " ");
+        const int number = std::stoi(signal);
+        simulator_->requests();
+        simulator_->rules(number == 0 ? "stop 00 08 " + request.substr(0, 2) + '\n' : "delay 30000\n");
+        const pid_t tool = start_process([] {
+            std::signal(SIGTERM, [](int) { _exit(7); });
+            return MOVALSetMode(MOVAL_MODE_ON, 1);
+        });
+        await("00/08.0 " + request);
+        if (number != 0) kill(tool, number);
+        EXPECT_EQ(finish_process(tool) == 7, number == SIGTERM);
+        simulator_->rules("");
+    }
+
     Temperatures panel_;
+    std::jthread other_;
 };
 
 TEST_P(ControllerCases, Hold) {

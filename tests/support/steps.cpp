@@ -111,10 +111,18 @@ Steps::Steps() {
                    simulator_->rules(lines);
                }},
               {"asked", [this](Text beginning, Text exactly) { expect_asked(beginning, exactly); }},
-              {"await",
-               [this](Text, Text) {
-                   for (int looks = 0; looks < 1000 && simulator_->requests().empty(); ++looks)
-                       usleep(10'000);
+              {"await", [this](Text beginning, Text) { await(beginning); }},
+              {"each",
+               [this](Text items, Text below) {
+                   for (const std::string& item : zeltest::split(items, "; ")) {
+                       names_["$it"] = item;
+                       std::istringstream lines(below);
+                       for (std::string line; std::getline(lines, line) && !HasFailure();) {
+                           SCOPED_TRACE(item + ": " + line);
+                           take(expanded(line), "");
+                       }
+                   }
+                   names_.erase("$it");
                }},
               {"ends",
                [this](Text, Text) {
@@ -186,6 +194,15 @@ std::string Steps::expanded(std::string text) {
     zeltest::replace(text, R"(\$[A-Za-z]+)", expand_name);
     zeltest::expand(text);
     return text;
+}
+
+void Steps::await(const std::string& beginning) {
+    for (int looks = 0; looks < 1000; ++looks, usleep(10'000)) {
+        const Strings requests = simulator_->requests();
+        if (std::ranges::any_of(requests, [&](const auto& one) { return one.starts_with(beginning); }))
+            return;
+    }
+    ADD_FAILURE() << "nobody asked " << beginning;
 }
 
 void Steps::expect_asked(const std::string& beginning, const std::string& exactly) {

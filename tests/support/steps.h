@@ -18,7 +18,8 @@
 //   rules RULE; RULE        what it does from now on (tools/simulator/zelsim_module.c); nothing: as usual
 //   asked REQUEST           it was asked something that begins so since the last such step; "asked nothing"; with
 //                           indented lines: these, in order, of all that begin so; alone: whatever it was
-//   await                   it is asked something, for ten seconds at most
+//   await REQUEST           it is asked something that begins so, within ten seconds
+//   each ITEM; ITEM         the indented steps, $it being one item after the other
 //   service                 starts the service
 //   ends                    it is told to end, and does
 //   log TEXT                the service says this, or the indented lines, one right behind the other
@@ -52,6 +53,8 @@ class Steps : public testing::TestWithParam<std::string> {
     void walk();
     /// Looks at what else may show what went wrong.
     virtual std::string circumstances() { return ""; }
+
+    void await(const std::string& beginning);
 
     std::map<std::string, Step> steps_;
     std::map<std::string, std::string> names_;

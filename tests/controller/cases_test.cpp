@@ -12,6 +12,8 @@
 //   installed            what GetInstallStatus says
 //   boot MODE FLAG       the maintenance boot mode, as MOVALSetMode takes it
 //   mode                 what it is
+//   request HOW          the completion code of a request that is repeated "freely" or "if refused"
+//   cache HOW            spoils what is kept of the records: none, flipped, first half, last half, twice, other
 //   interrupt SIGNAL XX ...  a process switches it on and gets the signal when it asks for this; 0: the controller
 //                        says nothing from there on
 //   later COMMAND XX ... as send, but 0.6 s later
@@ -81,6 +83,24 @@ std::string chassis_answer(Text request) {
     return text.str();
 }
 
+/// What is kept of a controller's records, spoilt in one way or another.
+void damage_cache(Text how) {
+    const auto is_lock = [](const auto& entry) { return entry.path().extension() == ".lock"; };
+    const auto folder = fs::directory_iterator(state("sdr"));
+    const std::string path = std::find_if_not(begin(folder), end(folder), is_lock)->path();
+    const std::string good = read_text(path);
+    const std::size_t half = good.size() / 2;
+    std::string flipped = good;
+    flipped[half] ^= 1;
+    const std::map<std::string, std::string> damaged = {{"none", ""},
+                                                        {"flipped", flipped},
+                                                        {"first half", good.substr(0, half)},
+                                                        {"twice", good + good},
+                                                        {"last half", good.substr(half)},
+                                                        {"other", std::string(3000, '\xff')}};
+    write_text(path, damaged.at(how));
+}
+
 class ControllerCases : public Steps {
   protected:
     ControllerCases() {
@@ -112,6 +132,12 @@ class ControllerCases : public Steps {
             int mode = -1;
             if (GetUtlBootMode(&mode) == 0) return "unknown";
             return mode == MOVAL_MODE_ON ? "on" : "off";
+        });
+        steps_["cache"] = [](Text how, Text) { damage_cache(how); };
+        add_call("request", [](Text repeat) {
+            const auto how = repeat == "freely" ? bmc::Repeat::freely : bmc::Repeat::if_refused;
+            const auto reply = bmc::controller().request(0, bmc::kApp, 0x01, {}, how);
+            return reply ? std::to_string(reply->completion) : "none";
         });
         steps_["interrupt"] = [this](Text what, Text) { interrupt(what); };
         steps_["later"] = [this](Text request, Text) {

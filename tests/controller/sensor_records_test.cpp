@@ -113,40 +113,6 @@ auto time_of(const Call& call) {
         .count();
 }
 
-TEST(Requests, RefusalsThatPassAreWaitedForASecondAndALostSessionIsReplacedOnce) {
-    auto simulator = std::make_unique<RunningSimulator>(zones());
-    write_config(simulator->section(), "timeout=1\n");
-    bmc::controller().end_session();
-    const auto ask = [](bmc::Repeat repeat = bmc::Repeat::freely) {
-        const auto reply = bmc::controller().request(0, bmc::kApp, 0x01, {}, repeat);
-        return reply ? int{reply->completion} : -1;
-    };
-    simulator->rules("answer 06 01 * c0\n");
-    const auto waited = time_of([&] { EXPECT_EQ(ask(), 0xc0); });
-    EXPECT_TRUE(waited >= 900 && waited < 2000) << waited;
-    for (const auto& [code, repeat, requests] : {std::tuple{"cb", bmc::Repeat::freely, 1U},
-                                                 {"c1", bmc::Repeat::freely, 1U},
-                                                 {"c3", bmc::Repeat::freely, 2U},
-                                                 {"c3", bmc::Repeat::if_refused, 1U},
-                                                 {"c0", bmc::Repeat::if_refused, 2U}}) {
-        simulator->requests();
-        simulator->rules(std::string("answer 06 01 * ") + code + " 1\n");
-        EXPECT_EQ(ask(repeat) == 0, requests == 2) << code;
-        EXPECT_EQ(simulator->requests().size(), requests) << code;
-    }
-    const int port = simulator->port();
-    for (const auto repeat : {bmc::Repeat::freely, bmc::Repeat::if_refused}) {
-        simulator.reset();
-        simulator = std::make_unique<RunningSimulator>(zones(), Records(), port);  // knows no session
-        write_config(simulator->section(), "timeout=1\n");
-        EXPECT_EQ(ask(repeat), repeat == bmc::Repeat::freely ? 0 : -1);
-        EXPECT_EQ(ask(), 0);
-    }
-    simulator->rules("stop 06 01 0\n");
-    const auto silent = time_of([&] { EXPECT_EQ(ask(), -1); });
-    EXPECT_TRUE(silent >= 1900 && silent < 3000) << silent;
-}
-
 TEST(Requests, EndWhenTheirTimeIsOverOrTheEndIsAskedFor) {
     const RunningSimulator simulator(zones());
     bmc::controller().end_session();

@@ -82,38 +82,6 @@ std::vector<Sensor> zones(int count) {
     return sensors;
 }
 
-std::string cache_file() {
-    const auto is_lock = [](const auto& entry) { return entry.path().extension() == ".lock"; };
-    return std::find_if_not(fs::directory_iterator(state("sdr")), fs::directory_iterator(), is_lock)->path();
-}
-
-TEST(SensorFaults, AnOldOrDamagedRecordCacheIsReadAnew) {
-    const auto records_read = [](RunningSimulator& simulator, int expected) {
-        simulator.requests();
-        Temperatures panel;
-        EXPECT_TRUE(panel.open());
-        EXPECT_EQ(panel.count, expected);
-        const auto is_read = [](const std::string& line) { return line.starts_with("0a/23"); };
-        return std::ranges::count_if(simulator.requests(), is_read);
-    };
-    auto simulator = std::make_unique<RunningSimulator>(zones(4));
-    EXPECT_GT(records_read(*simulator, 4), 4);
-    EXPECT_EQ(records_read(*simulator, 4), 0);
-    const std::string good = read_text(cache_file());
-    std::string flipped = good;
-    flipped[good.size() / 2] ^= 1;
-    for (const std::string& bad : {std::string(), flipped, good.substr(0, good.size() / 2), good + good,
-                                   good.substr(good.size() / 2), std::string(3000, '\xff')}) {
-        write_text(cache_file(), bad);
-        EXPECT_GT(records_read(*simulator, 4), 4);
-        EXPECT_EQ(read_text(cache_file()), good);
-    }
-    const int port = simulator->port();
-    simulator.reset();
-    simulator = std::make_unique<RunningSimulator>(zones(6), Records(), port);
-    EXPECT_GT(records_read(*simulator, 6), 6);
-}
-
 TEST(SensorFaults, HostileRecordsInTheRepositoryHideNoOtherSensor) {
     auto short_one = simulator::record_of(zones(2)[1]), long_name = simulator::record_of(zones(3)[2]);
     const auto twice = long_name;

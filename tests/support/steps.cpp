@@ -139,11 +139,14 @@ Steps::Steps() {
                    EXPECT_TRUE(service_->says(lines.empty() ? text : lines + '\n')) << service_->said();
                }},
               {"within", [this](Text what, Text below) {
-                   const auto [longest, step] = split_at(what, " ");
+                   const auto [limits, step] = split_at(what, " ");
+                   const auto [shortest, longest] = split_at(has(limits, "-") ? limits : "0-" + limits, "-");
                    const auto start = std::chrono::steady_clock::now();
                    take(step, below);
-                   EXPECT_LT(std::chrono::steady_clock::now() - start,
-                             std::chrono::milliseconds(std::stoi(longest)));
+                   const std::chrono::duration<double, std::milli> took =
+                       std::chrono::steady_clock::now() - start;
+                   EXPECT_TRUE(took.count() >= std::stoi(shortest) && took.count() < std::stoi(longest))
+                       << took.count();
                }}};
 }
 

@@ -23,7 +23,7 @@
 //   service                 starts the service
 //   ends                    it is told to end, and does
 //   log TEXT                the service says this, or the indented lines, one right behind the other
-//   within MS STEP          the step takes no longer
+//   within MS STEP          the step takes no longer; within MS-MS: nor is it done earlier
 #pragma once
 
 #include <functional>

@@ -17,8 +17,8 @@ FOREGROUND, BACKGROUND = 7, 0
 FONT = "'DejaVu Sans Mono',Menlo,Consolas,'Liberation Mono',monospace"
 WIDE_FONT = "'Noto Sans Mono CJK JP','Noto Sans CJK JP','Hiragino Sans','Yu Gothic','MS Gothic',sans-serif"
 
-# Which way the lines of a character go from the middle of its cell.
-ARMS = {"─": "lr", "│": "ud", "┌": "rd", "┐": "ld", "└": "ru", "┘": "lu", "├": "rud", "┤": "lud", "┬": "lrd",
+# Which way the lines of a character go from the middle of its cell; "_" is at its foot.
+ARMS = {"_": "_", "─": "lr", "│": "ud", "┌": "rd", "┐": "ld", "└": "ru", "┘": "lu", "├": "rud", "┤": "lud", "┬": "lrd",
         "┴": "lru", "┼": "lrud"}
 SHAPES = {"▮": "m1.5 2h6v14h-6z", "▒": "m0 0h9v18h-9z", "↑": "m4.5 3l3.5 4.5h-2.75v7.5h-1.5v-7.5h-2.75z",
           "↓": "m4.5 15l3.5 -4.5h-2.75v-7.5h-1.5v7.5h-2.75z"}
@@ -95,10 +95,12 @@ def lines(cells):
     for (column, row), cell in cells.items():
         x, y = (column + 0.5) * WIDTH, (row + 0.5) * HEIGHT
         for arm in ARMS.get(cell.text, ""):
-            if arm in "lr":
-                across.append((y, cell.fore, *((x - WIDTH / 2, x) if arm == "l" else (x, x + WIDTH / 2))))
+            begin_x, end_x = x - (WIDTH / 2 if arm in "l_" else 0), x + (WIDTH / 2 if arm in "r_" else 0)
+            begin_y, end_y = y - (HEIGHT / 2 if arm == "u" else 0), y + (HEIGHT / 2 if arm == "d" else 0)
+            if arm in "ud":
+                down.append((x, cell.fore, begin_y, end_y))
             else:
-                down.append((x, cell.fore, *((y - HEIGHT / 2, y) if arm == "u" else (y, y + HEIGHT / 2))))
+                across.append((y + (6.5 if arm == "_" else 0), cell.fore, begin_x, end_x))
     paths = collections.defaultdict(str)
     for y, colour, begin, end in joined(across):
         paths[colour] += f"M{begin:g} {y:g}H{end:g}"
@@ -135,11 +137,12 @@ def words(cells):
 
 def texts(cells):
     for word in words(cells):
-        x, y = word["begin"] * WIDTH, word["row"] * HEIGHT + 14
-        # A wide character is as wide as its font's size; the rest of its two cells goes to both sides.
+        x, y = word["begin"] * WIDTH + (word["columns"] - 1) / 2, word["row"] * HEIGHT + 13 + word["columns"]
+        length = (word["end"] - word["begin"]) * WIDTH
+        # A wide character is as wide as its font's size, and as high; what is left of its two cells goes around it.
         way = 'class="w"' if word["columns"] == 2 else 'lengthAdjust="spacingAndGlyphs"'
-        yield (f'<text x="{x + word["columns"] - 1}" y="{y}" textLength="{(word["end"] - word["begin"]) * WIDTH}" '
-               f'{way} fill="{word["fore"]}">{html.escape(word["text"], quote=False)}</text>')
+        yield (f'<text x="{x:g}" y="{y}" textLength="{length}" {way} fill="{word["fore"]}">'
+               f'{html.escape(word["text"], quote=False)}</text>')
 
 
 def picture(title, cells):
@@ -150,7 +153,7 @@ def picture(title, cells):
     yield (f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {whole_width} {whole_height}" '
            f'width="{whole_width}" height="{whole_height}">')
     yield f"<title>{html.escape(title, quote=False)}</title>"
-    yield f"<style>text{{font:15px {FONT}}}.w{{font:16px {WIDE_FONT};letter-spacing:2px}}</style>"
+    yield f"<style>text{{font:15px {FONT}}}.w{{font:17px {WIDE_FONT};letter-spacing:1px}}</style>"
     yield (f'<rect x=".5" y=".5" width="{whole_width - 1}" height="{whole_height - 1}" rx="6" fill="{common}" '
            f'stroke="#888"/>')
     yield f'<g transform="translate({MARGIN} {MARGIN})">'

@@ -12,9 +12,6 @@ set linetype 4 linecolor rgb '#708090' linewidth 1.5 pointtype 13 pointsize 0.6
 set border 3 linecolor rgb grey
 set tics nomirror textcolor rgb grey
 set title textcolor rgb grey
-set xlabel textcolor rgb grey
-set ylabel textcolor rgb grey
-set key textcolor rgb grey
 
 # Bars: a row for each program, its median, a whisker from the 10th to the 90th percentile.
 bars(name, shown) = sprintf("plot figures index '%s' \

@@ -18,8 +18,8 @@ FONT = "'DejaVu Sans Mono',Menlo,Consolas,'Liberation Mono',monospace"
 WIDE_FONT = "'Noto Sans Mono CJK JP','Noto Sans CJK JP','Hiragino Sans','Yu Gothic','MS Gothic',sans-serif"
 
 # Which way the lines of a character go from the middle of its cell; "_" is at its foot.
-ARMS = {"_": "_", "─": "lr", "│": "ud", "┌": "rd", "┐": "ld", "└": "ru", "┘": "lu", "├": "rud", "┤": "lud", "┬": "lrd",
-        "┴": "lru", "┼": "lrud"}
+ARMS = {"_": "_", "─": "lr", "│": "ud", "┌": "rd", "┐": "ld", "└": "ru", "┘": "lu", "├": "rud", "┤": "lud",
+        "┬": "lrd", "┴": "lru", "┼": "lrud"}
 SHAPES = {"▮": "m1.5 2h6v14h-6z", "▒": "m0 0h9v18h-9z", "↑": "m4.5 3l3.5 4.5h-2.75v7.5h-1.5v-7.5h-2.75z",
           "↓": "m4.5 15l3.5 -4.5h-2.75v-7.5h-1.5v7.5h-2.75z"}
 
@@ -125,8 +125,8 @@ def words(cells):
             continue
         last = found[-1] if found else None
         blanks = column - last["end"] if last and last["row"] == row else -1
-        if (0 <= blanks <= 1 and (last["columns"], last["fore"]) == (cell.columns, cell.fore)
-                and (blanks == 0 or (cell.columns == 1 and (column - 1, row) in cells))):
+        # No blank inside of wide ones: how wide it would be, depends on the font.
+        if 0 <= blanks <= 2 - cell.columns and (last["columns"], last["fore"]) == (cell.columns, cell.fore):
             last["text"] += " " * blanks + cell.text
             last["end"] = column + cell.columns
         else:

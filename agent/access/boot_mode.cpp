@@ -23,7 +23,7 @@ using bmc::BootDevice;
 
 constexpr const char* kModule = "boot_mode";
 constexpr const char* kKey = "SOFTWARE/QUD/ZELAgent/Maintenance";
-constexpr settings::Text kTarget{kKey, "Target", ""};
+constexpr settings::Text kTarget{kKey, "Target", "", ""};
 constexpr const char* kImmediate = "Immediate";
 constexpr int kNotSet = 1;
 

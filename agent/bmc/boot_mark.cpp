@@ -17,9 +17,9 @@ namespace {
 constexpr const char* kModule = "boot_mark";
 constexpr const char* kKey = "SOFTWARE/QUD/ZELAgent/Maintenance";
 constexpr std::uint32_t kNothingKept = 256;
-constexpr settings::Text kController{kKey, "Controller", ""};
-constexpr auto kChanging = settings::flag("Changing", false);
-constexpr auto kClearing = settings::number("Clearing", 0, kNothingKept, kNothingKept);
+constexpr settings::Text kController{kKey, "Controller", "", ""};
+constexpr auto kChanging = settings::flag("Changing", "", false);
+constexpr auto kClearing = settings::number("Clearing", "", 0, kNothingKept, kNothingKept);
 constexpr std::array kEndingSignals{SIGHUP, SIGTERM, SIGINT, SIGQUIT};
 
 }  // namespace

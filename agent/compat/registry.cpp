@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "handles.h"
+#include "settings/change_log.h"
 #include "zel/win32.h"
 
 namespace {
@@ -145,7 +146,10 @@ int32_t RegSetValueEx(HKEY key, const char* name, uint32_t /*reserved*/, uint32_
     const std::optional<registry::Value> value = to_value(type, {data, size});
     if (!value) return ERROR_INVALID_PARAMETER;
     const registry::Entry entry{.name = name, .value = *value};
-    return write_result(registry::set(*path, {&entry, 1}));
+    std::vector<zel::store::KeyFile::Change> changes;
+    const std::int32_t result = write_result(registry::set(*path, {&entry, 1}, {}, &changes));
+    zel::settings::log_registry_changes(changes);
+    return result;
 } catch (...) {
     return ERROR_WRITE_FAULT;
 }

@@ -5,7 +5,7 @@
 namespace zel::service {
 namespace {
 
-constexpr const char* kCycle = settings::kEventlogCycle.name;
+constexpr const char* kCycle = settings::kEventlog.fields[0].value.name;
 
 /// The cycle as the log tells it.
 std::optional<std::string> read_cycle() {

@@ -13,6 +13,7 @@
 #include "base/paths.h"
 #include "bmc/settings.h"
 #include "log.h"
+#include "settings/values.h"
 #include "store/key_file.h"
 #include "store/registry.h"
 
@@ -62,7 +63,8 @@ bool write_first_values() {
         log(store::registry::path() + ": cannot be read or does not parse; going on with the defaults");
         return true;
     }
-    const bool version = write_missing("SOFTWARE/QUD/ZELAgent", "CurrentVersion", std::string("4.1"));
+    const bool version = write_missing(settings::kVersion.key, settings::kVersion.name,
+                                       std::string(settings::kVersion.fallback));
     const std::uint32_t tabs = sensor_tabs();
     return (tabs == 0 || write_missing("SOFTWARE/QUD/ZELAgent/CPL", "CplTabView", tabs)) && version;
 }

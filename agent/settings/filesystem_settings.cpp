@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "base/paths.h"
+#include "change_log.h"
 
 namespace zel::settings {
 namespace {
@@ -135,7 +136,7 @@ store::Status read_filesystems(FilesystemSettings& settings,
 }
 
 bool save_filesystems(const FilesystemSettings& settings, const FoundNames& found) {
-    return save_thresholds(path(), [&](KeyFile& file) {
+    const auto change = [&](KeyFile& file) {
         const auto groups = groups_by_name(file, kNaming);
         bool fits = file.set_int(kGeneralGroup, kInterval.name, settings.interval);
         for (const auto& [name, one] : settings.filesystems) {
@@ -144,7 +145,12 @@ bool save_filesystems(const FilesystemSettings& settings, const FoundNames& foun
         }
         if (found) remove_forgotten(file, *found);
         return fits && mark_present(file, kNaming, found);
-    });
+    };
+    std::vector<KeyFile::Change> changes;
+    if (!save_thresholds(path(), change, changes)) return false;
+    log_file_changes("filesystem", changes,
+                     [](const std::string& group) { return name_of_group(group, kNaming); });
+    return true;
 }
 
 }  // namespace zel::settings

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "base/paths.h"
+#include "change_log.h"
 #include "threshold_file.h"
 #include "zel/trace.h"
 
@@ -37,8 +38,13 @@ Status read_raid(int& interval) {
 }
 
 bool save_raid(int interval) {
-    return save_thresholds(
-        path(), [&](KeyFile& file) { return file.set_int(kGeneralGroup, kRaidInterval.name, interval); });
+    const auto change = [&](KeyFile& file) {
+        return file.set_int(kGeneralGroup, kRaidInterval.name, interval);
+    };
+    std::vector<KeyFile::Change> changes;
+    if (!save_thresholds(path(), change, changes)) return false;
+    log_file_changes("raid", changes, [](const std::string&) { return std::optional<std::string>(); });
+    return true;
 }
 
 }  // namespace zel::settings

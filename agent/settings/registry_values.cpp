@@ -6,6 +6,7 @@
 #include <variant>
 
 #include "base/plain_text.h"
+#include "change_log.h"
 #include "zel/trace.h"
 
 namespace zel::settings {
@@ -47,7 +48,11 @@ bool is_valid(const Value& value, std::uint64_t number) {
 }
 
 bool write_values(const std::string& key, std::span<const registry::Entry> values, const char* counter) {
-    if (registry::set(key, values, counter) == store::Status::ok) return true;
+    std::vector<store::KeyFile::Change> changes;
+    if (registry::set(key, values, counter, &changes) == store::Status::ok) {
+        log_registry_changes(changes);
+        return true;
+    }
     ZEL_TRACE(TRACE_LEVEL_ERROR, "%s cannot be written: %s.", key.c_str(), std::strerror(errno));
     return false;
 }

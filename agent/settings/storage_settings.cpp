@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "base/paths.h"
+#include "change_log.h"
 
 namespace zel::settings {
 namespace {
@@ -108,14 +109,19 @@ store::Status read_storage(StorageSettings& settings) {
 }
 
 bool save_storage(const StorageSettings& settings, const FoundNames& found) {
-    return save_thresholds(path(), [&](KeyFile& file) {
+    const auto change = [&](KeyFile& file) {
         const auto groups = groups_by_name(file, kNaming);
         bool fits = file.set_int(kGeneralGroup, kInterval.name, settings.interval);
         for (const auto& [name, items] : settings.devices) {
             fits = fits && put_items(file, group_of(groups, kNaming, name), items);
         }
         return fits && mark_present(file, kNaming, found);
-    });
+    };
+    std::vector<KeyFile::Change> changes;
+    if (!save_thresholds(path(), change, changes)) return false;
+    log_file_changes("storage", changes,
+                     [](const std::string& group) { return name_of_group(group, kNaming); });
+    return true;
 }
 
 }  // namespace zel::settings

@@ -13,7 +13,6 @@ namespace zel::settings {
 namespace {
 
 constexpr const char* kModule = "threshold_file";
-constexpr const char* kPresentKey = "present";
 constexpr std::size_t kMostTold = 20;
 
 bool must_escape(unsigned char byte, bool utf8) {
@@ -59,14 +58,19 @@ std::string unescape_name(std::string_view text) {
     return name;
 }
 
+std::optional<std::string> name_of_group(const std::string& group, const Naming& naming) {
+    // Groups that are not UTF-8 could not be written.
+    if (!group.starts_with(naming.prefix) || !chars::is_utf8(group)) return std::nullopt;
+    std::string name = unescape_name(std::string_view(group).substr(naming.prefix.size()));
+    if (name.empty() || name.size() > naming.longest || !name.starts_with(naming.name_start))
+        return std::nullopt;
+    return name;
+}
+
 std::map<std::string, std::string> groups_by_name(const store::KeyFile& file, const Naming& naming) {
     std::map<std::string, std::string> groups;
     for (const std::string& group : file.groups()) {
-        if (!group.starts_with(naming.prefix) || !chars::is_utf8(group))
-            continue;  // others could not be written
-        std::string name = unescape_name(std::string_view(group).substr(naming.prefix.size()));
-        if (name.empty() || name.size() > naming.longest || !name.starts_with(naming.name_start)) continue;
-        groups.try_emplace(std::move(name), group);
+        if (auto name = name_of_group(group, naming)) groups.try_emplace(*std::move(name), group);
     }
     return groups;
 }
@@ -93,11 +97,12 @@ store::Status load_thresholds(const std::string& path, store::KeyFile& file) {
     return status;
 }
 
-bool save_thresholds(const std::string& path, const std::function<bool(store::KeyFile&)>& change) {
+bool save_thresholds(const std::string& path, const std::function<bool(store::KeyFile&)>& change,
+                     std::vector<store::KeyFile::Change>& changes) {
     bool fits = true;
     errno = 0;
     const auto checked = [&](store::KeyFile& file) { return fits = change(file); };
-    if (store::update_key_file(path, checked) == store::Status::ok && fits) return true;
+    if (store::update_key_file(path, checked, &changes) == store::Status::ok && fits) return true;
     ZEL_TRACE(TRACE_LEVEL_ERROR, "%s cannot be written: %s.", path.c_str(),
               std::strerror(fits ? errno : EINVAL));
     return false;

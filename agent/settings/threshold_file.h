@@ -25,6 +25,7 @@
 namespace zel::settings {
 
 inline constexpr const char* kGeneralGroup = "general";
+inline constexpr const char* kPresentKey = "present";
 
 /// Names of the things that were found; nothing when it is not known what is there.
 using FoundNames = std::optional<std::set<std::string>>;
@@ -48,6 +49,9 @@ struct Naming {
 /// name is damaged stands for nothing.
 std::map<std::string, std::string> groups_by_name(const store::KeyFile& file, const Naming& naming);
 
+/// The name of the thing that a group is about; nothing when it is about none.
+std::optional<std::string> name_of_group(const std::string& group, const Naming& naming);
+
 /// The name's group, under the spelling that the file already has.
 std::string group_of(const std::map<std::string, std::string>& groups, const Naming& naming,
                      const std::string& name);
@@ -67,7 +71,9 @@ inline bool is_readable(store::Status status) {
 
 /// Has `change` edit the file and replaces it; false, and logged, when that failed or `change` returned
 /// false.
-bool save_thresholds(const std::string& path, const std::function<bool(store::KeyFile&)>& change);
+/// @param changes  Receives what was changed.
+bool save_thresholds(const std::string& path, const std::function<bool(store::KeyFile&)>& change,
+                     std::vector<store::KeyFile::Change>& changes);
 
 /// Takes values out of a key file. What is missing or invalid is logged, up to a bound, and reads
 /// as its fallback; a group that does not exist is silent.

@@ -23,10 +23,11 @@ inline constexpr std::uint32_t kInterruptBefore = 0x20;  ///< The time-out begin
 inline constexpr std::uint32_t kAfterMask = 0x03;  ///< Then: 0 nothing, 1 reset, 2 power off, 3 power cycle.
 inline constexpr std::uint32_t kResetAfter = 1;
 
-/// One setting that is a number: its name where it is kept, its range, and what it is while nobody has set it,
-/// or an invalid one is kept.
+/// One setting that is a number: its name where it is kept, its words on command lines, its range, and what it is
+/// while nobody has set it, or an invalid one is kept.
 struct Value {
     const char* name;
+    const char* words;
     Type type;
     std::uint32_t least;
     std::uint32_t greatest;
@@ -41,19 +42,19 @@ struct Value {
     }
 };
 
-constexpr Value number(const char* name, std::uint32_t least, std::uint32_t greatest, std::uint32_t fallback,
-                       Unit unit = Unit::none) {
-    return {name, Type::number, least, greatest, fallback, unit};
+constexpr Value number(const char* name, const char* words, std::uint32_t least, std::uint32_t greatest,
+                       std::uint32_t fallback, Unit unit = Unit::none) {
+    return {name, words, Type::number, least, greatest, fallback, unit};
 }
-constexpr Value flag(const char* name, bool fallback) {
-    return {name, Type::flag, 0, 1, fallback};
+constexpr Value flag(const char* name, const char* words, bool fallback) {
+    return {name, words, Type::flag, 0, 1, fallback};
 }
-constexpr Value actions(const char* name, std::uint32_t fallback) {
-    return {name, Type::actions, 0, kInterruptBefore | kAfterMask, fallback};
+constexpr Value actions(const char* name, const char* words, std::uint32_t fallback) {
+    return {name, words, Type::actions, 0, kInterruptBefore | kAfterMask, fallback};
 }
 /// A number that has every value of its type.
 constexpr Value any_number(const char* name) {
-    return number(name, 0, std::numeric_limits<std::uint32_t>::max(), 0);
+    return number(name, "", 0, std::numeric_limits<std::uint32_t>::max(), 0);
 }
 
 /// A setting and the field of the record that holds it.
@@ -68,6 +69,7 @@ template <class Holder, class Word, std::size_t count>
 struct Table {
     using Record = Holder;
     const char* key;
+    const char* words;  ///< What the words of its settings begin with on command lines.
     std::array<Field<Holder, Word>, count> fields;
 };
 

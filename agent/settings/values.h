@@ -13,27 +13,32 @@ namespace zel::settings {
 
 /// In the file of each resource that has one: seconds between two samples.
 inline constexpr Value kInterval =
-    number("interval", MONITOR_INTERVAL_MIN, MONITOR_INTERVAL_MAX, 60, Unit::seconds);
+    number("interval", "interval", MONITOR_INTERVAL_MIN, MONITOR_INTERVAL_MAX, 60, Unit::seconds);
 inline constexpr Value kRaidInterval =
-    number("interval", MYLEX_INTERVAL_MIN, MYLEX_INTERVAL_MAX, 60, Unit::seconds);
+    number("interval", "interval", MYLEX_INTERVAL_MIN, MYLEX_INTERVAL_MAX, 60, Unit::seconds);
 
 // Wider than any choice a program offers: an administrator may set what the programs do not.
 inline constexpr Table kCpuCycle{
-    "SOFTWARE/QUD/ZELAgent/CPU",
+    "SOFTWARE/QUD/ZELAgent/CPU", "cpu",
     std::array{
-        Field{number("SamplingInterval", 1, 3600, 10, Unit::seconds), &CpuCycleRecord::samplingInterval},
-        Field{number("Cycle", 1, 365 * 24 * 3600, 60, Unit::seconds), &CpuCycleRecord::cycleSeconds},
+        Field{number("SamplingInterval", "interval", 1, 3600, 10, Unit::seconds),
+              &CpuCycleRecord::samplingInterval},
+        Field{number("Cycle", "cycle", 1, 365 * 24 * 3600, 60, Unit::seconds), &CpuCycleRecord::cycleSeconds},
     }};
 
 /// One CPU; its key is `cpu_row_key`.
 inline constexpr Table kCpuRow{
-    "", std::array{
-            Field{flag("Enable", false), &CpuThresholdRow::enable},
-            Field{number("FatalReport", 0, 100, 95, Unit::percent), &CpuThresholdRow::fatalReport},
-            Field{number("FatalReset", 0, 100, 90, Unit::percent), &CpuThresholdRow::fatalReset},
-            Field{number("WarningReport", 0, 100, 85, Unit::percent), &CpuThresholdRow::warningReport},
-            Field{number("WarningReset", 0, 100, 80, Unit::percent), &CpuThresholdRow::warningReset},
-        }};
+    "", "",
+    std::array{
+        Field{flag("Enable", "enable", false), &CpuThresholdRow::enable},
+        Field{number("FatalReport", "fatal.report", 0, 100, 95, Unit::percent),
+              &CpuThresholdRow::fatalReport},
+        Field{number("FatalReset", "fatal.reset", 0, 100, 90, Unit::percent), &CpuThresholdRow::fatalReset},
+        Field{number("WarningReport", "warning.report", 0, 100, 85, Unit::percent),
+              &CpuThresholdRow::warningReport},
+        Field{number("WarningReset", "warning.reset", 0, 100, 80, Unit::percent),
+              &CpuThresholdRow::warningReset},
+    }};
 
 /// The whole machine, which is watched until somebody says otherwise.
 inline constexpr auto kCpuTotal = [] {
@@ -52,54 +57,65 @@ inline std::string cpu_row_key(int row) {
 }
 
 inline constexpr Table kLan{
-    "SOFTWARE/QUD/ZELAgent/LAN",
+    "SOFTWARE/QUD/ZELAgent/LAN", "lan",
     std::array{
-        Field{number("Interval", LAN_INTERVAL_MIN, LAN_INTERVAL_MAX, 60, Unit::seconds),
+        Field{number("Interval", "interval", LAN_INTERVAL_MIN, LAN_INTERVAL_MAX, 60, Unit::seconds),
               &LanSettingsRecord::interval},
-        Field{number("Hardware", LAN_HARDWARE_MIN, LAN_HARDWARE_MAX, 10, Unit::percent),
+        Field{number("Hardware", "hardware", LAN_HARDWARE_MIN, LAN_HARDWARE_MAX, 10, Unit::percent),
               &LanSettingsRecord::hardware},
-        Field{number("Retry", LAN_RETRY_MIN, LAN_RETRY_MAX, 20, Unit::percent), &LanSettingsRecord::retry},
-        Field{number("Abort", LAN_ABORT_MIN, LAN_ABORT_MAX, 20, Unit::percent), &LanSettingsRecord::abort_},
+        Field{number("Retry", "retry", LAN_RETRY_MIN, LAN_RETRY_MAX, 20, Unit::percent),
+              &LanSettingsRecord::retry},
+        Field{number("Abort", "abort", LAN_ABORT_MIN, LAN_ABORT_MAX, 20, Unit::percent),
+              &LanSettingsRecord::abort_},
     }};
 
-inline constexpr Value kEventlogCycle =
-    number(EVENTLOG_CYCLE, EVENTLOG_CYCLE_MIN, EVENTLOG_CYCLE_MAX, EVENTLOG_CYCLE_DEFAULT, Unit::seconds);
+struct EventlogRecord {
+    std::uint32_t cycle;  ///< Seconds between two looks at the system's event log.
+};
+inline constexpr Table kEventlog{
+    EVENTLOG_KEY, "eventlog",
+    std::array{Field{number(EVENTLOG_CYCLE, "interval", EVENTLOG_CYCLE_MIN, EVENTLOG_CYCLE_MAX,
+                            EVENTLOG_CYCLE_DEFAULT, Unit::seconds),
+                     &EventlogRecord::cycle}}};
 
 inline constexpr Table kShutdown{
-    "SOFTWARE/QUD/ZELAgent/Shutdown",
+    "SOFTWARE/QUD/ZELAgent/Shutdown", "shutdown",
     std::array{
-        Field{flag("HangEnable", false), &ShutdownRecord::dwHangEnable},
-        Field{number("Timeout", SHUTDOWN_TIMEOUT_MIN, SHUTDOWN_TIMEOUT_MAX, 600, Unit::seconds),
+        Field{flag("HangEnable", "enable", false), &ShutdownRecord::dwHangEnable},
+        Field{number("Timeout", "timeout", SHUTDOWN_TIMEOUT_MIN, SHUTDOWN_TIMEOUT_MAX, 600, Unit::seconds),
               &ShutdownRecord::dwTimeout},
-        Field{actions("TimeoutAct", kResetAfter), &ShutdownRecord::dwTimeoutAct},
+        Field{actions("TimeoutAct", "", kResetAfter), &ShutdownRecord::dwTimeoutAct},
     }};
 
 inline constexpr Table kWatchdog{
-    "SOFTWARE/QUD/ZELAgent/Watchdog",
+    "SOFTWARE/QUD/ZELAgent/Watchdog", "watchdog",
     std::array{
-        Field{flag("HangEnable", false), &WdtRecord::qwHangEnable},
-        Field{number("Interval", WDT_INTERVAL_MIN, WDT_INTERVAL_MAX, 30, Unit::seconds),
+        Field{flag("HangEnable", "enable", false), &WdtRecord::qwHangEnable},
+        Field{number("Interval", "interval", WDT_INTERVAL_MIN, WDT_INTERVAL_MAX, 30, Unit::seconds),
               &WdtRecord::qwInterval},
-        Field{number("Timeout", WDT_TIMEOUT_MIN, WDT_TIMEOUT_MAX, 120, Unit::seconds), &WdtRecord::qwTimeout},
-        Field{actions("TimeoutAct", kResetAfter), &WdtRecord::qwTimeoutAct},
+        Field{number("Timeout", "timeout", WDT_TIMEOUT_MIN, WDT_TIMEOUT_MAX, 120, Unit::seconds),
+              &WdtRecord::qwTimeout},
+        Field{actions("TimeoutAct", "", kResetAfter), &WdtRecord::qwTimeoutAct},
     }};
 /// Beside them: how often they were written.
 inline constexpr Value kWatchdogGeneration = any_number("Generation");
 
 /// Permit counts only with Enable.
-inline constexpr Table kSnmp{"SOFTWARE/QUD/ZELAgent/SNMP",
+inline constexpr Table kSnmp{"SOFTWARE/QUD/ZELAgent/SNMP", "snmp",
                              std::array{
-                                 Field{flag("Enable", false), &SnmpFlags::enable},
-                                 Field{flag("Permit", false), &SnmpFlags::permit},
+                                 Field{flag("Enable", "enable", false), &SnmpFlags::enable},
+                                 Field{flag("Permit", "permit", false), &SnmpFlags::permit},
                              }};
 
 /// A setting that is a text: its key, its name, and what it is while nobody has set it.
 struct Text {
     const char* key;
     const char* name;
+    const char* words;
     const char* fallback;
 };
-inline constexpr Text kCommunity{kSnmp.key, "Community", "plinth"};
-inline constexpr Text kRackName{"SOFTWARE/QUD/ZELAgent/Rack", "Name", ""};
+inline constexpr Text kCommunity{kSnmp.key, "Community", "snmp.community", "plinth"};
+inline constexpr Text kVersion{"SOFTWARE/QUD/ZELAgent", "CurrentVersion", "agent.version", "4.1"};
+inline constexpr Text kRackName{"SOFTWARE/QUD/ZELAgent/Rack", "Name", "rack.name", ""};
 
 }  // namespace zel::settings

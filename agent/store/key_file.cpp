@@ -19,6 +19,7 @@ struct KeyFile::Impl {
     std::deque<std::string> edited;  ///< Lines and names that were set since; never moved.
     std::deque<Group> groups{Group(std::string_view{})};  ///< First what stands above the first head.
     std::unordered_map<std::string_view, Group*> index;
+    std::vector<Change> changes;
 
     Group* find(std::string_view name) {
         const auto found = index.find(name);
@@ -140,6 +141,7 @@ bool KeyFile::set(const std::string& group, const std::string& key, const std::s
     Line* const known = found != nullptr ? found->find(key) : nullptr;
     if (known != nullptr && known->value == std::string_view(text).substr(key.size() + 1)) return true;
 
+    impl_->changes.push_back({group, key, get(group, key), value});
     const std::string_view kept = impl_->keep(std::move(text));
     const Line line{.text = kept, .key = kept.substr(0, key.size()), .value = kept.substr(key.size() + 1)};
     if (known != nullptr) {
@@ -149,6 +151,10 @@ bool KeyFile::set(const std::string& group, const std::string& key, const std::s
     if (found == nullptr) found = &impl_->create(group);
     found->add(line);
     return true;
+}
+
+const std::vector<KeyFile::Change>& KeyFile::changes() const {
+    return impl_->changes;
 }
 
 bool KeyFile::set_int(const std::string& group, const std::string& key, std::int64_t value) {

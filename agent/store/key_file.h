@@ -37,6 +37,14 @@ enum class Status {
 /// Names of groups and keys are compared byte by byte here; the registry folds case above this layer.
 class KeyFile {
   public:
+    /// What `set` changed.
+    struct Change {
+        std::string group;
+        std::string key;
+        std::optional<std::string> before;  ///< Nothing where there was no value.
+        std::string after;
+    };
+
     KeyFile();
     ~KeyFile();
     KeyFile(KeyFile&&) noexcept;
@@ -59,6 +67,8 @@ class KeyFile {
     /// False when a name or value cannot stand in a key file (control characters, brackets, not UTF-8 ...).
     bool set(const std::string& group, const std::string& key, const std::string& value);
     bool set_int(const std::string& group, const std::string& key, std::int64_t value);
+    /// All changes since the text was parsed, in order.
+    [[nodiscard]] const std::vector<Change>& changes() const;
     /// Makes sure that the group exists, if without values. False when that cannot be its name.
     bool add_group(const std::string& group);
     /// Removes a group, if it exists, with its values; comments below its last value stay.
@@ -76,7 +86,9 @@ Status read_key_file(const std::string& path, KeyFile& out);
 /// false to leave the file as it is (the result is then `ok` and nothing is written). When the content
 /// after `change` equals the one before, nothing is written either. Never `corrupt` or `not_found`: such
 /// files start from an empty content (a corrupt one is kept aside first).
-Status update_key_file(const std::string& path, const std::function<bool(KeyFile&)>& change);
+/// @param changes  Receives what was changed, where something was written.
+Status update_key_file(const std::string& path, const std::function<bool(KeyFile&)>& change,
+                       std::vector<KeyFile::Change>* changes = nullptr);
 
 /// Writes `bytes` to a temporary file beside `path`, syncs it, renames it over `path` and syncs the folder.
 /// Mode 0600; 0640 with the folder's group where the folder's mode is 0750. False with errno set when any

@@ -133,7 +133,8 @@ bool is_readable_text(const std::string& text) {
 
 }  // namespace
 
-Status update_key_file(const std::string& path, const std::function<bool(KeyFile&)>& change) {
+Status update_key_file(const std::string& path, const std::function<bool(KeyFile&)>& change,
+                       std::vector<KeyFile::Change>* changes) {
     const auto folder = base::OwnFolder::make(base::parent_folder(path));
     const std::string name = base::last_name(path);
     const base::UniqueFd lock = folder ? lock_for_update(folder, name) : base::UniqueFd();
@@ -153,6 +154,7 @@ Status update_key_file(const std::string& path, const std::function<bool(KeyFile
     Replacement replacement(folder, name);
     const bool replaced = is_readable_text(after) && replacement.write(after) &&
                           (found != Status::corrupt || keep_aside(folder, name)) && replacement.commit();
+    if (replaced && changes) *changes = file.changes();
     return replaced ? Status::ok : Status::failed;
 }
 

@@ -138,9 +138,10 @@ std::uint32_t counted(const KeyFile& file, const Place& place, std::string_view 
 }
 
 /// Runs `change` on the file; its false means that a name or value cannot stand there.
-Status update(const std::function<bool(KeyFile&)>& change) {
+Status update(const std::function<bool(KeyFile&)>& change, std::vector<KeyFile::Change>* changes = nullptr) {
     bool fits = true;
-    const Status status = update_key_file(path(), [&](KeyFile& file) { return fits = change(file); });
+    const Status status = update_key_file(
+        path(), [&](KeyFile& file) { return fits = change(file); }, changes);
     if (fits) return status;
     errno = EINVAL;
     return Status::failed;
@@ -181,8 +182,13 @@ std::optional<std::uint32_t> get_dword(std::string_view key, std::string_view na
     return number != nullptr ? std::optional(*number) : std::nullopt;
 }
 
-Status set(std::string_view key, std::span<const Entry> values, std::string_view counter) {
-    return update([&](KeyFile& file) {
+bool is_same_key(std::string_view one, std::string_view other) {
+    return folded_path(one) == folded_path(other);
+}
+
+Status set(std::string_view key, std::span<const Entry> values, std::string_view counter,
+           std::vector<KeyFile::Change>* changes) {
+    const auto put_all = [&](KeyFile& file) {
         const Place place = locate(file, key);
         const auto put = [&](const Entry& entry) {
             const auto [group, name] = place.of(entry.name);
@@ -190,7 +196,8 @@ Status set(std::string_view key, std::span<const Entry> values, std::string_view
         };
         if (!std::ranges::all_of(values, put)) return false;
         return counter.empty() || put({std::string(counter), counted(file, place, counter) + 1});
-    });
+    };
+    return update(put_all, changes);
 }
 
 Status create_key(std::string_view key) {

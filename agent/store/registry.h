@@ -46,7 +46,12 @@ std::optional<std::uint32_t> get_dword(std::string_view key, std::string_view na
 
 /// Writes all values under one key in one durable replacement. `failed` leaves every value as it was.
 /// @param counter  The name of a number that grows by one with them, whoever else writes; empty for none.
-Status set(std::string_view key, std::span<const Entry> values, std::string_view counter = {});
+/// @param changes  Receives what differs now, values with their types.
+Status set(std::string_view key, std::span<const Entry> values, std::string_view counter = {},
+           std::vector<KeyFile::Change>* changes = nullptr);
+
+/// True when two paths of keys are one key.
+bool is_same_key(std::string_view one, std::string_view other);
 
 /// Makes an empty key; nothing happens when it exists.
 Status create_key(std::string_view key);

@@ -25,7 +25,7 @@ for folder in src agent tests bench tools; do
 done
 # The agent's rooms, each with those that it may include: arrows run downwards only (docs/ARCHITECTURE.md).
 while read -r room allowed; do
-    forbid "agent/$room" "(base|trace|store|client|system|settings|bmc|compat|smbios|sensorshare|access|service)/" \
+    forbid "agent/$room" "(base|trace|store|client|system|settings|watch|tell|bmc|compat|smbios|sensorshare|access|service)/" \
         "(${allowed:-none})/"
 done <<'EOT'
 base
@@ -34,12 +34,14 @@ store base
 client base
 system base|store
 settings base|store|system
+watch base|store|system|settings
+tell base|store|system|settings|watch
 bmc base|store|settings
-compat base|store
+compat base|store|settings
 smbios system
 sensorshare store|system
 access base|store|client|system|settings|bmc
-service base|store|client|system|settings|bmc
+service base|store|client|system|settings|watch|tell|bmc
 EOT
 # Panels call newt through Dialog and the widgets' helpers only, where its traps are known.
 if grep -rnE 'newt\.newt' src/monitor src/ipmi src/control src/main/menu.cpp src/main/panel_table.cpp; then

@@ -1,0 +1,146 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "change_log.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+#include "store/registry.h"
+#include "system/journal.h"
+#include "threshold_file.h"
+#include "values.h"
+#include "zel/trace.h"
+
+namespace zel::settings {
+namespace {
+
+constexpr const char* kModule = "change_log";
+constexpr const char* kMessageId = "c8d6a4f2e0b94d3a8c7e5f1b3d9a6e07";
+constexpr const char* kHidden = "(hidden)";
+constexpr std::size_t kMostTold = 1000;
+
+using Change = store::KeyFile::Change;
+using Tell = std::function<void(ToldChange)>;
+
+/// A registry's value without its type.
+std::string bare(const std::string& text) {
+    return text.substr(text.find(':') + 1);
+}
+
+std::string told(const Value& value, const std::string& stored) {
+    if (value.type == Type::flag) return stored == "0" ? "false" : "true";
+    return stored;
+}
+
+constexpr std::array kWhens{"none", "nmi"};
+constexpr std::array kAfters{"none", "hard-reset", "power-off", "power-cycle"};
+
+const char* when_of(std::uint32_t code) {
+    return kWhens.at((code & kInterruptBefore) != 0 ? 1 : 0);
+}
+const char* after_of(std::uint32_t code) {
+    return kAfters.at(code & kAfterMask);
+}
+
+/// Two settings share the byte of actions.
+void tell_actions(const std::string& words, std::int64_t before, std::int64_t after, const Tell& tell) {
+    const auto was = static_cast<std::uint32_t>(before);
+    const auto is = static_cast<std::uint32_t>(after);
+    if (when_of(was) != when_of(is)) tell({words + ".when", when_of(was), when_of(is)});
+    if (after_of(was) != after_of(is)) tell({words + ".after", after_of(was), after_of(is)});
+}
+
+template <class Table>
+bool tell_field(const Table& table, const std::string& key, const std::string& words, const Change& change,
+                const Tell& tell) {
+    if (!store::registry::is_same_key(change.group, key)) return false;
+    const auto field = std::ranges::find(table.fields, change.key,
+                                         [](const auto& one) { return std::string_view(one.value.name); });
+    if (field == table.fields.end()) return false;
+    const Value& value = field->value;
+    const std::string before = change.before ? bare(*change.before) : std::to_string(value.fallback);
+    const std::string after = bare(change.after);
+    if (value.type == Type::actions) {
+        tell_actions(words, store::parse_int(before).value_or(value.fallback),
+                     store::parse_int(after).value_or(value.fallback), tell);
+    } else if (before != after) {
+        tell({words + '.' + value.words, told(value, before), told(value, after)});
+    }
+    return true;
+}
+
+/// The row of a CPU's key; nothing for another key.
+std::optional<std::string> cpu_of(const std::string& key) {
+    const std::string name = key.substr(key.find_last_of("/\\") + 1);
+    constexpr std::string_view kCpu = "CPU";
+    if (!store::registry::is_same_key(key, kCpuCycle.key + ('/' + name))) return std::nullopt;
+    return name.starts_with(kCpu) ? name.substr(kCpu.size()) : name;
+}
+
+void tell_registry(const Change& change, const Tell& tell) {
+    for (const Text& text : {kCommunity, kRackName, kVersion}) {
+        if (!store::registry::is_same_key(change.group, text.key) || change.key != text.name) continue;
+        const bool hidden = text.name == std::string_view(kCommunity.name);
+        tell({text.words,
+              hidden          ? kHidden
+              : change.before ? bare(*change.before)
+                              : text.fallback,
+              hidden ? kHidden : bare(change.after)});
+        return;
+    }
+    const auto in = [&](const auto& table) {
+        return tell_field(table, table.key, table.words, change, tell);
+    };
+    if (in(kCpuCycle) || in(kLan) || in(kShutdown) || in(kWatchdog) || in(kSnmp) || in(kEventlog)) return;
+    if (const auto cpu = cpu_of(change.group))
+        tell_field(*cpu == "TOTAL" ? kCpuTotal : kCpuRow, change.group, "cpu." + *cpu, change, tell);
+}
+
+/// Gives each change to `tell` until too many were told.
+template <class Each>
+void tell_all(Changed changes, const Each& each) {
+    std::size_t told_so_far = 0;
+    const Tell tell = [&](const ToldChange& change) {
+        if (++told_so_far <= kMostTold) log_change(change);
+    };
+    for (const Change& change : changes)
+        each(change, tell);
+    if (told_so_far > kMostTold)
+        ZEL_TRACE(TRACE_LEVEL_INFO, "%zu further changes are not told.", told_so_far - kMostTold);
+}
+
+}  // namespace
+
+void log_change(const ToldChange& change) {
+    const std::string message = change.path + ": " + change.before + " -> " + change.after;
+    ZEL_TRACE(TRACE_LEVEL_INFO, "%s", message.c_str());
+    system::JournalEntry entry;
+    entry.add("MESSAGE", message);
+    entry.add("MESSAGE_ID", kMessageId);
+    entry.add("PRIORITY", "5");
+    entry.add("SYSLOG_IDENTIFIER", "zelagent");
+    entry.add("ZEL_EVENT", "change");
+    entry.add("ZEL_RESOURCE", change.path.substr(0, change.path.find_first_of(".[")));
+    entry.add("ZEL_PATH", change.path);
+    entry.add("ZEL_OLD", change.before);
+    entry.add("ZEL_NEW", change.after);
+    entry.send();
+}
+
+void log_registry_changes(Changed changes) {
+    tell_all(changes, tell_registry);
+}
+
+void log_file_changes(const std::string& resource, Changed changes,
+                      const std::function<std::optional<std::string>(const std::string& group)>& name_of) {
+    tell_all(changes, [&](const Change& change, const Tell& tell) {
+        if (change.key == kPresentKey) return;
+        const auto name = name_of(change.group);
+        std::string path = resource;
+        if (name) path.append("[").append(escape_name(*name)).append("]");
+        path.append(".").append(change.key);
+        tell({path, change.before.value_or("(not set)"), change.after});
+    });
+}
+
+}  // namespace zel::settings

@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Who changed which setting: each process puts its own changes into the system's journal, which adds who it was in fields
+// that nobody can forge (_UID, _AUDIT_LOGINUID).
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <span>
+#include <string>
+
+#include "store/key_file.h"
+
+namespace zel::settings {
+
+using Changed = std::span<const store::KeyFile::Change>;
+
+/// One setting as it is told. "(hidden)" stands for what must not be told.
+struct ToldChange {
+    std::string path;  ///< As on command lines: "cpu.TOTAL.fatal.report".
+    std::string before;
+    std::string after;
+};
+
+/// Logs a change: path, old value, new value.
+void log_change(const ToldChange& change);
+
+/// Logs what changed in the registry: the settings of the value tables, and the event log's cycle. Others, such as
+/// marks and counters of the agent itself, are none.
+void log_registry_changes(Changed changes);
+
+/// Logs what changed in a file of thresholds.
+/// @param resource  "storage".
+/// @param name_of   The thing that a group of the file is about; nothing for the group of the resource itself.
+void log_file_changes(const std::string& resource, Changed changes,
+                      const std::function<std::optional<std::string>(const std::string& group)>& name_of);
+
+}  // namespace zel::settings

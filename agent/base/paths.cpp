@@ -50,7 +50,7 @@ const std::string& config_file() {
 }
 
 std::string own_root(const std::string& path) {
-    for (const std::string& root : {locations().settings, locations().run}) {
+    for (const std::string& root : {locations().settings, locations().run, locations().everybody}) {
         if (path.starts_with(root) && (path.size() == root.size() || path[root.size()] == '/')) return root;
     }
     return {};

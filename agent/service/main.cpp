@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// ZELntserver, the agent's service: holds the settings of the monitored resources, reloads them when it
-// is asked to, and answers to those who want to know whether it runs.
+// ZELntserver, the agent's service: watches what its settings say, reloads them when it is asked to, tells what
+// changes, and answers to those who want to know whether it runs.
 #include <sys/signalfd.h>
 #include <sys/stat.h>
 #include <systemd/sd-daemon.h>
@@ -23,6 +23,7 @@
 #include "event_watch.h"
 #include "first_values.h"
 #include "log.h"
+#include "monitor.h"
 #include "resources.h"
 #include "server.h"
 #include "store/key_file_read.h"
@@ -99,6 +100,7 @@ std::string reload(Resources& resources) {
 std::string answer(std::string_view request, Resources& resources) {
     constexpr std::string_view kReset = "reset ";
     if (request == "ping") return std::string("ok ") + kVersion;
+    if (request == "events") return "ok";
     if (request == "reload") return reload(resources);
     if (request.starts_with(kReset)) return resources.reload(request.substr(kReset.size()));
     return "error unknown request";
@@ -128,7 +130,9 @@ int run() {
     resources.reload_all();
     Server server([&](std::string_view request) { return answer(request, resources); });
     if (!server.listen()) return 1;
-    const ControllerWatch controller;
+    const Worker controller("controller", controller_watch());
+    Monitor monitor([&](const std::string& event) { server.publish(event); });
+    resources.on_reload([&](const std::string& resource) { monitor.look_at(resource); });
     const EventWatch eventlog("Eventlog_Cycle_Event", [&] { resources.reload("eventlog"); });
     log(std::string(kVersion) + " is ready");
     ::sd_notify(0, "READY=1");

@@ -59,6 +59,7 @@ std::string Resources::reload(std::string_view name) {
     const auto found = resources_.find(name.substr(0, blank));
     if (found == resources_.end()) return "error unknown resource";
     std::string answer = reload_one(found->first, found->second);
+    if (answer == "ok") done_(found->first);
     if (blank == std::string_view::npos || answer != "ok") return answer;
     return start_anew(found->first, name.substr(blank + 1));
 }
@@ -66,7 +67,12 @@ std::string Resources::reload(std::string_view name) {
 void Resources::reload_all() {
     const std::lock_guard lock(guard_);
     for (const auto& [name, read] : resources_)
-        reload_one(name, read);
+        if (reload_one(name, read) == "ok") done_(name);
+}
+
+void Resources::on_reload(std::function<void(const std::string& resource)> done) {
+    const std::lock_guard lock(guard_);
+    done_ = std::move(done);
 }
 
 }  // namespace zel::service

@@ -82,11 +82,15 @@ class Resources {
     /// @return The answer to a client: "ok", or "error <why>".
     std::string reload(std::string_view name);
 
+    /// What is done after a resource was reloaded.
+    void on_reload(std::function<void(const std::string& resource)> done);
+
     /// Reloads all resources.
     void reload_all();
 
   private:
     std::mutex guard_;
+    std::function<void(const std::string&)> done_ = [](const std::string&) {};
     std::map<std::string, Reload, std::less<>> resources_;
 };
 

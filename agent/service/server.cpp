@@ -2,6 +2,7 @@
 #include "server.h"
 
 #include <poll.h>
+#include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -45,7 +46,8 @@ bool is_allowed(int socket) {
 
 }  // namespace
 
-Server::Server(std::function<std::string(std::string_view)> answer) : answer_(std::move(answer)) {}
+Server::Server(std::function<std::string(std::string_view)> answer)
+    : answer_(std::move(answer)), published_(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {}
 
 Server::~Server() {
     if (bound_) ::unlink(client::service_socket_path().c_str());
@@ -65,7 +67,9 @@ bool Server::listen() {
 bool Server::run(int signals, const std::function<bool()>& on_signal) {
     for (;;) {
         const short accepting = Clock::now() < accept_after_ ? 0 : POLLIN;
-        std::vector<pollfd> watched{{signals, POLLIN, 0}, {listener_.get(), accepting, 0}};
+        std::vector<pollfd> watched{
+            {signals, POLLIN, 0}, {listener_.get(), accepting, 0}, {published_.get(), POLLIN, 0}};
+        const std::size_t first = watched.size();
         for (const Client& client : clients_)
             watched.push_back({client.socket.get(), POLLIN, 0});
         if (::poll(watched.data(), watched.size(), milliseconds_to_wait()) < 0) {
@@ -75,8 +79,9 @@ bool Server::run(int signals, const std::function<bool()>& on_signal) {
         }
         if (watched[0].revents != 0 && !on_signal()) return true;
         for (std::size_t i = 0; i < clients_.size(); ++i) {
-            if (watched[i + 2].revents != 0 && !serve(clients_[i])) clients_[i].socket.reset();
+            if (watched[i + first].revents != 0 && !serve(clients_[i])) clients_[i].socket.reset();
         }
+        if (watched[2].revents != 0) send_published();
         drop_idle();
         if (watched[1].revents != 0) accept_waiting();
     }
@@ -90,10 +95,36 @@ bool Server::serve(Client& client) {
     if (got == 0) return false;
     client.heard = Clock::now();
     const auto size = static_cast<std::size_t>(got);
+    if (std::string_view(buffer.data(), size) == "events") client.listens = true;
     const std::string answer =
         size > client::kMaxMessage ? "error request too long" : answer_({buffer.data(), size});
     // A client that does not take its answers loses the connection, as one that has gone.
     return ::send(client.socket.get(), answer.data(), answer.size(), MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
+}
+
+void Server::publish(const std::string& message) {
+    constexpr std::uint64_t kOnce = 1;
+    const std::lock_guard lock(publishing_);
+    messages_.push_back(message);
+    if (::write(published_.get(), &kOnce, sizeof kOnce) < 0) return;  // it is full: the loop will come
+}
+
+/// A listener that does not take an event is no longer one: what it missed stands in the log.
+void Server::send_published() {
+    std::uint64_t times = 0;
+    if (::read(published_.get(), &times, sizeof times) < 0) return;
+    std::vector<std::string> messages;
+    {
+        const std::lock_guard lock(publishing_);
+        messages.swap(messages_);
+    }
+    for (Client& client : clients_) {
+        const auto takes = [&](const std::string& message) {
+            return ::send(client.socket.get(), message.data(), message.size(), MSG_DONTWAIT | MSG_NOSIGNAL) >=
+                   0;
+        };
+        if (client.listens && !std::ranges::all_of(messages, takes)) client.socket.reset();
+    }
 }
 
 void Server::accept_waiting() {
@@ -117,13 +148,16 @@ void Server::take(base::UniqueFd socket) {
     Client client{std::move(socket), Clock::now()};
     if (!serve(client)) return;
     if (clients_.size() >= kMaxClients)
-        clients_.erase(std::ranges::min_element(clients_, {}, &Client::heard));
+        clients_.erase(std::ranges::min_element(
+            clients_, {}, [](const Client& one) { return std::pair(one.listens, one.heard); }));
     clients_.push_back(std::move(client));
 }
 
 void Server::drop_idle() {
     const auto limit = Clock::now() - kIdleTime;
-    std::erase_if(clients_, [&](const Client& client) { return !client.socket || client.heard <= limit; });
+    std::erase_if(clients_, [&](const Client& client) {
+        return !client.socket || (!client.listens && client.heard <= limit);
+    });
 }
 
 /// Until the next client has been idle for too long, or accepting may go on; -1 when there is neither.
@@ -132,7 +166,7 @@ int Server::milliseconds_to_wait() const {
     auto next = Clock::time_point::max();
     if (accept_after_ > now) next = accept_after_;
     for (const Client& client : clients_)
-        next = std::min(next, client.heard + kIdleTime);
+        if (!client.listens) next = std::min(next, client.heard + kIdleTime);
     if (next == Clock::time_point::max()) return -1;
     const auto wait = std::chrono::ceil<std::chrono::milliseconds>(next - now).count();
     return static_cast<int>(std::clamp<decltype(wait)>(wait, 0, 60'000));

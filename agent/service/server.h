@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <functional>
+#include <mutex>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -30,16 +31,21 @@ class Server {
     /// @return False, and logged, when it can no longer wait for anything.
     [[nodiscard]] bool run(int signals, const std::function<bool()>& on_signal);
 
+    /// Has a message sent to all clients that asked for events. From any thread.
+    void publish(const std::string& message);
+
   private:
     using Clock = std::chrono::steady_clock;
     struct Client {
         base::UniqueFd socket;
         Clock::time_point heard;
+        bool listens = false;  ///< It waits for events, and is never idle.
     };
 
     bool serve(Client& client);
     void accept_waiting();
     void take(base::UniqueFd socket);
+    void send_published();
     void drop_idle();
     [[nodiscard]] int milliseconds_to_wait() const;
 
@@ -47,6 +53,9 @@ class Server {
     base::UniqueFd listener_;
     bool bound_ = false;
     std::vector<Client> clients_;
+    base::UniqueFd published_;  ///< Can be read when something is to be sent.
+    std::mutex publishing_;
+    std::vector<std::string> messages_;
     Clock::time_point accept_after_{};
 };
 

@@ -44,6 +44,9 @@ void ask(const char* path, Answer& answer) {
     answer.folder = S_ISDIR(kind.st_mode);
     answer.blocks = static_cast<std::uint64_t>(info.f_blocks);
     answer.block_size = static_cast<std::uint64_t>(info.f_bsize);
+    const auto unit = static_cast<std::uint64_t>(info.f_frsize != 0 ? info.f_frsize : info.f_bsize);
+    answer.used = (answer.blocks - std::min<std::uint64_t>(answer.blocks, info.f_bfree)) * unit;
+    answer.available = static_cast<std::uint64_t>(info.f_bavail) * unit;
     answer.given = true;
 }
 
@@ -201,6 +204,7 @@ std::vector<Mount> ask_mounts(const std::vector<Mount>& mounts) {
             tell_left_out(*questions[i], answer.given ? std::strerror(answer.error) : kSilent);
         } else if (answer.folder) {
             Mount& mount = answered.emplace_back(*questions[i]);
+            if (answer.blocks > 0) mount.space = Space{answer.used, answer.available};
             if (answer.blocks > 0) mount.hundredth = ((answer.blocks * answer.block_size) >> 20U) / 100;
         }
     }

@@ -14,6 +14,12 @@ namespace zel::system {
 /// Longest path of a file system, in bytes.
 inline constexpr std::size_t kLongestMountPath = 4095;
 
+/// What is in use and what others than root may still use, in bytes.
+struct Space {
+    std::uint64_t used = 0;
+    std::uint64_t available = 0;
+};
+
 struct Mount {
     std::string path;
     std::uint64_t device = 0;  ///< The kernel's number of the file system.
@@ -24,6 +30,7 @@ struct Mount {
     bool whole = false;
     /// One hundredth of the capacity in MiB, rounded down; nothing when it has none or was not asked.
     std::optional<std::uint64_t> hundredth = {};
+    std::optional<Space> space = {};  ///< Likewise.
 };
 
 /// All that is mounted (agent.conf, [monitor] mountinfo: where else the kernel lists it) and can be seen, in

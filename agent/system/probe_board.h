@@ -22,6 +22,8 @@ struct Answer {
     bool folder = false;
     std::uint64_t blocks = 0;
     std::uint64_t block_size = 0;
+    std::uint64_t used = 0;       ///< bytes
+    std::uint64_t available = 0;  ///< bytes
 };
 
 /// The memory that a round's children share with the caller; the answers stand behind it.

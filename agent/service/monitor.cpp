@@ -1,0 +1,176 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "monitor.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <mutex>
+#include <span>
+
+#include "base/paths.h"
+#include "bmc/settings.h"
+#include "log.h"
+#include "settings/threshold_file.h"
+#include "tell/event_log.h"
+#include "tell/journal.h"
+#include "tell/kept_state.h"
+#include "tell/status.h"
+#include "watch/sampler.h"
+
+namespace zel::service {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::seconds;
+
+constexpr milliseconds kStatusPause{1000};
+/// More of a resource in one span is a flood: it is counted, and the levels stand in the status.
+constexpr int kMostEvents = 200;
+constexpr milliseconds kFloodSpan = std::chrono::minutes(10);
+constexpr std::size_t kMostObjects = 4096;
+
+}  // namespace
+
+/// Judge, log, state and status, for all threads; it lives as long as one of them does.
+class Monitor::Told {
+  public:
+    explicit Told(std::function<void(const std::string&)> publish)
+        : publish_(std::move(publish)), log_(base::service_folder(), log) {
+        const std::uint64_t known = tell::load_state(base::service_folder(), judge_, log);
+        for (const tell::Event& event : log_.open(known)) {
+            judge_.follow({event.resource, settings::unescape_name(event.object), event.kind}, event.to,
+                          event.what == watch::Transition::Kind::gone);
+            tell::send_to_journal(event);  // whose telling may have been cut short
+        }
+        if (log_.last() > known) save();
+    }
+
+    void take(const std::string& resource, std::span<const watch::Reading> readings) {
+        const std::lock_guard lock(mutex_);
+        const watch::Now now = watch::now();
+        const auto transitions =
+            judge_.take(resource, readings.first(std::min(readings.size(), kMostObjects)), now);
+        for (const auto& transition : transitions)
+            if (may_tell(resource, now)) tell(tell::event_of(transition, now.wall));
+        log_.flush();
+        if (!transitions.empty()) save();
+        status_is_old_ = true;
+    }
+
+    void stop_publishing() {
+        const std::lock_guard lock(mutex_);
+        publish_ = [](const std::string&) {};
+    }
+
+    /// Writes the status, when it is due.
+    /// @return Until then.
+    milliseconds refresh_status() {
+        const std::lock_guard lock(mutex_);
+        const watch::Now now = watch::now();
+        const milliseconds age = now.since_boot - status_written_;
+        if (!status_is_old_) return milliseconds::max();
+        if (status_written_ != milliseconds{} && age < kStatusPause) return kStatusPause - age;
+        const auto settings = bmc::read_settings();
+        const bool controller = settings && bmc::is_present(*settings);
+        const bool written = tell::write_status(base::public_folder(), judge_,
+                                                {.version = ZEL_VERSION,
+                                                 .controller = controller ? "answering" : "none",
+                                                 .watchdog_detail = "not armed by this version"},
+                                                now.wall);
+        if (!written && !status_failed_) log(std::string(tell::kStatusName) + ": " + std::strerror(errno));
+        status_failed_ = !written;
+        status_is_old_ = false;
+        status_written_ = now.since_boot;
+        return milliseconds::max();
+    }
+
+  private:
+    struct Flood {
+        milliseconds began{};
+        int events = 0;
+    };
+
+    void tell(tell::Event event) {
+        log_.add(event);
+        tell::send_to_journal(event);
+        publish_(tell::to_line(event));
+    }
+
+    void save() {
+        if (tell::save_state(base::service_folder(), judge_, log_.last())) return;
+        log(std::string("state.json: ") + std::strerror(errno));
+    }
+
+    bool may_tell(const std::string& resource, const watch::Now& now) {
+        Flood& flood = floods_[resource];
+        if (now.since_boot - flood.began >= kFloodSpan) {
+            if (flood.events > kMostEvents)
+                log(resource + ": events left out: " + std::to_string(flood.events - kMostEvents));
+            flood = {.began = now.since_boot};
+        }
+        return ++flood.events <= kMostEvents;
+    }
+
+    std::mutex mutex_;
+    std::function<void(const std::string&)> publish_;
+    watch::Judge judge_;
+    tell::EventLog log_;
+    std::map<std::string, Flood> floods_;
+    milliseconds status_written_{};
+    bool status_is_old_ = false;
+    bool status_failed_ = false;
+};
+
+namespace {
+
+/// Looks at a resource when it is time to, and sees to the status in between.
+template <class Told>
+class Watcher {
+  public:
+    Watcher(std::shared_ptr<Told> told, const watch::SamplerRow& row)
+        : told_(std::move(told)), resource_(row.resource), sampler_(row.make()) {}
+
+    milliseconds step(bool woken) {
+        auto now = watch::now();
+        if (woken || now.since_boot >= next_) {
+            const auto readings = sampler_->look(now);
+            told_->take(resource_, readings);
+            // From when this look was due: the time that it took does not add up.
+            const milliseconds interval = sampler_->interval();
+            next_ =
+                woken || next_ + interval <= now.since_boot ? now.since_boot + interval : next_ + interval;
+            now = watch::now();
+        }
+        const milliseconds rest = std::max(next_ - now.since_boot, milliseconds(1));
+        return std::min(told_->refresh_status(), rest);
+    }
+
+  private:
+    std::shared_ptr<Told> told_;
+    std::string resource_;
+    std::unique_ptr<watch::Sampler> sampler_;
+    milliseconds next_{};
+};
+
+}  // namespace
+
+Monitor::Monitor(std::function<void(const std::string&)> publish)
+    : told_(std::make_shared<Told>(std::move(publish))) {
+    for (const watch::SamplerRow& row : watch::samplers()) {
+        workers_.try_emplace(row.resource, row.resource,
+                             [watcher = std::make_shared<Watcher<Told>>(told_, row)](
+                                 const std::stop_token&, bool woken) { return watcher->step(woken); });
+    }
+}
+
+/// A thread that hangs may come back when there is nobody any more to publish to.
+Monitor::~Monitor() {
+    told_->stop_publishing();
+}
+
+void Monitor::look_at(std::string_view resource) {
+    for (auto& [name, worker] : workers_)
+        if (resource.empty() || resource == name) worker.wake();
+}
+
+}  // namespace zel::service

@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Watching: each resource is looked at by a thread of its own, judged, and what changes is told.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "worker.h"
+
+namespace zel::service {
+
+class Monitor {
+  public:
+    /// Begins to watch, where the service before it ended.
+    /// @param publish  Is given each event as a line of JSON, from any thread.
+    explicit Monitor(std::function<void(const std::string&)> publish);
+    ~Monitor();
+    Monitor(const Monitor&) = delete;
+    Monitor& operator=(const Monitor&) = delete;
+
+    /// Looks at a resource at once: its settings have changed. All of them without a name.
+    void look_at(std::string_view resource = {});
+
+  private:
+    class Told;
+    std::shared_ptr<Told> told_;
+    std::map<std::string, Worker, std::less<>> workers_;
+};
+
+}  // namespace zel::service

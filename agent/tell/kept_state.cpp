@@ -1,0 +1,112 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "kept_state.h"
+
+#include <fcntl.h>
+
+#include <ctime>
+#include <nlohmann/json.hpp>
+
+#include "base/own_folder.h"
+#include "event.h"
+#include "settings/threshold_file.h"
+#include "store/key_file.h"
+
+namespace zel::tell {
+namespace {
+
+using nlohmann::ordered_json;
+
+constexpr const char* kName = "state.json";
+constexpr std::size_t kMostBytes = std::size_t{8} << 20U;
+
+/// Times since boot mean nothing after another one.
+std::string boot_id() {
+    const auto file = base::open_file("/proc/sys/kernel/random/boot_id", O_RDONLY);
+    std::string id;
+    if (!file || !base::read_at_most(file.get(), 36, id)) id.clear();
+    return id;
+}
+
+ordered_json json_of(const watch::ThingName& name, const watch::Thing& thing) {
+    ordered_json changes = ordered_json::array();
+    for (const auto change : thing.changes)
+        changes.push_back(change.count());
+    return {{"resource", std::get<0>(name)},
+            {"object", settings::escape_name(std::get<1>(name))},
+            {"kind", std::get<2>(name)},
+            {"level", level_name(thing.level)},
+            {"told", level_name(thing.told)},
+            {"unreadable", thing.unreadable},
+            {"missed", thing.missed},
+            {"calm", thing.calm},
+            {"since", time_text(thing.since)},
+            {"sampled", time_text(thing.sampled)},
+            {"value", thing.last.value},
+            {"unsteady", thing.unsteady},
+            {"unsteady_told", thing.unsteady_told.count()},
+            {"changes", changes}};
+}
+
+/// Throws what nlohmann throws, or out_of_range, for what is no such object.
+void restore(const ordered_json& json, bool same_boot, watch::Judge& judge) {
+    const std::string object = settings::unescape_name(json.at("object").get<std::string>());
+    watch::Thing thing;
+    thing.level = watch::level_of(json.at("level")).value();
+    thing.told = watch::level_of(json.at("told")).value();
+    thing.unreadable = json.at("unreadable").get<bool>();
+    thing.missed = json.at("missed").get<int>();
+    thing.calm = json.at("calm").get<int>();
+    thing.since = time_of(json.at("since")).value();
+    thing.sampled = time_of(json.at("sampled")).value();
+    thing.last.object = object;
+    thing.last.kind = json.at("kind");
+    thing.last.value = json.at("value").get<std::int64_t>();
+    if (same_boot) {
+        thing.unsteady = json.at("unsteady").get<bool>();
+        thing.unsteady_told = std::chrono::milliseconds(json.at("unsteady_told").get<std::int64_t>());
+        for (const auto& change : json.at("changes"))
+            thing.changes.emplace_back(change.get<std::int64_t>());
+    }
+    watch::ThingName name{json.at("resource"), object, thing.last.kind};
+    judge.restore(std::move(name), std::move(thing));
+}
+
+std::uint64_t restore_all(const std::string& text, watch::Judge& judge) {
+    const auto json = ordered_json::parse(text);
+    if (json.at("schema") != kSchema) throw std::out_of_range("schema");
+    const bool same_boot = json.at("boot") == boot_id();
+    watch::Judge restored;
+    for (const auto& thing : json.at("things"))
+        restore(thing, same_boot, restored);
+    judge = std::move(restored);
+    return json.at("seq").get<std::uint64_t>();
+}
+
+}  // namespace
+
+std::uint64_t load_state(const std::string& folder_name, watch::Judge& judge,
+                         const std::function<void(const std::string&)>& say) {
+    const auto folder = base::OwnFolder::open(folder_name);
+    const auto file = folder ? folder.open_file(kName, O_RDONLY) : base::UniqueFd();
+    std::string text;
+    if (!file || !base::read_at_most(file.get(), kMostBytes, text)) return 0;
+    try {
+        return restore_all(text, judge);
+    } catch (const std::exception&) {
+        const std::string aside = std::string(kName) + ".corrupt-" + std::to_string(std::time(nullptr));
+        say(std::string(kName) + " cannot be understood, all levels begin at unknown; it is kept as " +
+            aside);
+        if (!folder.rename(kName, aside)) say(std::string(kName) + " cannot be renamed");
+        return 0;
+    }
+}
+
+bool save_state(const std::string& folder, const watch::Judge& judge, std::uint64_t seq) {
+    ordered_json things = ordered_json::array();
+    for (const auto& [name, thing] : judge.things())
+        things.push_back(json_of(name, thing));
+    const ordered_json json{{"schema", kSchema}, {"boot", boot_id()}, {"seq", seq}, {"things", things}};
+    return store::replace_file(folder + '/' + kName, json.dump(1) + '\n');
+}
+
+}  // namespace zel::tell

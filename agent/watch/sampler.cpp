@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "sampler.h"
+
+#include <algorithm>
+#include <array>
+
+namespace zel::watch {
+namespace {
+
+constexpr std::array kSamplers{
+    SamplerRow{"cpu", "CPU", cpu_sampler},
+    SamplerRow{"filesystem", "File system", filesystem_sampler},
+    SamplerRow{"lan", "LAN", lan_sampler},
+};
+
+}  // namespace
+
+std::span<const SamplerRow> samplers() {
+    return kSamplers;
+}
+
+std::string title_of(const std::string& resource) {
+    const auto* row = std::ranges::find(kSamplers, resource, &SamplerRow::resource);
+    return row != kSamplers.end() ? row->title : resource;
+}
+
+}  // namespace zel::watch

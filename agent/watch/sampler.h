@@ -1,0 +1,41 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// How one resource is looked at. A sampler is one file and one row of the table in sampler.cpp; it is used by one
+// thread at a time, and its looks may block that thread without harm to another resource.
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "reading.h"
+
+namespace zel::watch {
+
+class Sampler {
+  public:
+    Sampler() = default;
+    virtual ~Sampler() = default;
+    Sampler(const Sampler&) = delete;
+    Sampler& operator=(const Sampler&) = delete;
+
+    /// Reads the settings, where they can be read, and then everything they have watched.
+    virtual std::vector<Reading> look(const Now& now) = 0;
+    /// Until the next look, by the settings that the last one went by.
+    [[nodiscard]] virtual std::chrono::seconds interval() const = 0;
+};
+
+struct SamplerRow {
+    const char* resource;  ///< As it is told: "cpu".
+    const char* title;     ///< What its messages begin with.
+    std::unique_ptr<Sampler> (*make)();
+};
+std::span<const SamplerRow> samplers();
+/// The title of a resource, its name where there is none.
+std::string title_of(const std::string& resource);
+
+std::unique_ptr<Sampler> cpu_sampler();
+std::unique_ptr<Sampler> filesystem_sampler();
+std::unique_ptr<Sampler> lan_sampler();
+
+}  // namespace zel::watch

@@ -21,6 +21,9 @@
 //   actions                  the codes of actions, each made again of what it stands for
 //   boot MODE                the maintenance boot mode, as MOVALSetMode takes it
 //   mode                     what GetUtlBootMode says
+//   loads PERCENT ...        so busy are the CPUs, second after second
+//   events NUMBER            once there are so many: resource, object, level and value of each
+//   killed                   the service is, and started again
 //   ask REQUEST              the service's answer
 //   reload                   the service is told to read its settings again
 #include <sys/inotify.h>
@@ -28,10 +31,12 @@
 #include <sys/statfs.h>
 
 #include <csignal>
+#include <thread>
 
 #include "client/service_client.h"
 #include "made_up_machine.h"
 #include "steps.h"
+#include "tell/event.h"
 #include "zel/access_control.h"
 #include "zel/tracelog.h"
 
@@ -55,6 +60,27 @@ Numbers numbers(Text text) {
 
 void add_line(std::string& lines, Text line) {
     lines += (lines.empty() ? "" : "\n") + line;
+}
+
+/// Once there are so many: resource, object, level and value of each.
+std::string events(Text number) {
+    std::vector<std::string> lines;
+    for (int tries = 0; tries < 200 && std::ssize(lines) < std::stoi(number); ++tries) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        std::istringstream log(read_text(state("events.jsonl")));
+        lines.clear();
+        for (std::string line; std::getline(log, line);) {
+            const auto event = zel::tell::from_line(line);
+            EXPECT_TRUE(event && event->seq == lines.size() + 1) << line;
+            if (!event) continue;
+            lines.push_back(event->resource + ' ' + event->object + ' ' + level_name(event->to) +
+                            (event->value ? ' ' + std::to_string(*event->value) : ""));
+        }
+    }
+    std::string all;
+    for (const std::string& line : lines)
+        add_line(all, line);
+    return all;
 }
 
 std::string communities() {
@@ -230,6 +256,15 @@ class AgentCases : public Steps {
         steps_["folder"] = [](Text name, Text) { fs::create_directories(home(name)); };
         steps_["disk"] = [](Text what, Text) { add_disk(what); };
         steps_["mounts"] = [](Text, Text lines) { mount(lines); };
+        steps_["loads"] = [this](Text percents, Text) {
+            for (const std::int64_t percent : numbers(percents))
+                add_load(percent);
+        };
+        steps_["killed"] = [this](Text, Text) {
+            kill(service_->id(), SIGKILL);
+            service_.reset();
+            ASSERT_TRUE(service_.emplace().ready());
+        };
         steps_["reload"] = [this](Text, Text) { kill(service_->id(), SIGHUP); };
         for (const auto& [name, call] : std::initializer_list<std::pair<const char*, Call>>{
                  {"filesystems", [](Text) { return filesystems(); }},
@@ -252,6 +287,7 @@ class AgentCases : public Steps {
                       int mode = 0;
                       return outcome(GetUtlBootMode(&mode) != 0);
                   }},
+                 {"events", events},
                  {"ask", [](Text request) {
                       using std::chrono::steady_clock, std::chrono::seconds;
                       return zel::client::request(request, steady_clock::now() + seconds(20)).text;
@@ -260,6 +296,18 @@ class AgentCases : public Steps {
     }
 
   private:
+    /// A second of so much load, in the kernel's counters, at once as far as a reader is concerned.
+    void add_load(std::int64_t percent) {
+        busy_ += percent;
+        idle_ += 100 - percent;
+        write_text(home("stat.new"),
+                   "cpu  " + std::to_string(busy_) + " 0 0 " + std::to_string(idle_) + " 0 0 0 0 0 0\n");
+        fs::rename(home("stat.new"), home("stat"));
+        std::this_thread::sleep_for(std::chrono::seconds(1));
+    }
+
+    std::int64_t busy_ = 0;
+    std::int64_t idle_ = 0;
     Tables tables_;
     zel::base::UniqueFd watch_{inotify_init1(IN_NONBLOCK | IN_CLOEXEC)};
 };

@@ -9,7 +9,6 @@
 #include <numeric>
 #include <set>
 #include <span>
-#include <stdexcept>
 #include <thread>
 
 #include "answered_controller.h"
@@ -27,6 +26,7 @@
 #include "store/registry.h"
 #include "system/mounts.h"
 #include "system/smbios_tables.h"
+#include "watching.h"
 #include "zel/access_control.h"
 #include "zel/access_ipmi.h"
 #include "zel/access_monitor.h"
@@ -38,19 +38,7 @@ void log(const std::string& /*line*/) {}  // the service's own would fill the te
 namespace zel::test {
 namespace {
 
-using Input = std::string_view;
 using namespace std::string_literals;
-
-/// Ends the process: a reader did what it must not.
-void require(bool holds, const char* what) {
-    if (!holds) throw std::logic_error(what);
-}
-
-/// Writes a file of the agent's directory, in a folder that need not be there.
-void put(const std::string& name, Input text) {
-    fs::create_directories(fs::path(home(name)).parent_path());
-    write_text(home(name), std::string(text));
-}
 
 void read_catalogue(Input input) {
     if (input.empty() || input.front() == '\0') return;  // without a catalogue a window opens
@@ -307,16 +295,18 @@ void talk_to_service(Input request) {
 
 void (*chosen_reader())(Input) {
     put("agent.conf", "[monitor]\nsys_block=" + home("sys") + "\nmountinfo=" + home("mountinfo") +
-                          "\n[maintenance]\ngrubenv=" + home("grubenv") +
+                          "\nsys_net=" + home("net") + "\n[maintenance]\ngrubenv=" + home("grubenv") +
                           "\n[snmp]\nconf=" + home("snmpd.conf") + '\n');
     put("mountinfo", "1 1 8:1 / / rw - ext4 x rw\n2 1 8:2 / /var rw - ext4 x rw\n");
     put("sys/sda/size", "8\n");
     put("sys/sA/size", "8\n");
     return std::map<Input, void (*)(Input)>{
-        {"agent_conf", read_agent_conf}, {"catalogue", read_catalogue},   {"grubenv", read_grubenv},
-        {"key_file", read_key_file},     {"mounts", read_mounts},         {"registry", read_registry},
-        {"sdr_cache", read_sdr_cache},   {"sensors", read_sensors},       {"service", talk_to_service},
-        {"smbios", read_smbios},         {"snmpd_conf", read_snmpd_conf}, {"thresholds", read_thresholds}}
+        {"agent_conf", read_agent_conf}, {"catalogue", read_catalogue}, {"grubenv", read_grubenv},
+        {"key_file", read_key_file},     {"mounts", read_mounts},       {"registry", read_registry},
+        {"sdr_cache", read_sdr_cache},   {"sensors", read_sensors},     {"service", talk_to_service},
+        {"proc_stat", read_proc_stat},   {"counters", read_counters},   {"events", read_events},
+        {"state", read_state},           {"smbios", read_smbios},       {"snmpd_conf", read_snmpd_conf},
+        {"thresholds", read_thresholds}}
         .at(std::getenv("ZEL_READER"));
 }
 

@@ -22,7 +22,7 @@ struct Tables {
     [[nodiscard]] std::string text() const {
         std::ostringstream text;
         text << interval << " s\n";
-        for (int row = 0; row < count; ++row) {
+        for (std::size_t row = 0; row < static_cast<std::size_t>(count); ++row) {
             text << names[row];
             for (const auto& item : values[row])
                 text << ' ' << item.fatal << '/' << item.warning << "?+-"[item.state];

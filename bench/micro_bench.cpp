@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // What happens hundreds of times: a catalogue look-up and a trace line.
+#include <agntconf/readstrfile.h>
 #include <zel/tracelog.h>
 
 #include <filesystem>
 #include <string>
 
-#include "../src/common/readstrfile.h"
 #include "statistics.h"
 
 namespace {

@@ -11,13 +11,14 @@ build_packages=(cmake ninja-build g++ pkg-config libnewt-dev libslang2-dev libmo
 simulator_packages=(openipmi libopenipmi-dev)
 test_packages=(libgtest-dev libgmock-dev libvterm-dev "${simulator_packages[@]}")
 bench_packages=(libvterm-dev whiptail ipmitool freeipmi-tools "${simulator_packages[@]}")
+drawing_packages=(gnuplot-nox)
 fuzz_packages=(clang libclang-rt-dev llvm)
 text_packages=(clang-format shellcheck man-db mandoc)
 lint_packages=(clang clang-tidy cppcheck)
 inband_packages=(qemu-system-x86 busybox-static cpio)
 package_packages=(build-essential debhelper)
 package_check_packages=(lintian man-db systemd-container tmux)
-screenshot_packages=(tmux)
+screenshot_packages=(tmux python3)
 
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then

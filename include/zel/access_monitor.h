@@ -155,7 +155,7 @@ ZEL_API int ReadThresholdFromFile(int* interval, int* count, char (*HD)[30],
 /// @return STORAGE_NO_SERVICE, STORAGE_WRITE_FAILED, else written.
 ZEL_API int WriteThreshold(int interval, int count, char (*HD)[30], StorageThresholdItem (*value)[4]);
 
-/// Has the service start anew with one device: its error counts and alerts are cleared.
+/// Has the service start again with one device: its error counts and alerts are cleared.
 /// @param deviceNumber  The device's row as this program last read them, counted from 1.
 /// @return STORAGE_NO_SERVICE, STORAGE_WRITE_FAILED (no such row), else done.
 ZEL_API int ResetStorageService(int deviceNumber);

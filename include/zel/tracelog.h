@@ -32,9 +32,9 @@ ZEL_API void TraceLogSetThrName(const char* name);
 /// @param module    Name of the source file, without folder and suffix.
 /// @param function  Name of the function.
 /// @param line      Line in the source file.
-/// @param format    As for printf. Of the outcome, line feeds, other control characters, what changes the
-/// direction
-///                  of writing and bytes that are not UTF-8 are made visible: "\n", "\x9b".
+/// @param format    As for printf. Of the outcome, line feeds, other control characters, what
+///                  changes the direction of writing and bytes that are not UTF-8 are made visible, such as
+///                  "\n" and "\x9b".
 ZEL_API void TraceLog(int level, const char* module, const char* function, int line, const char* format, ...)
     ZEL_PRINTF(5, 6);
 

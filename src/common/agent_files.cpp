@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "agent_files.h"
-
+#include <agntconf/agent_files.h>
 #include <zel/access_monitor.h>
 
 namespace zel {

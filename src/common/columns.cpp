@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "columns.h"
-
+#include <agntconf/columns.h>
 #include <iconv.h>
 #include <langinfo.h>
 

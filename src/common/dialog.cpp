@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "dialog.h"
+#include <agntconf/columns.h>
+#include <agntconf/dialog.h>
+#include <agntconf/readstrfile.h>
+#include <agntconf/widgets.h>
 
-#include "columns.h"
-#include "readstrfile.h"
 #include "repaint.h"
 #include "terminal.h"
-#include "widgets.h"
 
 namespace zel {
 
@@ -110,8 +110,7 @@ newtComponent Dialog::list(std::span<const ListRow> rows, const ListOptions& opt
 OkCancel Dialog::ok_cancel(const Padding& around_ok, const Padding& around_cancel) {
     newtComponent ok = button(text("BUTTON_OK_ID"));
     newtComponent cancel = button(text("BUTTON_CANCEL_ID"));
-    newtGrid row =
-        grid(2, 1, {{0, 0, ok, NEWT_ANCHOR_TOP, around_ok}, {1, 0, cancel, NEWT_ANCHOR_TOP, around_cancel}});
+    newtGrid row = grid(2, 1, {{0, 0, ok, kTop, around_ok}, {1, 0, cancel, kTop, around_cancel}});
     return {.ok = ok, .cancel = cancel, .row = row};
 }
 

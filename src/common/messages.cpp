@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "messages.h"
-
-#include "columns.h"
-#include "msgwindow.h"
-#include "newtlib.h"
+#include <agntconf/columns.h>
+#include <agntconf/messages.h>
+#include <agntconf/msgwindow.h>
+#include <agntconf/newtlib.h>
 
 namespace zel {
 

@@ -1,13 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "msgwindow.h"
-
+#include <agntconf/dialog.h>
+#include <agntconf/msgwindow.h>
 #include <zel/trace.h>
 
 #include <algorithm>
 #include <cstring>
 #include <span>
-
-#include "dialog.h"
 
 namespace zel {
 
@@ -19,10 +17,9 @@ constexpr int kQuestionRows = 3;
 
 void run_message(Dialog& dialog, newtComponent message, const char* title, const char* button_text) {
     newtComponent button = dialog.button(button_text);
-    newtGrid message_grid = dialog.grid(1, 1, {{0, 0, message, NEWT_ANCHOR_TOP}});
-    newtGrid button_grid = dialog.grid(1, 1, {{0, 0, button, NEWT_ANCHOR_TOP}});
-    newtGrid outer = dialog.grid(
-        1, 2, {{0, 0, message_grid, NEWT_ANCHOR_TOP}, {0, 1, button_grid, NEWT_ANCHOR_TOP, {.top = 1}}});
+    newtGrid message_grid = dialog.grid(1, 1, {{0, 0, message, kTop}});
+    newtGrid button_grid = dialog.grid(1, 1, {{0, 0, button, kTop}});
+    newtGrid outer = dialog.grid(1, 2, {{0, 0, message_grid, kTop}, {0, 1, button_grid, kTop, {.top = 1}}});
     dialog.add({message, button});
     dialog.open(outer, title, {1, 15});
     while (dialog.run() != button) {
@@ -36,7 +33,7 @@ newtComponent run_question(Dialog& dialog, newtComponent question, const char* t
     dialog.add({question});
     int column = 0;
     for (newtComponent button : buttons) {
-        dialog.place(grid, {column++, 1, button, NEWT_ANCHOR_LEFT, {.top = 1}});
+        dialog.place(grid, {column++, 1, button, kLeft, {.top = 1}});
         dialog.add({button});
     }
     dialog.open(grid, title != nullptr ? title : " ", {15});

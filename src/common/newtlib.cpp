@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "newtlib.h"
-
+#include <agntconf/newtlib.h>
 #include <dlfcn.h>
 #include <zel/trace.h>
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "readstrfile.h"
-
+#include <agntconf/columns.h>
+#include <agntconf/msgwindow.h>
+#include <agntconf/readstrfile.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -12,9 +13,6 @@
 #include <cstring>
 #include <memory>
 #include <new>
-
-#include "columns.h"
-#include "msgwindow.h"
 
 namespace zel {
 

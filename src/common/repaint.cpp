@@ -25,7 +25,6 @@ struct Size {
     bool operator==(const Size&) const = default;
 };
 
-bool armed = false;
 struct sigaction newt_winch {};
 // Any thread may be the one that takes a signal; the one that runs the forms has to hear of it.
 std::atomic<bool> continued = false;
@@ -167,12 +166,11 @@ void repaint_arm() {
     newt.newtGetScreenSize(&screen().size.columns, &screen().size.rows);
     screen().picture.learn_colours(screen().size);
     screen_thread = pthread_self();
-    armed = true;
     take_signals();
 }
 
 void repaint_watch_form(newtComponent form) {
-    if (armed) newt.newtFormAddHotKey(form, kResizeKey);
+    newt.newtFormAddHotKey(form, kResizeKey);
 }
 
 bool is_repaint(const newtExitStruct& result) {
@@ -180,7 +178,6 @@ bool is_repaint(const newtExitStruct& result) {
 }
 
 void repaint_if_changed() {
-    if (!armed) return;
     take_signals();
     if (continued.exchange(false)) {
         newt.newtSuspend();
@@ -193,20 +190,18 @@ void repaint_if_changed() {
 }
 
 void repaint_before_opening() {
-    if (!armed) return;
     repaint_if_changed();
     screen().picture.take(screen().size);
     screen().windows.push_back({screen().size, screen().picture});
 }
 
 void repaint_after_opening() {
-    if (!armed || !screen().picture.has_shadowed_help_line(screen().size)) return;
+    if (!screen().picture.has_shadowed_help_line(screen().size)) return;
     newt.newtRedrawHelpLine();
     newt.newtRefresh();
 }
 
 void repaint_close_window() {
-    if (!armed) return newt.newtPopWindow();
     const Beneath beneath = std::move(screen().windows.back());
     screen().windows.pop_back();
     if (beneath.size == screen().size) return newt.newtPopWindow();

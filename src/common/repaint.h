@@ -2,14 +2,17 @@
 // The picture after something happened to the terminal behind newt's back: a new size, or a stop (SIGTSTP,
 // SIGSTOP) and what a shell wrote meanwhile. newt itself takes a new size for placing windows but goes on
 // drawing in the old area.
+//
+// Opening all windows again at the new size was tried and is 55 lines shorter. But newt centres a window
+// larger than the screen at negative places, and in long random walks S-Lang's own variables were lost then.
 #pragma once
 
-#include "newtlib.h"
+#include <agntconf/newtlib.h>
 
 namespace zel {
 
 /// Starts watching: takes SIGTSTP and SIGCONT, and keeps newt's own handler of SIGWINCH. Call it once
-/// the help line is on the screen. Without it the functions below do nothing.
+/// the help line is on the screen and before the first form.
 void repaint_arm();
 
 /// Has the form end its run with a key of its own when the terminal changed.

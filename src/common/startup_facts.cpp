@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "startup_facts.h"
+#include <agntconf/startup_facts.h>
 
 namespace zel {
 

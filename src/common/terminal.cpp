@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "terminal.h"
 
+#include <agntconf/newtlib.h>
 #include <termios.h>
 #include <unistd.h>
 #include <zel/trace.h>
@@ -14,8 +15,6 @@
 #include <exception>
 #include <new>
 #include <string_view>
-
-#include "newtlib.h"
 
 namespace zel {
 

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "widgets.h"
-
+#include <agntconf/widgets.h>
 #include <zel/trace.h>
 
 #include <algorithm>

@@ -2,17 +2,16 @@
 #include "blade.h"
 
 #define ZEL_SENSORSHARE_TYPES_ONLY
+#include <agntconf/agent_files.h>
+#include <agntconf/dialog.h>
+#include <agntconf/messages.h>
+#include <agntconf/readstrfile.h>
+#include <agntconf/widgets.h>
 #include <zel/sensorshare.h>
 #include <zel/trace.h>
 #include <zel/win32.h>
 
 #include <string>
-
-#include "../common/agent_files.h"
-#include "../common/dialog.h"
-#include "../common/messages.h"
-#include "../common/readstrfile.h"
-#include "../common/widgets.h"
 
 namespace zel {
 
@@ -63,9 +62,9 @@ void build(Dialog& dialog, int status, Widgets& widgets) {
     newtComponent box =
         dialog.checkbox(text("BLADE_FORBID_ID"), status == SHARED_SENSOR_ENABLED, &widgets.mark);
     widgets.buttons = dialog.ok_cancel();
-    constexpr int top = NEWT_ANCHOR_TOP;
-    newtGrid box_grid = dialog.grid(1, 1, {{0, 0, box, NEWT_ANCHOR_LEFT, {.left = 1, .top = 1}}});
-    newtGrid outer = dialog.grid(1, 2, {{0, 0, box_grid, top}, {0, 1, widgets.buttons.row, top, {.top = 2}}});
+    newtGrid box_grid = dialog.grid(1, 1, {{0, 0, box, kLeft, {.left = 1, .top = 1}}});
+    newtGrid outer =
+        dialog.grid(1, 2, {{0, 0, box_grid, kTop}, {0, 1, widgets.buttons.row, kTop, {.top = 2}}});
     dialog.add({box, widgets.buttons.ok, widgets.buttons.cancel});
     dialog.open(outer, text("TITTLE_BLADE_ID"), {15, 1});
 }

@@ -1,14 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "chassis_identify.h"
 
+#include <agntconf/messages.h>
 #include <zel/access_control.h>
 #include <zel/trace.h>
 
 #include <array>
 #include <cerrno>
 #include <ctime>
-
-#include "../common/messages.h"
 
 namespace zel {
 

@@ -1,15 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "community_list.h"
 
+#include <agntconf/columns.h>
+#include <agntconf/messages.h>
+#include <agntconf/readstrfile.h>
 #include <zel/trace.h>
 
 #include <array>
 #include <cstdlib>
 #include <cstring>
-
-#include "../common/columns.h"
-#include "../common/messages.h"
-#include "../common/readstrfile.h"
 
 namespace zel {
 

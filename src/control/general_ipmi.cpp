@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "general_ipmi.h"
 
+#include <agntconf/columns.h>
+#include <agntconf/dialog.h>
+#include <agntconf/messages.h>
+#include <agntconf/readstrfile.h>
+#include <agntconf/widgets.h>
 #include <zel/access_control.h>
 #include <zel/trace.h>
 
 #include <array>
 #include <string>
 
-#include "../common/columns.h"
-#include "../common/dialog.h"
-#include "../common/messages.h"
-#include "../common/readstrfile.h"
-#include "../common/widgets.h"
 #include "chassis_identify.h"
 #include "community_list.h"
 
@@ -103,28 +103,26 @@ void build(Dialog& dialog, const Settings& settings, Widgets& widgets) {
     widgets.begin = dialog.compact_button(text("BUTTON_DIALOG_BEGIN"));
     widgets.end = dialog.compact_button(text("BUTTON_DIALOG_END"));
 
-    constexpr int left = NEWT_ANCHOR_LEFT;
-    constexpr int top = NEWT_ANCHOR_TOP;
     newtGrid snmp = dialog.grid(1, 3,
-                                {{0, 0, snmp_section, left},
-                                 {0, 1, widgets.snmp[0], left},
-                                 {0, 2, widgets.snmp[1], left, {.left = 1}}});
+                                {{0, 0, snmp_section, kLeft},
+                                 {0, 1, widgets.snmp[0], kLeft},
+                                 {0, 2, widgets.snmp[1], kLeft, {.left = 1}}});
     newtGrid community =
-        dialog.grid(2, 1, {{0, 0, community_label, left}, {1, 0, widgets.communities, left, {.left = 1}}});
+        dialog.grid(2, 1, {{0, 0, community_label, kLeft}, {1, 0, widgets.communities, kLeft, {.left = 1}}});
     newtGrid rack = dialog.grid(2, 2,
-                                {{0, 0, rack_section, left},
-                                 {0, 1, rack_label, top, {.top = 1}},
-                                 {1, 1, widgets.rack, left, {.left = 6, .top = 1}}});
+                                {{0, 0, rack_section, kLeft},
+                                 {0, 1, rack_label, kTop, {.top = 1}},
+                                 {1, 1, widgets.rack, kLeft, {.left = 6, .top = 1}}});
     newtGrid identify = dialog.grid(3, 1,
-                                    {{0, 0, identify_section, left},
-                                     {1, 0, widgets.begin, left, {.left = 2}},
-                                     {2, 0, widgets.end, left, {.left = 1}}});
+                                    {{0, 0, identify_section, kLeft},
+                                     {1, 0, widgets.begin, kLeft, {.left = 2}},
+                                     {2, 0, widgets.end, kLeft, {.left = 1}}});
     newtGrid main_grid = dialog.grid(1, 5,
-                                     {{0, 0, snmp, top},
-                                      {0, 1, community, left, {.top = 1}},
-                                      {0, 2, rack, left, {.top = 1}},
-                                      {0, 3, identify, left, {.top = 2}},
-                                      {0, 4, widgets.buttons.row, top, {.top = 2}}});
+                                     {{0, 0, snmp, kTop},
+                                      {0, 1, community, kLeft, {.top = 1}},
+                                      {0, 2, rack, kLeft, {.top = 1}},
+                                      {0, 3, identify, kLeft, {.top = 2}},
+                                      {0, 4, widgets.buttons.row, kTop, {.top = 2}}});
     dialog.add({snmp_section, widgets.snmp[0], widgets.snmp[1], community_label, widgets.communities,
                 rack_section, rack_label, widgets.rack, identify_section, widgets.begin, widgets.end,
                 widgets.buttons.ok, widgets.buttons.cancel});

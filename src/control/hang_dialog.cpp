@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "hang_dialog.h"
 
+#include <agntconf/readstrfile.h>
 #include <zel/access_control.h>
 
 #include <algorithm>
-
-#include "../common/readstrfile.h"
 
 namespace zel {
 
@@ -49,15 +48,13 @@ HangDialog::HangDialog(const HangDialogKind& kind) {
                                            {.disabled = !kind.readable, .on_change = CheckButtonFunc});
     dialog_.add({check});
 
-    constexpr int left = NEWT_ANCHOR_LEFT;
-    constexpr int top = NEWT_ANCHOR_TOP;
     newtGrid settings = dialog_.grid(2, static_cast<int>(kind.fields.size()) + 2, {});
     int row = 0;
     const auto add_row = [&](const char* label_id, newtComponent field) {
         newtComponent label = dialog_.label(text(label_id));
         const int above = row == 0 ? 0 : 1;
-        dialog_.place(settings, {0, row, label, left, {.top = above}});
-        dialog_.place(settings, {1, row, field, left, {.left = 1, .top = above}});
+        dialog_.place(settings, {0, row, label, kLeft, {.top = above}});
+        dialog_.place(settings, {1, row, field, kLeft, {.left = 1, .top = above}});
         dialog_.add({label, field});
         ++row;
     };
@@ -83,7 +80,7 @@ HangDialog::HangDialog(const HangDialogKind& kind) {
     dialog_.add({buttons_.ok, buttons_.cancel});
     newtGrid outer = dialog_.grid(
         1, 3,
-        {{0, 0, check, left}, {0, 1, settings, top, {.top = 1}}, {0, 2, buttons_.row, top, {.top = 1}}});
+        {{0, 0, check, kLeft}, {0, 1, settings, kTop, {.top = 1}}, {0, 2, buttons_.row, kTop, {.top = 1}}});
     dialog_.open(outer, text(kind.title), {15});
 }
 

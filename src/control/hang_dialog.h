@@ -3,12 +3,12 @@
 // for seconds, and the lists of what happens when the time is over and afterwards.
 #pragma once
 
+#include <agntconf/dialog.h>
+#include <agntconf/widgets.h>
+
 #include <cstdint>
 #include <string>
 #include <vector>
-
-#include "../common/dialog.h"
-#include "../common/widgets.h"
 
 namespace zel {
 

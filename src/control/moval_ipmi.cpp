@@ -1,19 +1,18 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "moval_ipmi.h"
 
+#include <agntconf/columns.h>
+#include <agntconf/dialog.h>
+#include <agntconf/messages.h>
+#include <agntconf/msgwindow.h>
+#include <agntconf/readstrfile.h>
+#include <agntconf/widgets.h>
 #include <zel/access_control.h>
 #include <zel/trace.h>
 
 #include <array>
 #include <cstdlib>
 #include <string>
-
-#include "../common/columns.h"
-#include "../common/dialog.h"
-#include "../common/messages.h"
-#include "../common/msgwindow.h"
-#include "../common/readstrfile.h"
-#include "../common/widgets.h"
 
 namespace zel {
 
@@ -57,13 +56,11 @@ void build(Dialog& dialog, bool installed, int mode, Widgets& widgets) {
         dialog.checkbox(text("MOVAL_CHECK2_ID"), false, &widgets.reboot_now, {.disabled = !installed});
     widgets.buttons = dialog.ok_cancel({});
 
-    constexpr int left = NEWT_ANCHOR_LEFT;
-    constexpr int top = NEWT_ANCHOR_TOP;
     newtGrid outer = dialog.grid(1, 4,
-                                 {{0, 0, label, left},
-                                  {0, 1, boot_mode, left, {.top = 1}},
-                                  {0, 2, reboot_now, left},
-                                  {0, 3, widgets.buttons.row, top, {.top = 1}}});
+                                 {{0, 0, label, kLeft},
+                                  {0, 1, boot_mode, kLeft, {.top = 1}},
+                                  {0, 2, reboot_now, kLeft},
+                                  {0, 3, widgets.buttons.row, kTop, {.top = 1}}});
     dialog.add({label, boot_mode, reboot_now, widgets.buttons.ok, widgets.buttons.cancel});
     dialog.open(outer, text("TITTLE_MOVAL_ID"), {15, 1});
 }

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "wdt_ipmi.h"
 
+#include <agntconf/messages.h>
+#include <agntconf/readstrfile.h>
 #include <zel/access_control.h>
 #include <zel/trace.h>
 
 #include <string>
 
-#include "../common/messages.h"
-#include "../common/readstrfile.h"
 #include "hang_dialog.h"
 
 namespace zel {

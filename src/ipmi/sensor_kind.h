@@ -4,6 +4,8 @@
 // and `tell_no_memory` (its words for that).
 #pragma once
 
+#include <agntconf/messages.h>
+#include <agntconf/readstrfile.h>
 #include <zel/access_ipmi.h>
 #include <zel/trace.h>
 
@@ -15,8 +17,6 @@
 #include <span>
 #include <string_view>
 
-#include "../common/messages.h"
-#include "../common/readstrfile.h"
 #include "sensor_panel.h"
 
 namespace zel {

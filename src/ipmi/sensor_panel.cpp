@@ -1,18 +1,17 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "sensor_panel.h"
 
+#include <agntconf/columns.h>
+#include <agntconf/dialog.h>
+#include <agntconf/messages.h>
+#include <agntconf/readstrfile.h>
+#include <agntconf/startup_facts.h>
+#include <agntconf/widgets.h>
 #include <zel/access_ipmi.h>
 
 #include <algorithm>
 #include <iterator>
 #include <string>
-
-#include "../common/columns.h"
-#include "../common/dialog.h"
-#include "../common/messages.h"
-#include "../common/readstrfile.h"
-#include "../common/startup_facts.h"
-#include "../common/widgets.h"
 
 namespace zel {
 
@@ -122,27 +121,25 @@ void build(Dialog& dialog) {
     make_entries(dialog, first);
     dialog.add({sensor_label, panel.list, panel.ListCheck});
 
-    constexpr int left = NEWT_ANCHOR_LEFT;
-    constexpr int top = NEWT_ANCHOR_TOP;
     const auto rows = threshold_rows();
     newtGrid thresholds = dialog.grid(2, static_cast<int>(rows.size()), {});
     int row = 0;
     for (const auto& [label_id, entry] : rows) {
         newtComponent label = dialog.label(text(label_id));
-        dialog.place(thresholds, {0, row, label, left, {.left = 2, .top = 1}});
-        dialog.place(thresholds, {1, row, panel.keepentry[entry], left, {.left = 2, .top = 1}});
+        dialog.place(thresholds, {0, row, label, kLeft, {.left = 2, .top = 1}});
+        dialog.place(thresholds, {1, row, panel.keepentry[entry], kLeft, {.left = 2, .top = 1}});
         dialog.add({label, panel.keepentry[entry]});
         ++row;
     }
     panel.buttons = dialog.ok_cancel();
     dialog.add({panel.buttons.ok, panel.buttons.cancel});
     newtGrid head =
-        dialog.grid(2, 1, {{0, 0, sensor_label, left}, {1, 0, panel.list, left, {.left = 2, .right = 2}}});
+        dialog.grid(2, 1, {{0, 0, sensor_label, kLeft}, {1, 0, panel.list, kLeft, {.left = 2, .right = 2}}});
     newtGrid outer = dialog.grid(1, 4,
-                                 {{0, 0, head, top},
-                                  {0, 1, panel.ListCheck, left, {.top = 1}},
-                                  {0, 2, thresholds, top},
-                                  {0, 3, panel.buttons.row, top, {.top = 1}}});
+                                 {{0, 0, head, kTop},
+                                  {0, 1, panel.ListCheck, kLeft, {.top = 1}},
+                                  {0, 2, thresholds, kTop},
+                                  {0, 3, panel.buttons.row, kTop, {.top = 1}}});
     dialog.open(outer, text(panel.kind->title), {15, 128});
 }
 

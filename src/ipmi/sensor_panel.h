@@ -3,11 +3,11 @@
 // panels bring their tables and what they do differently; everything else is here.
 #pragma once
 
+#include <agntconf/newtlib.h>
+
 #include <array>
 #include <cstdint>
 #include <string_view>
-
-#include "../common/newtlib.h"
 
 namespace zel {
 

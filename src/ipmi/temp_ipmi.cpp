@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "temp_ipmi.h"
 
+#include <agntconf/messages.h>
+#include <agntconf/msgwindow.h>
+#include <agntconf/readstrfile.h>
+#include <agntconf/widgets.h>
 #include <zel/access_ipmi.h>
 #include <zel/trace.h>
 
@@ -8,10 +12,6 @@
 #include <memory>
 #include <span>
 
-#include "../common/messages.h"
-#include "../common/msgwindow.h"
-#include "../common/readstrfile.h"
-#include "../common/widgets.h"
 #include "sensor_kind.h"
 #include "sensor_panel.h"
 

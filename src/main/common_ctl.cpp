@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "common_ctl.h"
 
+#include <agntconf/startup_facts.h>
 #include <zel/access_monitor.h>
 #include <zel/trace.h>
 #include <zel/win32.h>
@@ -9,8 +10,6 @@
 #include <array>
 #include <cstring>
 #include <string_view>
-
-#include "../common/startup_facts.h"
 
 namespace zel {
 

@@ -10,7 +10,7 @@ namespace zel {
 int GetCurrentVersion(std::int32_t* version);
 
 /// 1 when the registry's tab-visibility value has one of the bits of `checkFlag`, else 0, also when it
-/// cannot be read. The registry is read afresh on every call.
+/// cannot be read. The registry is read again on every call.
 int GetRegValue(std::uint32_t checkFlag);
 
 /// 1 when an SMBIOS chassis structure says blade, else 0, also on any failure.

@@ -1,5 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Start-up and shut-down: one straight sequence, status 0 at every end.
+#include <agntconf/agent_files.h>
+#include <agntconf/columns.h>
+#include <agntconf/newtlib.h>
+#include <agntconf/readstrfile.h>
+#include <agntconf/startup_facts.h>
 #include <sys/types.h>
 #include <zel/access_monitor.h>
 #include <zel/sensorshare.h>
@@ -13,11 +18,6 @@
 #include <string>
 #include <string_view>
 
-#include "../common/agent_files.h"
-#include "../common/columns.h"
-#include "../common/newtlib.h"
-#include "../common/readstrfile.h"
-#include "../common/startup_facts.h"
 #include "../common/terminal.h"
 #include "common_ctl.h"
 #include "menu.h"

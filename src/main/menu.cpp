@@ -1,15 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "menu.h"
 
+#include <agntconf/columns.h>
+#include <agntconf/dialog.h>
+#include <agntconf/readstrfile.h>
+#include <agntconf/widgets.h>
 #include <zel/trace.h>
 
 #include <string>
 #include <vector>
 
-#include "../common/columns.h"
-#include "../common/dialog.h"
-#include "../common/readstrfile.h"
-#include "../common/widgets.h"
 #include "panel_table.h"
 
 namespace zel {
@@ -36,8 +36,7 @@ void run_menu(const MenuFacts& facts) {
     newtComponent list = dialog.list(
         numbered(tabNames), {.height = kRowsInSight, .flags = NEWT_FLAG_RETURNEXIT | NEWT_FLAG_SCROLL});
     newtComponent close = dialog.button(text("BUTTON_CLOSE_ID"));
-    newtGrid grid =
-        dialog.grid(1, 2, {{0, 0, list, NEWT_ANCHOR_TOP}, {0, 1, close, NEWT_ANCHOR_TOP, {.top = 1}}});
+    newtGrid grid = dialog.grid(1, 2, {{0, 0, list, kTop}, {0, 1, close, kTop, {.top = 1}}});
     dialog.add({list, close});
     dialog.open(grid, text("TITTLE_MAIN_ID"), {1, 15});
     for (;;) {

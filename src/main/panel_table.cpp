@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "panel_table.h"
 
+#include <agntconf/msgwindow.h>
+#include <agntconf/startup_facts.h>
 #include <zel/trace.h>
 
 #include <algorithm>
@@ -8,8 +10,6 @@
 #include <iterator>
 #include <string_view>
 
-#include "../common/msgwindow.h"
-#include "../common/startup_facts.h"
 #include "../control/blade.h"
 #include "../control/general_ipmi.h"
 #include "../control/moval_ipmi.h"

@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "screen.h"
 
+#include <agntconf/columns.h>
+#include <agntconf/newtlib.h>
+#include <agntconf/readstrfile.h>
 #include <zel/trace.h>
 
 #include <cstdio>
 
-#include "../common/columns.h"
-#include "../common/newtlib.h"
-#include "../common/readstrfile.h"
 #include "../common/repaint.h"
 #include "../common/terminal.h"
 

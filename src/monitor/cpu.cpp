@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "cpu.h"
 
+#include <agntconf/columns.h>
+#include <agntconf/dialog.h>
+#include <agntconf/messages.h>
+#include <agntconf/readstrfile.h>
+#include <agntconf/widgets.h>
 #include <libintl.h>
 #include <zel/access_monitor.h>
 #include <zel/trace.h>
@@ -12,11 +17,6 @@
 #include <string>
 #include <utility>
 
-#include "../common/columns.h"
-#include "../common/dialog.h"
-#include "../common/messages.h"
-#include "../common/readstrfile.h"
-#include "../common/widgets.h"
 #include "cpu_rows.h"
 
 namespace zel {
@@ -159,32 +159,30 @@ void build(Dialog& dialog, const CycleTexts& cycle_texts, const CpuSettingsRecor
     make_entries(dialog, total, std::max(columns_of(reset_text), columns_of(report_text)) + 1, widgets);
     widgets.buttons = dialog.ok_cancel({}, {.left = 4});
 
-    constexpr int left = NEWT_ANCHOR_LEFT;
-    constexpr int top = NEWT_ANCHOR_TOP;
     newtGrid upper = dialog.grid(2, 3,
-                                 {{0, 0, sample_label, left},
-                                  {1, 0, entries[0], left, {.left = 1}},
-                                  {0, 1, cycle_label, left},
-                                  {1, 1, entries[1], left, {.left = 1}},
-                                  {0, 2, cpu_label, left, {.top = 1}},
-                                  {1, 2, widgets.cpu_list, left, {.left = 1, .top = 1}}});
+                                 {{0, 0, sample_label, kLeft},
+                                  {1, 0, entries[0], kLeft, {.left = 1}},
+                                  {0, 1, cycle_label, kLeft},
+                                  {1, 1, entries[1], kLeft, {.left = 1}},
+                                  {0, 2, cpu_label, kLeft, {.top = 1}},
+                                  {1, 2, widgets.cpu_list, kLeft, {.left = 1, .top = 1}}});
     newtGrid thresholds = dialog.grid(3, 4,
-                                      {{0, 0, CpuCheck, top},
-                                       {1, 0, blank, top},
-                                       {2, 0, blank, top},
-                                       {0, 1, blank, left},
-                                       {1, 1, report_label, left, {.right = 2}},
-                                       {2, 1, reset_label, left},
-                                       {0, 2, fatal_label, left, {.left = 4}},
-                                       {1, 2, entries[2], left, {.right = 2}},
-                                       {2, 2, entries[4], left},
-                                       {0, 3, warning_label, left, {.left = 4}},
-                                       {1, 3, entries[3], left, {.right = 2}},
-                                       {2, 3, entries[5], left}});
+                                      {{0, 0, CpuCheck, kTop},
+                                       {1, 0, blank, kTop},
+                                       {2, 0, blank, kTop},
+                                       {0, 1, blank, kLeft},
+                                       {1, 1, report_label, kLeft, {.right = 2}},
+                                       {2, 1, reset_label, kLeft},
+                                       {0, 2, fatal_label, kLeft, {.left = 4}},
+                                       {1, 2, entries[2], kLeft, {.right = 2}},
+                                       {2, 2, entries[4], kLeft},
+                                       {0, 3, warning_label, kLeft, {.left = 4}},
+                                       {1, 3, entries[3], kLeft, {.right = 2}},
+                                       {2, 3, entries[5], kLeft}});
     newtGrid outer = dialog.grid(1, 3,
-                                 {{0, 0, upper, left},
-                                  {0, 1, thresholds, left, {.top = 1}},
-                                  {0, 2, widgets.buttons.row, top, {.top = 1}}});
+                                 {{0, 0, upper, kLeft},
+                                  {0, 1, thresholds, kLeft, {.top = 1}},
+                                  {0, 2, widgets.buttons.row, kTop, {.top = 1}}});
 
     dialog.add({sample_label, entries[0], cycle_label, entries[1], cpu_label, widgets.cpu_list, CpuCheck,
                 fatal_label, warning_label, report_label, reset_label, entries[2], entries[4], entries[3],

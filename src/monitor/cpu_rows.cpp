@@ -21,10 +21,10 @@ std::vector<CpuThresholdRow> further_rows;
 
 /// All CPUs that the agent counts, unless it counts more than any kernel runs.
 std::int32_t credible_cpu_count(std::int32_t count) {
-    constexpr std::int32_t most = 8192;
-    if (count > most)
-        ZEL_TRACE_AS("CpuPanel", TRACE_LEVEL_ERROR, "%d CPUs, only the first %d are shown.", count, most);
-    return std::clamp(count, 0, most);
+    constexpr std::int32_t kMost = 8192;
+    if (count > kMost)
+        ZEL_TRACE_AS("CpuPanel", TRACE_LEVEL_ERROR, "%d CPUs, only the first %d are shown.", count, kMost);
+    return std::clamp(count, 0, kMost);
 }
 
 }  // namespace

@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "filesystem.h"
 
+#include <agntconf/columns.h>
+#include <agntconf/dialog.h>
+#include <agntconf/messages.h>
+#include <agntconf/readstrfile.h>
+#include <agntconf/widgets.h>
 #include <zel/trace.h>
 
 #include <algorithm>
@@ -9,11 +14,6 @@
 #include <limits>
 #include <string>
 
-#include "../common/columns.h"
-#include "../common/dialog.h"
-#include "../common/messages.h"
-#include "../common/readstrfile.h"
-#include "../common/widgets.h"
 #include "filesystem_lists.h"
 #include "filesystem_thresholds.h"
 
@@ -104,33 +104,32 @@ void build(Dialog& dialog, Widgets& widgets) {
     make_threshold_entries(dialog, mode);
     if (widgets.none) set_disabled(entry[kIntervalEntry], true);
 
-    constexpr int left = NEWT_ANCHOR_LEFT;
-    constexpr int top = NEWT_ANCHOR_TOP;
-    newtGrid interval = dialog.grid(2, 1, {{0, 0, interval_label, top}, {1, 0, entry[kIntervalEntry], left}});
-    newtGrid device = dialog.grid(2, 1, {{0, 0, device_label, top}, {1, 0, list, left}});
+    newtGrid interval =
+        dialog.grid(2, 1, {{0, 0, interval_label, kTop}, {1, 0, entry[kIntervalEntry], kLeft}});
+    newtGrid device = dialog.grid(2, 1, {{0, 0, device_label, kTop}, {1, 0, list, kLeft}});
     newtGrid modes =
-        dialog.grid(1, 3, {{0, 0, radio[0], left}, {0, 1, radio[1], left}, {0, 2, radio[2], left}});
+        dialog.grid(1, 3, {{0, 0, radio[0], kLeft}, {0, 1, radio[1], kLeft}, {0, 2, radio[2], kLeft}});
     newtGrid thresholds = dialog.grid(3, 4,
-                                      {{0, 0, blank, top},
-                                       {1, 0, blank, top},
-                                       {2, 0, blank, top},
-                                       {0, 1, blank, left},
-                                       {1, 1, report_label, left, {.right = 2}},
-                                       {2, 1, reset_label, left},
-                                       {0, 2, fatal_label, left, {.left = 4}},
-                                       {0, 3, warning_label, left, {.left = 4}},
-                                       {1, 2, entry[2], left, {.right = 2}},
-                                       {1, 3, entry[3], left, {.right = 2}},
-                                       {2, 2, entry[4], left},
-                                       {2, 3, entry[5], left}});
-    newtGrid gap = dialog.grid(1, 1, {{0, 0, blank, top}});
+                                      {{0, 0, blank, kTop},
+                                       {1, 0, blank, kTop},
+                                       {2, 0, blank, kTop},
+                                       {0, 1, blank, kLeft},
+                                       {1, 1, report_label, kLeft, {.right = 2}},
+                                       {2, 1, reset_label, kLeft},
+                                       {0, 2, fatal_label, kLeft, {.left = 4}},
+                                       {0, 3, warning_label, kLeft, {.left = 4}},
+                                       {1, 2, entry[2], kLeft, {.right = 2}},
+                                       {1, 3, entry[3], kLeft, {.right = 2}},
+                                       {2, 2, entry[4], kLeft},
+                                       {2, 3, entry[5], kLeft}});
+    newtGrid gap = dialog.grid(1, 1, {{0, 0, blank, kTop}});
     newtGrid main_grid = dialog.grid(1, 6,
-                                     {{0, 0, interval, top},
-                                      {0, 1, gap, top},
-                                      {0, 2, device, top},
-                                      {0, 3, modes, left, {.top = 1}},
-                                      {0, 4, thresholds, left, {.top = 1}},
-                                      {0, 5, widgets.buttons.row, top, {.top = 1}}});
+                                     {{0, 0, interval, kTop},
+                                      {0, 1, gap, kTop},
+                                      {0, 2, device, kTop},
+                                      {0, 3, modes, kLeft, {.top = 1}},
+                                      {0, 4, thresholds, kLeft, {.top = 1}},
+                                      {0, 5, widgets.buttons.row, kTop, {.top = 1}}});
     dialog.add({interval_label, entry[kIntervalEntry], device_label, list, radio[0], radio[1], radio[2],
                 fatal_label, warning_label, report_label, reset_label, entry[2], entry[4], entry[3], entry[5],
                 widgets.buttons.ok, widgets.buttons.cancel});
@@ -189,40 +188,10 @@ void Func1(newtComponent, void*) {
 
 // ---- OK
 
-/// What makes two records of the same file system equal: the thresholds of both forms, and the mode.
-constexpr std::array kComparedThresholds = {
-    &FsThresholdRecord::fatalReportSpace,     &FsThresholdRecord::fatalResetSpace,
-    &FsThresholdRecord::fatalReportPercent,   &FsThresholdRecord::fatalResetPercent,
-    &FsThresholdRecord::warningReportSpace,   &FsThresholdRecord::warningResetSpace,
-    &FsThresholdRecord::warningReportPercent, &FsThresholdRecord::warningResetPercent};
-
-bool is_changed(const FsThresholdRecord& edited, const FsThresholdRecord& as_read) {
-    return FScycle != PreFScycle || edited.mode != as_read.mode ||
-           std::any_of(kComparedThresholds.begin(), kComparedThresholds.end(),
-                       [&](auto field) { return edited.*field != as_read.*field; });
-}
-
-int Test_Changed() {
-    ZEL_TRACE(TRACE_LEVEL_TRACE, ">");
-    int changed = 0;
-    FsThresholdRecord* edited = FSdata;
-    const FsThresholdRecord* as_read = PreFSdata;
-    for (; edited != nullptr && as_read != nullptr; edited = edited->next, as_read = as_read->next) {
-        if (!is_changed(*edited, *as_read)) continue;
-        changed = 1;
-        if (edited->mode != FS_MODE_OFF) continue;
-        for (auto field : kComparedThresholds)
-            edited->*field = as_read->*field;  // switching off alters none
-    }
-    if (edited != nullptr || (as_read != nullptr && FSdata != nullptr)) changed = 1;
-    ZEL_TRACE(TRACE_LEVEL_TRACE, "<return %d.", changed);
-    return changed;
-}
-
 std::int64_t highest_value(std::int32_t mode, const FsSizeNode& size) {
     if (mode == FS_MODE_PERCENT) return 100;
-    constexpr auto most = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
-    return static_cast<std::int64_t>(std::min(size.size, most / 100) * 100);
+    constexpr auto kMost = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+    return static_cast<std::int64_t>(std::min(size.size, kMost / 100) * 100);
 }
 
 /// Tests the shown thresholds before they are kept; a file system that is not watched has none.

@@ -2,7 +2,10 @@
 #include "filesystem_lists.h"
 
 #include <sys/vfs.h>
+#include <zel/trace.h>
 
+#include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <cstring>
 
@@ -18,6 +21,8 @@ std::int32_t PreFScycle = 0;
 
 namespace {
 
+constexpr char kModule[] = "filesystem";
+
 /// A cleared record for a list that is freed with the C library; null when memory is short.
 template <class Record>
 Record* allocate() {
@@ -32,6 +37,19 @@ bool measure_one(const FsThresholdRecord& record, FsSizeNode& node) {
         static_cast<std::uint64_t>(status.f_blocks) * static_cast<std::uint64_t>(status.f_bsize);
     node.size = (bytes >> 20U) / 100;
     return true;
+}
+
+/// What makes two records of the same file system equal: the thresholds of both forms, and the mode.
+constexpr std::array kComparedThresholds = {
+    &FsThresholdRecord::fatalReportSpace,     &FsThresholdRecord::fatalResetSpace,
+    &FsThresholdRecord::fatalReportPercent,   &FsThresholdRecord::fatalResetPercent,
+    &FsThresholdRecord::warningReportSpace,   &FsThresholdRecord::warningResetSpace,
+    &FsThresholdRecord::warningReportPercent, &FsThresholdRecord::warningResetPercent};
+
+bool is_changed(const FsThresholdRecord& edited, const FsThresholdRecord& as_read) {
+    return FScycle != PreFScycle || edited.mode != as_read.mode ||
+           std::any_of(kComparedThresholds.begin(), kComparedThresholds.end(),
+                       [&](auto field) { return edited.*field != as_read.*field; });
 }
 
 }  // namespace
@@ -68,6 +86,23 @@ Failure Lists::measure() {
         if (node->next == nullptr) return kNoNode;
         node = node->next;
     }
+}
+
+int Test_Changed() {
+    ZEL_TRACE(TRACE_LEVEL_TRACE, ">");
+    int changed = 0;
+    FsThresholdRecord* edited = FSdata;
+    const FsThresholdRecord* as_read = PreFSdata;
+    for (; edited != nullptr && as_read != nullptr; edited = edited->next, as_read = as_read->next) {
+        if (!is_changed(*edited, *as_read)) continue;
+        changed = 1;
+        if (edited->mode != FS_MODE_OFF) continue;
+        for (auto field : kComparedThresholds)
+            edited->*field = as_read->*field;  // switching off alters none
+    }
+    if (edited != nullptr || (as_read != nullptr && FSdata != nullptr)) changed = 1;
+    ZEL_TRACE(TRACE_LEVEL_TRACE, "<return %d.", changed);
+    return changed;
 }
 
 }  // namespace zel::filesystem

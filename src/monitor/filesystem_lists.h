@@ -39,6 +39,10 @@ class Lists {
     static Failure measure();
 };
 
+/// 1 when the interval or a file system differs from what was read, else 0. A changed file system that is
+/// switched off gets its thresholds back.
+int Test_Changed();
+
 template <class Record>
 Record* record_at(Record* head, std::intptr_t row) {
     for (; row > 0 && head->next != nullptr; --row)

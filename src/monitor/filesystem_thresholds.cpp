@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "filesystem_thresholds.h"
 
+#include <agntconf/widgets.h>
 #include <zel/trace.h>
 
 #include <algorithm>
 #include <cstdlib>
 #include <initializer_list>
-
-#include "../common/widgets.h"
 
 namespace zel::filesystem {
 

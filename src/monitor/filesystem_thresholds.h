@@ -5,12 +5,11 @@
 // of the capacity in MiB. The four thresholds are read from the panel's entries.
 #pragma once
 
+#include <agntconf/newtlib.h>
 #include <zel/access_monitor.h>
 
 #include <array>
 #include <cstdint>
-
-#include "../common/newtlib.h"
 
 namespace zel::filesystem {
 

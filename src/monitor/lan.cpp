@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "lan.h"
 
+#include <agntconf/dialog.h>
+#include <agntconf/messages.h>
+#include <agntconf/readstrfile.h>
+#include <agntconf/widgets.h>
 #include <libintl.h>
 #include <zel/access_monitor.h>
 #include <zel/trace.h>
@@ -9,11 +13,6 @@
 #include <array>
 #include <clocale>
 #include <string>
-
-#include "../common/dialog.h"
-#include "../common/messages.h"
-#include "../common/readstrfile.h"
-#include "../common/widgets.h"
 
 namespace zel {
 
@@ -78,16 +77,15 @@ void build(Dialog& dialog, const LanSettingsRecord& settings, Widgets& widgets) 
     dialog.label(dcgettext(nullptr, " ", LC_MESSAGES));  // made and not placed
     widgets.buttons = dialog.ok_cancel();
 
-    constexpr int left = NEWT_ANCHOR_LEFT;
     newtGrid fields = dialog.grid(2, 4, {});
     for (int row = 0; row < 4; ++row) {
         const auto i = static_cast<std::size_t>(row);
         const int above = row == 0 ? 0 : 1;
-        dialog.place(fields, {0, row, labels[i], left, {.top = above}});
-        dialog.place(fields, {1, row, widgets.entries[i], left, {.left = 2, .top = above}});
+        dialog.place(fields, {0, row, labels[i], kLeft, {.top = above}});
+        dialog.place(fields, {1, row, widgets.entries[i], kLeft, {.left = 2, .top = above}});
     }
     newtGrid outer =
-        dialog.grid(1, 2, {{0, 0, fields, left}, {0, 1, widgets.buttons.row, left, {.left = 1, .top = 1}}});
+        dialog.grid(1, 2, {{0, 0, fields, kLeft}, {0, 1, widgets.buttons.row, kLeft, {.left = 1, .top = 1}}});
     for (newtComponent label : labels)
         dialog.add({label});
     for (newtComponent entry : widgets.entries)

@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "mylex.h"
 
+#include <agntconf/dialog.h>
+#include <agntconf/messages.h>
+#include <agntconf/readstrfile.h>
+#include <agntconf/widgets.h>
 #include <zel/access_monitor.h>
 #include <zel/trace.h>
 
@@ -8,11 +12,6 @@
 #include <new>
 #include <optional>
 #include <string>
-
-#include "../common/dialog.h"
-#include "../common/messages.h"
-#include "../common/readstrfile.h"
-#include "../common/widgets.h"
 
 namespace zel {
 
@@ -62,10 +61,8 @@ void build(Dialog& dialog, std::int32_t interval, Widgets& widgets) {
     widgets.entry = dialog.number_entry(std::to_string(interval), kEntryWidth);
     widgets.buttons = dialog.ok_cancel({.left = 3}, {.left = 3, .right = 3});
 
-    constexpr int left = NEWT_ANCHOR_LEFT;
-    constexpr int top = NEWT_ANCHOR_TOP;
-    newtGrid field = dialog.grid(2, 1, {{0, 0, label, top}, {1, 0, widgets.entry, left, {.left = 1}}});
-    newtGrid outer = dialog.grid(1, 2, {{0, 0, field, top}, {0, 1, widgets.buttons.row, top, {.top = 1}}});
+    newtGrid field = dialog.grid(2, 1, {{0, 0, label, kTop}, {1, 0, widgets.entry, kLeft, {.left = 1}}});
+    newtGrid outer = dialog.grid(1, 2, {{0, 0, field, kTop}, {0, 1, widgets.buttons.row, kTop, {.top = 1}}});
     dialog.add({label, widgets.entry, widgets.buttons.ok, widgets.buttons.cancel});
     dialog.open(outer, text("TITTLE_MYLEX_ID"), {15});
 }

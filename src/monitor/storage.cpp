@@ -1,17 +1,17 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "storage.h"
 
+#include <agntconf/columns.h>
+#include <agntconf/dialog.h>
+#include <agntconf/messages.h>
+#include <agntconf/readstrfile.h>
+#include <agntconf/widgets.h>
 #include <zel/trace.h>
 
 #include <algorithm>
 #include <cstring>
 #include <string>
 
-#include "../common/columns.h"
-#include "../common/dialog.h"
-#include "../common/messages.h"
-#include "../common/readstrfile.h"
-#include "../common/widgets.h"
 #include "storage_thresholds.h"
 
 namespace zel {
@@ -79,16 +79,15 @@ newtComponent make_device_list(Dialog& dialog) {
 }
 
 newtGrid make_actions(Dialog& dialog, std::int32_t version, Widgets& widgets) {
-    constexpr int top = NEWT_ANCHOR_TOP;
     widgets.reset = dialog.button(text("STOG_RESET_ID"));
     if (version != kVersionWithThresholds)
-        return dialog.grid(1, 1, {{0, 0, widgets.reset, top, {.left = 13, .right = 13}}});
+        return dialog.grid(1, 1, {{0, 0, widgets.reset, kTop, {.left = 13, .right = 13}}});
     widgets.threshold = dialog.button(text("MYLEX_THRESHOLD_ID"));
     widgets.default_settings = dialog.button(text("STOG_DEFAULT_ID"));
     return dialog.grid(3, 1,
-                       {{0, 0, widgets.threshold, top},
-                        {1, 0, widgets.reset, top, {.left = 1}},
-                        {2, 0, widgets.default_settings, top, {.left = 1}}});
+                       {{0, 0, widgets.threshold, kTop},
+                        {1, 0, widgets.reset, kTop, {.left = 1}},
+                        {2, 0, widgets.default_settings, kTop, {.left = 1}}});
 }
 
 void build(Dialog& dialog, std::int32_t version, Widgets& widgets) {
@@ -99,17 +98,15 @@ void build(Dialog& dialog, std::int32_t version, Widgets& widgets) {
     newtGrid actions = make_actions(dialog, version, widgets);
     widgets.buttons = dialog.ok_cancel({.left = 2}, {.left = 2});
 
-    constexpr int left = NEWT_ANCHOR_LEFT;
-    constexpr int top = NEWT_ANCHOR_TOP;
-    newtGrid interval_grid =
-        dialog.grid(2, 1, {{0, 0, interval_label, left}, {1, 0, widgets.interval_entry, left, {.left = 2}}});
+    newtGrid interval_grid = dialog.grid(
+        2, 1, {{0, 0, interval_label, kLeft}, {1, 0, widgets.interval_entry, kLeft, {.left = 2}}});
     newtGrid device_grid =
-        dialog.grid(2, 1, {{0, 0, device_label, top}, {1, 0, widgets.list, top, {.left = 2}}});
+        dialog.grid(2, 1, {{0, 0, device_label, kTop}, {1, 0, widgets.list, kTop, {.left = 2}}});
     newtGrid outer = dialog.grid(1, 4,
-                                 {{0, 0, interval_grid, left},
-                                  {0, 1, device_grid, left, {.top = 1}},
-                                  {0, 2, actions, top, {.top = 1}},
-                                  {0, 3, widgets.buttons.row, top, {.top = 1}}});
+                                 {{0, 0, interval_grid, kLeft},
+                                  {0, 1, device_grid, kLeft, {.top = 1}},
+                                  {0, 2, actions, kTop, {.top = 1}},
+                                  {0, 3, widgets.buttons.row, kTop, {.top = 1}}});
     dialog.add({interval_label, device_label, widgets.interval_entry, widgets.list});
     if (widgets.threshold != nullptr) dialog.add({widgets.threshold});
     dialog.add({widgets.reset});

@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "storage_thresholds.h"
 
+#include <agntconf/columns.h>
+#include <agntconf/dialog.h>
+#include <agntconf/messages.h>
+#include <agntconf/readstrfile.h>
+#include <agntconf/widgets.h>
 #include <zel/trace.h>
 
 #include <algorithm>
@@ -9,12 +14,6 @@
 #include <iterator>
 #include <span>
 #include <string>
-
-#include "../common/columns.h"
-#include "../common/dialog.h"
-#include "../common/messages.h"
-#include "../common/readstrfile.h"
-#include "../common/widgets.h"
 
 namespace zel::storage {
 
@@ -127,24 +126,22 @@ void build(Dialog& dialog, Widgets& widgets) {
     widgets.buttons.ok = dialog.button(text("BUTTON_OK_ID"));
     widgets.buttons.cancel = dialog.button(text("BUTTON_CANCEL_ID"));
 
-    constexpr int left = NEWT_ANCHOR_LEFT;
-    constexpr int top = NEWT_ANCHOR_TOP;
     // The buttons are taller than the label beside them: negative paddings pull what is below up again.
     newtGrid head = dialog.grid(2, 2,
-                                {{0, 0, list_label, left, {.top = -1}},
-                                 {1, 0, widgets.buttons.ok, top, {.left = 1, .top = 1}},
-                                 {0, 1, widgets.list, left, {.top = -4}},
-                                 {1, 1, widgets.buttons.cancel, top, {.left = 1}}});
-    newtGrid check = dialog.grid(1, 1, {{0, 0, ListCheck, top}});
+                                {{0, 0, list_label, kLeft, {.top = -1}},
+                                 {1, 0, widgets.buttons.ok, kTop, {.left = 1, .top = 1}},
+                                 {0, 1, widgets.list, kLeft, {.top = -4}},
+                                 {1, 1, widgets.buttons.cancel, kTop, {.left = 1}}});
+    newtGrid check = dialog.grid(1, 1, {{0, 0, ListCheck, kTop}});
     newtGrid thresholds = dialog.grid(2, 2,
-                                      {{0, 0, fatal_label, left},
-                                       {1, 0, entries[0], left, {.left = 3}},
-                                       {0, 1, warning_label, left},
-                                       {1, 1, entries[1], left, {.left = 3}}});
+                                      {{0, 0, fatal_label, kLeft},
+                                       {1, 0, entries[0], kLeft, {.left = 3}},
+                                       {0, 1, warning_label, kLeft},
+                                       {1, 1, entries[1], kLeft, {.left = 3}}});
     newtGrid outer = dialog.grid(1, 3,
-                                 {{0, 0, head, top},
-                                  {0, 1, check, left, {.left = 2, .top = -2}},
-                                  {0, 2, thresholds, left, {.left = 6, .top = -1}}});
+                                 {{0, 0, head, kTop},
+                                  {0, 1, check, kLeft, {.left = 2, .top = -2}},
+                                  {0, 2, thresholds, kLeft, {.left = 6, .top = -1}}});
     dialog.add({list_label, fatal_label, warning_label, widgets.list, ListCheck, entries[0], entries[1],
                 widgets.buttons.ok, widgets.buttons.cancel});
     dialog.open(outer, printable(device_name(ListSelect)) + text("STOGSUB_THRESHOLD1_ID"), {15});

@@ -1,16 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "syslog.h"
 
+#include <agntconf/dialog.h>
+#include <agntconf/messages.h>
+#include <agntconf/readstrfile.h>
+#include <agntconf/widgets.h>
 #include <zel/access_monitor.h>
 #include <zel/trace.h>
 #include <zel/win32.h>
 
 #include <string>
-
-#include "../common/dialog.h"
-#include "../common/messages.h"
-#include "../common/readstrfile.h"
-#include "../common/widgets.h"
 
 namespace zel {
 
@@ -38,11 +37,9 @@ void build(Dialog& dialog, std::uint32_t interval, Widgets& widgets) {
     widgets.entry = dialog.number_entry(std::to_string(interval), kEntryWidth);
     widgets.buttons = dialog.ok_cancel();
 
-    constexpr int left = NEWT_ANCHOR_LEFT;
-    constexpr int top = NEWT_ANCHOR_TOP;
-    newtGrid setting = dialog.grid(2, 1, {{0, 0, label, left}, {1, 0, widgets.entry, left, {.left = 1}}});
-    newtGrid outer =
-        dialog.grid(1, 2, {{0, 0, setting, left, {.top = 1}}, {0, 1, widgets.buttons.row, top, {.top = 1}}});
+    newtGrid setting = dialog.grid(2, 1, {{0, 0, label, kLeft}, {1, 0, widgets.entry, kLeft, {.left = 1}}});
+    newtGrid outer = dialog.grid(
+        1, 2, {{0, 0, setting, kLeft, {.top = 1}}, {0, 1, widgets.buttons.row, kTop, {.top = 1}}});
     dialog.add({label, widgets.entry, widgets.buttons.ok, widgets.buttons.cancel});
     dialog.open(outer, text("TITTLE_SYSLOG_ID"), {15});
 }

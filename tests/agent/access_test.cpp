@@ -16,14 +16,6 @@
 namespace zel::test {
 namespace {
 
-TEST(Access, CpuThresholdsAreJudged) {
-    using Case = std::pair<CpuThresholdRow, int>;
-    for (const auto& [row, faults] : {Case{{1, 100, 3, 2, 1}, 0}, Case{{1, 100, 101, 80, 70}, 0x101},
-                                      Case{{1, 4, 3, 2, 0}, 0x10}, Case{{1, 95, 90, 90, 70}, 0x100},
-                                      Case{{1, 95, 90, 80, 80}, 0x100}, Case{{0, 101, 102, 0, 0}, 0x111}})
-        EXPECT_EQ(TestInputCpuParameter(&row), faults) << row.fatalReport << ' ' << row.fatalReset;
-}
-
 TEST(Access, HungServiceCountsAsNotRunningAndHoldsNobodyUp) {
     using std::chrono::milliseconds, std::chrono::steady_clock;
     const auto address = client::SocketAddress::of(client::service_socket_path());

@@ -1,62 +1,40 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// A machine made up of files, and the settings of what is monitored on it.
+// A machine made up of files, and its file systems.
 #pragma once
 
-#include <functional>
-
-#include "service_process.h"
+#include "home.h"
 #include "zel/access_monitor.h"
 
 namespace zel::test {
 
-class Monitor : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        fs::create_directories(home("sys/block"));
-        write_text(home("agent.conf"), "[monitor]\nsys_block=" + home("sys/block") + "\nmountinfo=" +
-                                           home("mountinfo") + "\ncpu_present=" + home("present") + '\n');
-        mount({"1 0 8:1 / / ext4"});
-    }
-    struct Disk {
-        std::string name;
-        std::string below = "pci0/block";
-        std::string size = "8";
-        std::string wwid = "";
-        std::string hidden = "0";
-    };
-    static void add_disk(const Disk& disk) {
-        const std::string device = "devices/" + disk.below + '/' + disk.name;
-        fs::create_directories(home("sys/" + device + "/device"));
-        const std::string wwid = disk.name.starts_with("nvme") ? "/wwid" : "/device/wwid";
-        for (const auto& [attribute, value] :
-             {std::pair("/size", &disk.size), {"/hidden", &disk.hidden}, {wwid.c_str(), &disk.wwid}})
-            write_text(home("sys/" + device + attribute), *value + '\n');
-        fs::create_symlink("../" + device, home("sys/block/" + disk.name));
-    }
-    /// Mounts made up as "<id> <parent's id> <major:minor> <folder> <path> <type>", "@" being the home.
-    static void mount(const Strings& mounts) {
-        std::ofstream file(home("mountinfo"));
-        for (const std::string& line : mounts)
-            file << at_home(line.substr(0, line.rfind(' '))) << " rw - " << line.substr(line.rfind(' '))
-                 << " x rw\n";
-    }
-    static std::string at_home(std::string text) {
-        for (std::size_t at = 0; (at = text.find('@')) != std::string::npos;)
-            text.replace(at, 1, home(""));
-        return text;
-    }
-};
+/// Mounts made up as "<id> <parent's id> <major:minor> <folder> <path> <type>", a line each.
+inline void mount(const std::string& mounts) {
+    std::istringstream lines(mounts);
+    std::ofstream file(home("mountinfo"));
+    for (std::string line; std::getline(lines, line);)
+        file << line.substr(0, line.rfind(' ')) << " rw - " << line.substr(line.rfind(' ')) << " x rw\n";
+}
 
-/// Runs `body` beside the service, which starts from the settings as they are; what the service then said.
-inline std::string log_beside(const std::function<void()>& body) {
-    ServiceProcess service;
-    EXPECT_TRUE(service.ready());
-    const std::size_t before = service.said().size();
-    body();
-    EXPECT_EQ(CheckNTserverReady(), 0);  // whatever was asked before this is done when it is answered
-    kill(service.id(), SIGTERM);
-    EXPECT_TRUE(service.says("ZELntserver ends\n"));
-    return service.said().substr(before);
+inline void make_machine() {
+    fs::create_directories(home("sys/block"));
+    write_text(home("agent.conf"),
+               "[monitor]\nsys_block=" + home("sys/block") + "\nmountinfo=" + home("mountinfo") +
+                   "\ncpu_present=" + home("present") + "\n[snmp]\nconf=" + home("snmp/snmpd.conf") + '\n');
+    mount("1 0 8:1 / / ext4");
+}
+
+/// The paths of the file systems that the library lists, each with a semicolon, "@" being the home.
+inline std::string listed() {
+    auto* head = static_cast<FsThresholdRecord*>(calloc(1, sizeof(FsThresholdRecord)));
+    int cycle = -1;
+    std::string all;
+    const bool read = File_ReadThresholdFromFile(head, &cycle) == 1;
+    for (const auto* one = head; one && read; one = one->next)
+        all += one->path + std::string(";");
+    for (std::size_t at = 0; (at = all.find(home(""))) != std::string::npos;)
+        all.replace(at, home("").size(), "@");
+    EXPECT_EQ(FreeMemofStruct(&head), 1);
+    return all;
 }
 
 /// A valid record: 74 to 71 percent, 10 to 13 MiB.

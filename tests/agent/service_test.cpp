@@ -59,23 +59,6 @@ TEST(Service, OddClientsDoNoHarm) {
     EXPECT_EQ(ask("ping"), "ok ZELntserver 4.1.1");
 }
 
-TEST(Service, SettingsThatCannotBeReadLeaveTheHeldOnes) {
-    ServiceProcess service;
-    ASSERT_TRUE(service.ready());
-    const auto set_cycle = [](const char* seconds) {
-        write_text(registry::path(), std::string("[SOFTWARE/QUD/ZELAgent/CPU]\nCycle=dword:") + seconds);
-    };
-    set_cycle("300");
-    ::kill(service.id(), SIGHUP);
-    EXPECT_TRUE(service.says("cpu: Cycle 60 -> 300\n"));
-    write_text(registry::path(), "no key file");
-    EXPECT_EQ(ask("reset cpu"), "error the settings cannot be read");
-    EXPECT_TRUE(service.says(registry::path() + " cannot be understood; reading it as empty.\n"));
-    set_cycle("1800");
-    EXPECT_EQ(ask("reset cpu"), "ok");
-    EXPECT_TRUE(service.says("cpu: Cycle 300 -> 1800\n"));
-}
-
 TEST(Service, OnlyOneRunsAndItEndsCleanly) {
     ServiceProcess killed;
     ASSERT_TRUE(killed.ready());

@@ -15,7 +15,6 @@
 #include "bmc/sdr_record.h"
 #include "panel_table.h"
 #include "running_simulator.h"
-#include "service_process.h"
 #include "simulation.h"
 #include "store/late_library.h"
 
@@ -105,40 +104,6 @@ std::vector<simulator::Sensor> zones() {
     return sensors;
 }
 
-TEST(SensorLists, AreReadWholeOrFailAndOnlyWholeOnesAreKept) {
-    RunningSimulator simulator(zones());
-    for (const auto& [rules, whole] : {std::pair{"answer 0a 23 * c0 3 8\n", true},  // busy for a while
-                                       {"answer 0a 23 * c3 2 20\n", true},
-                                       {"answer 0a 20 * d2 2\nanswer 06 01 * c0 2\n", true},
-                                       {"answer 04 27 * c4 2 5\n", true},
-                                       {"answer 0a 22 * c1\n", true},  // has no reservations
-                                       {"rival 2\n", true},            // loses each one soon
-                                       {"restamp 20 2\n", true},       // changes twice
-                                       {"cut 0a 23 * 6\n", true},      // short answers
-                                       {"cut 0a 23 * 3 2 9\n", true},
-                                       {"answer 0a 23 * ca 1 1\n", true},   // too long for it
-                                       {"answer 0a 23 * c0 0 8\n", false},  // and now what never ends
-                                       {"rival 1\n", false},
-                                       {"restamp 20 1000\n", false},
-                                       {"cut 0a 23 * 3 0 7\n", false},
-                                       {"answer 0a 23 * cb 1 12\n", false},  // refused for good: a header,
-                                       {"answer 0a 23 * cc 0 13\n", false},  // what follows a header
-                                       {"answer 0a 22 * d4\n", false}}) {
-        SCOPED_TRACE(rules);
-        fs::remove_all(state("sdr"));
-        simulator.rules(rules);
-        Temperatures panel;
-        ASSERT_EQ(panel.open(), whole);
-        if (whole) {
-            ASSERT_EQ(panel.count, kZones);
-            for (int n = 0; n < kZones; ++n)
-                EXPECT_EQ(panel.data.at(static_cast<std::size_t>(n)).lHighFatal, 80) << n;
-        }
-        simulator.rules("answer 0a 23 * ff\n");  // nothing but what was kept
-        EXPECT_EQ(Temperatures{}.find(), whole);
-    }
-}
-
 /// Milliseconds that a call takes.
 template <class Call>
 auto time_of(const Call& call) {
@@ -146,40 +111,6 @@ auto time_of(const Call& call) {
     call();
     return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - start)
         .count();
-}
-
-TEST(Requests, RefusalsThatPassAreWaitedForASecondAndALostSessionIsReplacedOnce) {
-    auto simulator = std::make_unique<RunningSimulator>(zones());
-    write_config(simulator->section(), "timeout=1\n");
-    bmc::controller().end_session();
-    const auto ask = [](bmc::Repeat repeat = bmc::Repeat::freely) {
-        const auto reply = bmc::controller().request(0, bmc::kApp, 0x01, {}, repeat);
-        return reply ? int{reply->completion} : -1;
-    };
-    simulator->rules("answer 06 01 * c0\n");
-    const auto waited = time_of([&] { EXPECT_EQ(ask(), 0xc0); });
-    EXPECT_TRUE(waited >= 900 && waited < 2000) << waited;
-    for (const auto& [code, repeat, requests] : {std::tuple{"cb", bmc::Repeat::freely, 1U},
-                                                 {"c1", bmc::Repeat::freely, 1U},
-                                                 {"c3", bmc::Repeat::freely, 2U},
-                                                 {"c3", bmc::Repeat::if_refused, 1U},
-                                                 {"c0", bmc::Repeat::if_refused, 2U}}) {
-        simulator->requests();
-        simulator->rules(std::string("answer 06 01 * ") + code + " 1\n");
-        EXPECT_EQ(ask(repeat) == 0, requests == 2) << code;
-        EXPECT_EQ(simulator->requests().size(), requests) << code;
-    }
-    const int port = simulator->port();
-    for (const auto repeat : {bmc::Repeat::freely, bmc::Repeat::if_refused}) {
-        simulator.reset();
-        simulator = std::make_unique<RunningSimulator>(zones(), Records(), port);  // knows no session
-        write_config(simulator->section(), "timeout=1\n");
-        EXPECT_EQ(ask(repeat), repeat == bmc::Repeat::freely ? 0 : -1);
-        EXPECT_EQ(ask(), 0);
-    }
-    simulator->rules("stop 06 01 0\n");
-    const auto silent = time_of([&] { EXPECT_EQ(ask(), -1); });
-    EXPECT_TRUE(silent >= 1900 && silent < 3000) << silent;
 }
 
 TEST(Requests, EndWhenTheirTimeIsOverOrTheEndIsAskedFor) {
@@ -199,32 +130,6 @@ TEST(Requests, EndWhenTheirTimeIsOverOrTheEndIsAskedFor) {
     EXPECT_LT(time_of([&] { read(source.get_token(), 60000); }), 1000);
     simulator.rules("");
     EXPECT_EQ(bmc::sensor_records(bmc::controller())->records.size(), kZones);
-}
-
-#ifdef __SANITIZE_THREAD__
-constexpr long kLongestEnd = 3500;  // its runtime sleeps a second at the end of each process
-#else
-constexpr long kLongestEnd = 2000;
-#endif
-
-TEST(Requests, TheServiceEndsInTimeWhateverTheControllerDoes) {
-    for (const char* rules : {"delay 1200000\n", "stop 0a 20 0\n", "answer 0a 20 * c0\n"}) {
-        SCOPED_TRACE(rules);
-        RunningSimulator simulator(zones());
-        Temperatures panel;
-        ASSERT_TRUE(panel.open());
-        panel.row("Zone 2")->lHighWarning = 75;
-        panel.row("Zone 2")->bChangeThreshFlag = 1;
-        ASSERT_TRUE(panel.write());  // now there is something to put back
-        fs::remove_all(state("sdr"));
-        simulator.rules(rules);
-        simulator.requests();
-        ServiceProcess service;
-        ASSERT_TRUE(service.ready());
-        for (int looks = 0; looks < 1000 && simulator.requests().empty(); ++looks)
-            usleep(10'000);
-        EXPECT_LT(time_of([&] { EXPECT_EQ(service.finish(SIGTERM), 0); }), kLongestEnd);
-    }
 }
 
 }  // namespace

@@ -44,30 +44,9 @@ Sensor volts(int step) {
     return sensor;
 }
 
-TEST(SensorRules, OnlyWhatStaysInOrderIsWritten) {
-    constexpr auto uc = 1U << simulator::kUc, unc = 1U << simulator::kUnc;
-    const Sensor twelve = volts(67), any{.name = "T"}, no_uc{.name = "T", .not_settable = uc};
-    using Attempt = std::tuple<const char*, Sensor, std::array<std::int64_t, 4>, bool, int>;
-    for (const auto& [what, sensor, values, done, requests] :
-         {Attempt{"two values, one code", twelve, {12650, 12640, 11457, 10854}, false, 0},
-          {"the code of the one that stays", twelve, {12650, 12663, 11457, 10854}, false, 0},
-          {"the code that it has", twelve, {13250, 12663, 11457, 10854}, true, 0},
-          {"the next code", twelve, {13333, 12663, 11457, 10854}, true, 1},
-          {"one that cannot be set", no_uc, {85, 70, 5, 0}, false, 0},
-          {"others beside it", no_uc, {80, 75, 5, 0}, true, 1},
-          {"below one that stays", {.name = "T", .not_settable = unc}, {60, 70, 5, 0}, false, 0},
-          {"at the non-recoverable one", any, {90, 70, 5, 0}, false, 0},
-          {"below the non-recoverable one", any, {80, 70, 5, -6}, false, 0},
-          {"one that bounds nothing", {.name = "T", .codes{5, 0, 2, 70, 80, 0}}, {85, 70, 5, -6}, true, 1},
-          {"all that there is", any, {89, 88, -3, -4}, true, 1}}) {
-        PlayedController controller{.sensors = {sensor}};
-        answer_request = std::ref(controller);
-        fs::remove_all(base::settings_folder());
-        EXPECT_EQ(sensor.type == 2 ? write_first<Voltages>(values) : write_first<Temperatures>(values), done)
-            << what;
-        EXPECT_EQ(std::ranges::count(controller.commands, kSet), requests) << what;
-    }
+TEST(SensorRules, AFlagIsWrittenWhateverOrderOthersLeft) {
     // A sensor that others left in disorder keeps nobody from writing, and its flag comes back.
+    const Sensor no_uc{.name = "T", .not_settable = 1U << simulator::kUc};
     PlayedController controller{.sensors = {no_uc}};
     answer_request = std::ref(controller);
     fs::remove_all(base::settings_folder());

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Readers of what comes from outside, and what must hold whatever they read. ZEL_READER names the one that a
 // process feeds: libFuzzer does in builds of its own (scripts/fuzz), replay.cpp in all others.
+#include <agntconf/columns.h>
+#include <agntconf/readstrfile.h>
+
 #include <array>
 #include <map>
 #include <numeric>
@@ -9,8 +12,6 @@
 #include <stdexcept>
 #include <thread>
 
-#include "../../src/common/columns.h"
-#include "../../src/common/readstrfile.h"
 #include "answered_controller.h"
 #include "bmc/password.h"
 #include "bmc/sdr_cache.h"

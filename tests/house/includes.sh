@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: GPL-3.0-or-later
 # What a compiler does not see: src/ and agent/ never include each other, the contract and chars/ include neither,
-# no panel includes another folder's panel, and none calls newt by itself.
+# the tool's shared declarations are the tool's alone, no panel includes another folder's, and none calls newt by
+# itself.
 set -u
 cd "$(dirname "${BASH_SOURCE[0]}")/../.." || exit 2
 status=0
@@ -12,13 +13,16 @@ forbid() { # folder pattern [pattern of what is allowed all the same]
     fi
 }
 forbid src '.*(agent|store|compat|access|trace|bmc|service)/'
-forbid agent '.*src/'
-forbid include/zel '\.\.'
+forbid agent '.*(src|agntconf)/'
+forbid include/zel '.*(\.\.|agntconf)/'
+forbid include/agntconf '.*/' '(zel|agntconf)/'
 forbid chars '.*/.*'
-for panels in monitor ipmi control; do
-    forbid src/$panels '\.\./(main|monitor|ipmi|control)/'
+for folder in common monitor ipmi control; do
+    forbid src/$folder '\.\./'
 done
-forbid src/common '\.\./'
+for folder in src agent tests bench tools; do
+    forbid $folder '.*\.\./include/'
+done
 # The agent's rooms, each with those that it may include: arrows run downwards only (docs/ARCHITECTURE.md).
 while read -r room allowed; do
     forbid "agent/$room" "(base|trace|store|client|system|settings|bmc|compat|smbios|sensorshare|access|service)/" \

@@ -7,10 +7,15 @@
 //   text ID=TEXT          a text of the catalogue, from here on; "empty FILE" empties a catalogue
 //   env NAME=VALUE        of the tool, from here on; without "=" it has no such variable
 //   argument TEXT         of the tool, from here on; so is "redirect 1", of its standard output to a file
+//   size ROWS COLUMNS     of the terminal, from here on
+//   rows LABEL:PANEL ...  the menu of the script has these rows and no other, and each opens its panel, found by its
+//                         title: of the same name unless told, or as it stands; "-" is a blank label
+//   picture               the screen is the indented lines, but for its first and last line and what only frames
 //   look MARKS            what "?" reads from here on, by the identifiers of labels: [BOX] ENTRY ROW/COLUMN
 //   SCRIPT | KEYS | ...   a case: further lines of the script ("-": none), keys typed into the opened panel, and
 //                         what comes of it. [Cancel] among the keys presses that button, [] none; without either
-//                         OK is pressed at the end, unless the line only looks.
+//                         OK is pressed at the end, unless the line only looks. 30x100 gives the terminal so many
+//                         rows and columns.
 //   | KEYS | ...          goes on where the line before ended
 //
 // What comes of it, and nothing else may; the panel closes unless the line looks or says "open":
@@ -25,7 +30,9 @@
 //   = TEXT                is on the screen, frames and line ends being blanks; != is not
 //
 // In all of this @ID is a text of the catalogue, {x*99} a repetition and \x1b a byte.
+#include <cstdio>
 #include <fstream>
+#include <set>
 
 #include "case_text.h"
 #include "tool_fixture.h"
@@ -70,6 +77,12 @@ class Cases : public ToolTest, public testing::WithParamInterface<std::string> {
                 catalogue(rest.c_str(), "");
             else if (word == "text")
                 add_text(rest);
+            else if (word == "size")
+                std::istringstream(rest) >> options.rows >> options.columns;
+            else if (word == "rows")
+                open_rows(split(rest, " "));
+            else if (word == "picture")
+                expect_same("picture", indented(file), framed());
             else
                 complain("what is " + word + '?');
         }
@@ -87,21 +100,13 @@ class Cases : public ToolTest, public testing::WithParamInterface<std::string> {
     std::string expanded(std::string line, bool is_case) {
         const std::string defined = !is_case && line.starts_with('$') ? line.substr(0, line.find(' ')) : "";
         line.erase(0, defined.size());
-        replace(line, R"(\$[a-z0-9]+)", [&](const std::smatch& name) {
-            const auto known = names_.find(name.str());
-            if (known == names_.end()) complain("what is " + name.str() + '?');
-            return known == names_.end() ? name.str() : known->second;
+        replace(line, R"(\$[a-z0-9]+)", [&](const std::string& name) {
+            const auto known = names_.find(name);
+            if (known == names_.end()) complain("what is " + name + '?');
+            return known == names_.end() ? name : known->second;
         });
-        replace(line, R"(@[A-Z0-9_]+)", [this](const std::smatch& id) { return text(id.str().substr(1)); });
-        replace(line, R"(\{([^{}*]+)\*(\d+)\})", [](const std::smatch& repeated) {
-            std::string all;
-            for (int left = std::stoi(repeated[2]); left > 0; --left)
-                all += repeated[1];
-            return all;
-        });
-        replace(line, R"(\\x[0-9a-f]{2})", [](const std::smatch& byte) {
-            return std::string(1, static_cast<char>(std::stoi(byte.str().substr(2), nullptr, 16)));
-        });
+        replace(line, R"(@[A-Z0-9_]+)", [this](const std::string& id) { return text(id.substr(1)); });
+        expand(line);
         return defined + line;
     }
 
@@ -109,6 +114,7 @@ class Cases : public ToolTest, public testing::WithParamInterface<std::string> {
         const auto equals = setting.find('=');
         auto& value = options.environment[setting.substr(0, equals)];
         value = equals < setting.size() ? std::optional(setting.substr(equals + 1)) : std::nullopt;
+        if (value == "$ZelDir/data") value = folder() / "data";
     }
     void redirect(const std::string& number) {
         options.redirect[0] = options.redirect[1] = "";
@@ -125,7 +131,7 @@ class Cases : public ToolTest, public testing::WithParamInterface<std::string> {
     void take(const Lines& fields) try {
         if (!fields.at(0).empty()) open(fields[0] == "-" ? "" : fields[0]);
         const bool only_looks = std::any_of(fields.begin() + 2, fields.end(), [](const auto& field) {
-            return std::regex_search(field, std::regex("^([?>=]|!=) "));
+            return std::set<std::string>{"?", ">", "=", "!="}.contains(field.substr(0, field.find(' ')));
         });
         type(fields.at(1), only_looks);
         std::string told, asked, says, says2;
@@ -166,7 +172,8 @@ class Cases : public ToolTest, public testing::WithParamInterface<std::string> {
         }
         expect_same("messages", told, messages);
         expect_same("calls", asked, asked_now);
-        expect_same("panel", stays ? "open" : "closed", shows("┤ " + title() + " ├") ? "open" : "closed");
+        const bool is_open = panel_ == "MAIN" ? !tool().has_ended() : shows("┤ " + title() + " ├");
+        expect_same("panel", stays ? "open" : "closed", is_open ? "open" : "closed");
         if (tool().has_ended()) expect_end(says, says2);
     } catch (const std::exception& error) {
         ADD_FAILURE_AT(GetParam().c_str(), line_) << error.what();
@@ -191,16 +198,51 @@ class Cases : public ToolTest, public testing::WithParamInterface<std::string> {
         }
     }
 
+    void open_rows(const Lines& rows) {
+        for (std::size_t at = 0; at < rows.size(); ++at) {
+            const Lines names = split(rows[at], ":");
+            const std::string& panel = names.back();
+            open("");
+            keys("Down*" + std::to_string(at + 1 < rows.size() ? at : at + 1));  // there is no further row
+            expect_same("row", names[0] == "-" ? "" : text("MAIN_TABNAME_" + names[0] + "_ID"),
+                        highlighted());
+            keys("Enter");
+            const bool is_title = panel.find_first_of("aeiou") != std::string::npos;
+            if (!shows("┤ " + (is_title ? panel : text("TITTLE_" + panel + "_ID")) + " ├"))
+                complain(rows[at]);
+        }
+    }
+
     void type(const std::string& all, bool only_looks) {
         bool pressed = only_looks;
         for (const std::string& key : split(all, " ")) {
-            if (!key.starts_with('['))
+            int rows = 0, columns = 0;
+            if (std::sscanf(key.c_str(), "%dx%d", &rows, &columns) == 2)
+                tool().resize(rows, columns);
+            else if (!key.starts_with('['))
                 keys(key);
             else if (key != "[]")
                 press(key.substr(1, key.size() - 2));
             pressed = pressed || key.starts_with('[');
         }
         if (!pressed) press("OK");
+    }
+
+    std::string indented(std::ifstream& file) {
+        std::string all, line;
+        for (; file.peek() == ' ' && std::getline(file, line); ++line_)
+            all += '\n' + line;
+        return all;
+    }
+    /// The picture without its first and last line and the rows that only frame it.
+    std::string framed() {
+        std::string all;
+        for (int row = 1; row < options.rows - 1; ++row) {
+            std::string inside = tool().row(row);
+            replace(inside, "│", [](auto) { return " "; });
+            if (!trimmed(inside).empty()) all += '\n' + tool().row(row);
+        }
+        return all;
     }
 
     std::string title() const { return text("TITTLE_" + panel_ + "_ID"); }
@@ -226,13 +268,15 @@ class Cases : public ToolTest, public testing::WithParamInterface<std::string> {
     }
     /// A message as a case has it: a text, or an identifier and what stands in its places.
     std::string message(const std::string& told) const {
-        std::smatch parts;
-        if (!std::regex_match(told, parts, std::regex(R"((\S+: )?([A-Z_0-9]{5,})((?: -?\d+| \w+)*))")))
+        const auto at = told.find(": ") < told.find(' ') ? told.find(' ') + 1 : 0;
+        const Lines words = split(told.substr(at), " ");
+        if (words[0].size() < 5 ||
+            words[0].find_first_not_of("ABCDEFGHIJKLMNOPQRSTUVWXYZ_0123456789") < words[0].size())
             return told;
-        std::string all = text(parts[2].str());
-        for (const std::string& argument : split(trimmed(parts[3]), " "))
-            if (!argument.empty()) all.replace(all.find('%'), 2, argument);
-        return parts[1].str() + all;
+        std::string all = text(words[0]);
+        for (std::size_t i = 1; i < words.size(); ++i)
+            all.replace(all.find('%'), 2, words[i]);
+        return told.substr(0, at) + all;
     }
 
     std::string joined_calls() {
@@ -240,13 +284,6 @@ class Cases : public ToolTest, public testing::WithParamInterface<std::string> {
         for (const auto& call : calls())
             all = joined(all, call);
         return all;
-    }
-
-    /// The screen, frames, line ends and the room of entries being one blank.
-    static std::string plain(std::string picture) {
-        replace(picture, "(│|[_\n])+", [](const std::smatch&) { return kBlanks; });
-        replace(picture, " +", [](const std::smatch&) { return kBlanks; });
-        return picture;
     }
 
     std::string looks() {

@@ -1,76 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The main menu: its rows on every kind of server, what they open, its colours, and how the tool ends.
+// What is no sequence of keys: colours, a new size, a stop, how the tool ends.
 #include <csignal>
-#include <map>
-#include <sstream>
 
 #include "tool_fixture.h"
 
 namespace zeltest {
 namespace {
 
-constexpr const char* kUnsupported = "Not Supported yet!";
 const std::string kTwoCpus = "cpu.settings=10,300,0,1,2,95,90,85,80\n";
-const std::string kAgent = "reg SOFTWARE\\QUD\\ZELAgent CurrentVersion=sz:";
-const std::string kTabs = "reg SOFTWARE/QUD/ZELAgent/CPL CplTabView=dword:";
-const std::string kBlade = "\nsmbios.chassis=FE\nGetSharedSensorStatus=0\n";
-
-// Panels by the middle part of their label's identifier.
-const std::map<std::string, std::string> kPanels = {
-    {"GENERAL", "GeneralPanel"}, {"CPU", "CpuPanel"},           {"SYSLOG", "SyslogPanel"},
-    {"STORAGE", "StoragePanel"}, {"FILESYS", "FilePanel"},      {"LAN", "LanPanel"},
-    {"MYLEX", "MylexPanel"},     {"MOVAL", "MOVALPanel_IPMI"},  {"TEMP", "TemperaturePanel_IPMI"},
-    {"VOL", "VoltagePanel"},     {"WDT", "WDTPanel"},           {"SHUTDOWN", "ShutdownPanel"},
-    {"BLADE", "BladePanel"},     {"unsupported", kUnsupported}, {"nothing", ""}};
-
-class MenuTest : public ToolTest {
-  protected:
-    /// The panel function that Enter on the current row called, the message of a row without one, or nothing.
-    std::string opened_by_enter() {
-        const auto before = trace().size();
-        keys("Enter");
-        if (shows(kUnsupported)) return kUnsupported;
-        const Lines all = trace();
-        for (auto i = before; i < all.size(); ++i)
-            for (const auto& [key, function] : kPanels)
-                if (all[i].find("|" + function + "|>") != std::string::npos) return function;
-        return "";
-    }
-};
-
-TEST_F(MenuTest, EveryKindOfServerHasItsRowsAndEachOpensItsPanel) {
-    const std::string fault_tolerant = "\ncall_zel_is_ft=1";
-    const std::string first = "GENERAL CPU SYSLOG ";
-    const std::string stock = first + "STORAGE FILESYS LAN MYLEX ";
-    // label:panel, or what both have in common; "-" is a blank label
-    const std::pair<std::string, std::string> kinds[] = {
-        {kAgent + "3.8" + kBlade, stock + "MOVAL TEMP VOL WDT SHUTDOWN BLADE"},
-        {kAgent + "3.8\nhwid.model=679", first + "TEMP VOL WDT SHUTDOWN"},
-        {kAgent + "4.0", stock + "WDT SHUTDOWN"},
-        {kAgent + "4.0\n" + kTabs + "0x80" + kBlade, stock + "VOL WDT SHUTDOWN BLADE"},
-        {kTabs + "0xC0" + kBlade + "GetSharedSensorStatus=-1", stock + "TEMP VOL WDT SHUTDOWN"},
-        // On a fault-tolerant server labels and panels part from row 5 on.
-        {kTabs + "0xC0" + fault_tolerant,
-         first + "FILESYS LAN -:TEMP -:VOL TEMP:WDT VOL:SHUTDOWN WDT:unsupported SHUTDOWN:unsupported"},
-        {kAgent + "4.0" + fault_tolerant + kBlade,
-         first + "FILESYS LAN -:WDT -:SHUTDOWN WDT:nothing SHUTDOWN:nothing BLADE:unsupported"}};
-    for (const auto& [script, rows] : kinds) {
-        std::istringstream each(rows);
-        std::string down;
-        for (std::string cell; each >> cell; down += "Down ") {
-            SCOPED_TRACE(script + ", " + cell);
-            const std::string label = cell.substr(0, cell.find(':'));
-            const std::string& panel = kPanels.at(cell.substr(cell.find(':') + 1));
-            open_menu(script);
-            keys(down + (each.eof() ? "Down" : ""));  // there is no further row
-            EXPECT_EQ(highlighted(), label == "-" ? "" : text("MAIN_TABNAME_" + label + "_ID"));
-            EXPECT_EQ(opened_by_enter(), panel) << tool().picture();
-            if (panel == kUnsupported) {
-                EXPECT_TRUE(shows("┤ Warning ├") && shows(" Return ")) << tool().picture();
-            }
-        }
-    }
-}
+using MenuTest = ToolTest;
 
 TEST_F(MenuTest, TheCpuPanelHasListColoursOfItsOwn) {
     // COLORFGBG is what some terminals tell about themselves; it must not change a colour.
@@ -88,22 +26,13 @@ TEST_F(MenuTest, TheCpuPanelHasListColoursOfItsOwn) {
     EXPECT_EQ(colours_of(text("TITTLE_MAIN_ID")), std::pair(11, 4));
 }
 
-TEST_F(MenuTest, OnlyCloseAndHotKeysLeave) {
-    for (const std::string key : {"Ctrl-O", "Esc", "Enter"}) {
+TEST_F(MenuTest, CloseAndEscLeave) {
+    for (const std::string key : {"Esc", "Enter"}) {
         open_menu();
-        keys("Down*2 Tab S-Tab Ctrl-C Ctrl-L q");
-        EXPECT_EQ(highlighted(), text("MAIN_TABNAME_SYSLOG_ID"));
-        keys("Ctrl-A");  // the list's Home key
-        EXPECT_EQ(highlighted(), text("MAIN_TABNAME_GENERAL_ID"));
-        if (key == "Enter") keys("Tab");
+        keys("Tab");
         tool().send(key);
         EXPECT_EQ(tool().wait_exit(), 0);
         EXPECT_TRUE(tool().terminal_restored());
-    }
-    open_menu(kTwoCpus);
-    for (const char* to_f12 : {"Down F12", "Ctrl-O Tab F12"}) {  // wherever the focus is
-        keys(to_f12);
-        EXPECT_TRUE(shows("TOTAL")) << tool().picture();
     }
 }
 
@@ -174,6 +103,29 @@ TEST_F(MenuTest, EndsWithTheTerminalRestoredFromAnyDepth) {
     tool().send("Ctrl-C");
     EXPECT_EQ(tool().wait_exit(), 0);
     EXPECT_TRUE(tool().terminal_restored());
+}
+
+TEST_F(MenuTest, WhatNoPanelUsesWorksToo) {
+    options.command = {UNCALLED_PROGRAM};
+    for (const auto& [script, model] : {std::pair{"hwid.model=590", "1"},
+                                        {"hwid.model=606", "2"},
+                                        {"hwid.model=1", "0"},
+                                        {"GetHWIDFromProc=0", "-1"}}) {
+        open_menu(script);
+        for (const int rows : {1, 2, 3}) {  // 59, 60 and 120 characters
+            const auto message = tool().find("xxx");
+            ASSERT_TRUE(message && tool().find(" ok ")) << tool().picture();
+            EXPECT_EQ(tool().find(" ok ")->row - message->row, rows + 2) << tool().picture();
+            keys("Enter");
+        }
+        EXPECT_TRUE(shows("Which one of the two?")) << tool().picture();
+        keys("Tab Enter Enter");
+        keys("Tab Space Tab Space Tab Space");  // while the first box is off, Tab finds no other
+        keys("Tab Space Tab Space Ctrl-O");
+        EXPECT_TRUE(shows("model " + std::string(model) + " two one marks ***")) << tool().picture();
+        tool().send("Enter");
+        EXPECT_EQ(tool().wait_exit(), 0);
+    }
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
-#include <map>
 #include <sstream>
 #include <stdexcept>
 
@@ -18,36 +17,16 @@ constexpr const char* kOrdinaryServer = R"(reg SOFTWARE\QUD\ZELAgent CurrentVers
 reg SOFTWARE/QUD/ZELAgent/CPL=
 )";
 
-// Readers of the log look for a line under its module and function: a helper's name tells them nothing.
-const std::map<std::string, std::string, std::less<>> kTracing = {
-    {"main", " main raslib_init raslib_fini NewtStartUp EditParameter "},
-    {"common_ctl", " GetCurrentVersion GetRegValue ZEL_IS_BLADE CheckHwIdInfo "},
-    {"readstrfile", " GetEnvLang OpenStrFile CPFindDestStr CPGetText "},
-    {"msgwindow", " msgWindow msgWindowEx SelectFromButtons SelectFromButtonsEx "},
-    {"cpu", " CpuPanel CpuEnableMornitorFunc "},
-    {"storage", " StoragePanel ThresholdSubPanel ListFunc check_threshold threshold_changed "},
-    {"filesystem",
-     " FilePanel Func1 Func2 Test_Changed ConvertThreshold TestCurrentFSValue PercentToBytes "
-     "BytesToPercent KeepFSValue FreeMemofFSsize "},
-    {"lan", " LanPanel "},
-    {"mylex", " MylexPanel "},
-    {"syslog", " SyslogPanel GetIntervalValue SetIntervalValue "},
-    {"temp_ipmi",
-     " TemperaturePanel_IPMI GetTempValue InitTempData isnoterror comparisionok ListFunc ChkBoxCallFunc "},
-    {"voltage_ipmi",
-     " VoltagePanel GetVOLValue InitVOLData _isnoterror _comparisionok ListFunc CheckBoxCallFunc "},
-    {"general_ipmi", " GeneralPanel CheckBoxFunc1 ThreadChassisIdentify "},
-    {"shutdown_ipmi", " ShutdownPanel "},
-    {"wdt_ipmi", " WDTPanel CmpWDTChanged "},
-    {"moval_ipmi", " MOVALPanel_IPMI "},
-    {"blade", " BladePanel InitBladeInfo "}};
-
+/// Whether a trace line, LEVEL|MODULE|FUNCTION|TEXT, carries a name that traced_functions.txt has for its module.
 bool names_its_function(const std::string& line) {
+    static const std::string known = '\n' + ToolTest::contents(TRACED_FUNCTIONS);
     std::istringstream parts(line);
     std::string level, module, function;
     std::getline(std::getline(std::getline(parts, level, '|'), module, '|'), function, '|');
-    const auto known = kTracing.find(module);
-    return known == kTracing.end() || known->second.find(" " + function + " ") != std::string::npos;
+    const auto at = known.find('\n' + module + ": ");
+    return at == std::string::npos ||
+           (known.substr(at, known.find('\n', at + 1) - at) + ' ').find(' ' + function + ' ') !=
+               std::string::npos;
 }
 
 }  // namespace

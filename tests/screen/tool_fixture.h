@@ -14,6 +14,9 @@ namespace zeltest {
 using Lines = std::vector<std::string>;
 
 class ToolTest : public testing::Test {
+  public:
+    static std::string contents(const std::filesystem::path& file);
+
   protected:
     ToolTest();
     ~ToolTest() override;
@@ -47,7 +50,6 @@ class ToolTest : public testing::Test {
     /// A text of the catalogue in use, English unless told.
     std::string text(std::string_view identifier, const char* name = "E_ctlpanel.rc") const;
 
-    static std::string contents(const std::filesystem::path& file);
     const std::filesystem::path& folder() const { return folder_; }
 
     /// Takes the terminal away from a tool that still runs; fails unless every end was with status 0 and

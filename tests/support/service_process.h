@@ -6,6 +6,7 @@
 #include <poll.h>
 #include <time.h>
 
+#include <chrono>
 #include <csignal>
 
 #include "base/file_io.h"
@@ -41,7 +42,12 @@ class ServiceProcess {
         }
         return true;
     }
-    bool ready() { return says("is ready\n"); }
+    bool ready() {
+        const bool is_ready = says("is ready\n");
+        ready_since_ = std::chrono::steady_clock::now();
+        start_cost_ = cpu_seconds();
+        return is_ready;
+    }
 
     /// The exit status, or 128 + the signal that ended it.
     int finish(int signal = 0) {
@@ -49,21 +55,29 @@ class ServiceProcess {
         return finish_process(std::exchange(id_, -1));
     }
 
-    /// User and system time so far.
-    [[nodiscard]] double cpu_seconds() const {
-        clockid_t clock{};
-        timespec used{};
-        EXPECT_EQ(clock_getcpuclockid(id_, &clock) | clock_gettime(clock, &used), 0);
-        return static_cast<double>(used.tv_sec) + static_cast<double>(used.tv_nsec) / 1e9;
+    /// Since it was ready it has left the CPU to others.
+    [[nodiscard]] bool rests() const {
+        const std::chrono::duration<double> ran = std::chrono::steady_clock::now() - ready_since_;
+        return cpu_seconds() - start_cost_ < 0.1 + ran.count() / 10;
     }
 
     [[nodiscard]] pid_t id() const { return id_; }
     [[nodiscard]] const std::string& said() const { return said_; }
 
   private:
+    /// User and system time so far; 0 once it has ended.
+    [[nodiscard]] double cpu_seconds() const {
+        clockid_t clock{};
+        timespec used{};
+        if (clock_getcpuclockid(id_, &clock) == 0) clock_gettime(clock, &used);
+        return static_cast<double>(used.tv_sec) + static_cast<double>(used.tv_nsec) / 1e9;
+    }
+
     pid_t id_ = -1;
     base::UniqueFd output_;
     std::string said_;
+    std::chrono::steady_clock::time_point ready_since_;
+    double start_cost_ = 0;
 };
 
 }  // namespace zel::test

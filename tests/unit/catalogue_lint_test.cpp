@@ -21,33 +21,12 @@ namespace {
 constexpr size_t kAny = 1023;             // bytes that the look-up's buffer holds
 constexpr const char* kAsItStands = "-";  // shown without formatting: no percent sign at all
 
-/// What a text has to keep; the first rule whose pattern matches counts. Bytes and columns count with the
-/// longest arguments put in.
+/// A line of catalogue_rules.txt.
 struct Rule {
-    const char* identifiers;
-    size_t bytes;             ///< most bytes of UTF-8
-    int columns;              ///< most columns of the screen
-    std::string conversions;  ///< their letters in order, or kAsItStands
-};
-const std::vector<Rule> kRules{
-    {"MAIN_ROOTTEXT_ID", 87, 80, ""},  // goes through a formatter without arguments
-    {"MAIN_HELPLINE_ID", kAny, 78, kAsItStands},
-    {"FUNC_CALL_ERR", 99, 70, "s"},
-    {"MYLEXERR_INTERVAL_ID|SDERR_RANGE_ID|SYSLOG_SETTING_ERR_ID", 79, 70, "dd"},
-    {"WDTERR_.*|LANERR_.*|(FILE|STOR)ERR_INTERVAL_ID|TEMPERR_THRESHOLD_ID", 159, 70, "dd"},
-    {"STOGSUB_.*ERR_ID", 31, 31, kAsItStands},
-    {"MOVALERR_.*", 99, 70, kAsItStands},
-    {".*ERR_.*|INPUT_NULL_ID|COMPARISION_ID|EXCESS_.*|IPMISENSOR_.*", kAny, 70, kAsItStands},
-    {"TITTLE_.*|MOVALWARN_REBOOT_ID", 99, 40, kAsItStands},
-    {"STOGSUB_THRESHOLD1_ID", kAny, 11, kAsItStands},  // follows a device's name of up to 29 columns
-    {"CPU_(REPORT|RESET)_ID", 12, 12, kAsItStands},    // their bytes set the width of the entries
-    {"BUTTON_.*|MYLEX_THRESHOLD_ID|STOG_(RESET|DEFAULT)_ID", kAny, 12, kAsItStands},
-    {"CPU_CPUCYCLE.*", 15, 15, kAsItStands},
-    {"SHUTDOWN_.*ACTION.*", kAny, 22, kAsItStands},
-    {"MOVAL_REBOOTNOW_ID|.*_(ENABLECP|ENABLEBY|DISABLE|PERMIT|HANG|FORBID|CHECK.)_ID|[^C].*_ENABLE_ID", kAny,
-     60, kAsItStands},
-    {"LAN_.*", kAny, 40, kAsItStands},
-    {".*", kAny, 30, kAsItStands}  // rows of the menu and labels
+    size_t bytes = 0;
+    int columns = 0;
+    std::string conversions;
+    std::regex identifiers;
 };
 
 // Blanks at an edge keep a text off what stands beside it; nowhere else are they meant.
@@ -80,6 +59,19 @@ std::map<std::string, std::string> load(const std::string& name) {
     return texts;
 }
 
+std::vector<Rule> rules() {
+    std::ifstream lines(CATALOGUE_RULES);
+    std::vector<Rule> all;
+    for (std::string line, pattern; std::getline(lines, line);) {
+        if (line.starts_with('#')) continue;
+        Rule& rule = all.emplace_back();
+        std::istringstream(line) >> rule.bytes >> rule.columns >> rule.conversions >> pattern;
+        if (rule.conversions == "none") rule.conversions.clear();
+        rule.identifiers = pattern;
+    }
+    return all;
+}
+
 /// Puts in the longest arguments that the panels pass, and notes their letters; '?' for an unknown one.
 std::string format(const std::string& text, std::string& conversions) {
     std::string result;
@@ -102,12 +94,12 @@ int columns(const std::string& text) {
 
 TEST(CatalogueLint, TextsKeepTheirLimitsAndConversions) {
     ASSERT_NE(std::setlocale(LC_CTYPE, "C.UTF-8"), nullptr);
+    const std::vector<Rule> all = rules();
     for (const char* name : {"E_ctlpanel.rc", "J_ctlpanel.rc"}) {
         for (const auto& [identifier, text] : load(name)) {
             SCOPED_TRACE(testing::Message() << name << ": " << identifier << " = " << text);
-            const Rule& rule = *std::ranges::find_if(kRules, [&id = identifier](const Rule& each) {
-                return std::regex_match(id, std::regex(each.identifiers));
-            });
+            const Rule& rule = *std::ranges::find_if(
+                all, [&id = identifier](const Rule& each) { return std::regex_match(id, each.identifiers); });
             const bool plain = rule.conversions == kAsItStands;
             std::string conversions;
             const std::string shown = plain ? text : format(text, conversions);

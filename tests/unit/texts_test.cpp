@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include <agntconf/columns.h>
+#include <agntconf/readstrfile.h>
 #include <gtest/gtest.h>
 
 #include <clocale>
@@ -7,8 +9,6 @@
 #include <new>
 #include <random>
 
-#include "../../src/common/columns.h"
-#include "../../src/common/readstrfile.h"
 #include "../../src/common/terminal.h"
 #include "chars/plain.h"
 

@@ -2,10 +2,10 @@
 // The message boxes of panels, all with the button " ok ".
 #pragma once
 
+#include <agntconf/readstrfile.h>
+
 #include <string>
 #include <string_view>
-
-#include "readstrfile.h"
 
 namespace zel {
 

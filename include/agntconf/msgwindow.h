@@ -2,9 +2,9 @@
 // The small modal dialogs that every panel uses. They look no texts up: callers pass finished ones.
 #pragma once
 
-#include <cstdint>
+#include <agntconf/newtlib.h>
 
-#include "newtlib.h"
+#include <cstdint>
 
 namespace zel {
 

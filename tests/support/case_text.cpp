@@ -1,22 +1,22 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What the runner of cases does with texts.
-#pragma once
+#include "case_text.h"
+
 #include <algorithm>
 #include <regex>
-#include <string>
-#include <vector>
 
 namespace zeltest {
+namespace {
 
-inline const std::string kBlanks = " ";
+const std::string kBlanks = " ";
 
-inline std::string trimmed(std::string text) {
+}  // namespace
+
+std::string trimmed(std::string text) {
     text.erase(text.find_last_not_of(kBlanks) + 1);
     return text.erase(0, std::min(text.find_first_not_of(kBlanks), text.size()));
 }
 
-/// The parts between the marks, without blanks around them.
-inline std::vector<std::string> split(const std::string& text, const std::string& mark) {
+std::vector<std::string> split(const std::string& text, const std::string& mark) {
     std::vector<std::string> all;
     const std::size_t step = std::max<std::size_t>(mark.size() - 1, 1);  // the blank may belong to two marks
     for (std::size_t from = 0, end = 0; from <= text.size(); from = end + step) {
@@ -26,22 +26,37 @@ inline std::vector<std::string> split(const std::string& text, const std::string
     return all;
 }
 
-inline std::string joined(const std::string& left, const std::string& right, const char* between = " ") {
+std::string joined(const std::string& left, const std::string& right, const char* between) {
     return left + (left.empty() || right.empty() ? "" : between) + right;
 }
 
-/// Every match of the pattern replaced by what `with` makes of it.
-template <class With>
-void replace(std::string& text, const char* pattern, With with) {
+void replace(std::string& text, const char* pattern, const std::function<std::string(std::string)>& with) {
     std::string result;
     std::smatch match;
     for (const std::regex regex(pattern); std::regex_search(text, match, regex); text = match.suffix())
-        result += match.prefix().str() + with(match);
+        result += match.prefix().str() + with(match.str());
     text = result + text;
 }
 
-/// Whether they are the same, "..." in front or behind standing for anything.
-inline bool fits(std::string expected, const std::string& actual) {
+std::string plain(std::string picture) {
+    replace(picture, "(│|[_\n ])+", [](auto) { return kBlanks; });
+    return picture;
+}
+
+void expand(std::string& text) {
+    replace(text, R"(\{[^{}*]+\*\d+\})", [](const std::string& repeated) {
+        const auto star = repeated.find('*');
+        std::string all;
+        for (int left = std::stoi(repeated.substr(star + 1)); left > 0; --left)
+            all += repeated.substr(1, star - 1);
+        return all;
+    });
+    replace(text, R"(\\x[0-9a-f]{2})", [](const std::string& byte) {
+        return std::string(1, static_cast<char>(std::stoi(byte.substr(2), nullptr, 16)));
+    });
+}
+
+bool fits(std::string expected, const std::string& actual) {
     const bool more_before = expected.starts_with("...");
     if (more_before) expected = trimmed(expected.substr(3));
     const bool more_behind = expected.ends_with("...");

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // newt and S-Lang, bound at run time through tables of entry points. A server without them gets a clear
-// end of the program instead of a loader error, and tests put recording doubles into the same tables.
+// end of the program instead of a loader error.
 #pragma once
 
 #define ENABLE_SLFUTURE_CONST 1  // slang.h: colour names are const char*
@@ -17,7 +17,8 @@ namespace zel {
     X(newtSuspend) X(newtResume) X(newtGetScreenSize) X(newtRedrawHelpLine)                             \
     X(newtPushHelpLine) X(newtPopHelpLine) X(newtDrawRootText)                                          \
     X(newtForm) X(newtFormAddComponent) X(newtFormAddHotKey) X(newtFormRun) X(newtFormDestroy)          \
-    X(newtCreateGrid) X(newtGridSetField) X(newtGridWrappedWindow) X(newtGridFree) X(newtPopWindow) X(newtPopWindowNoRefresh)     \
+    X(newtCreateGrid) X(newtGridSetField) X(newtGridWrappedWindow) X(newtGridFree)                      \
+    X(newtPopWindow) X(newtPopWindowNoRefresh)                                                          \
     X(newtButton) X(newtCompactButton) X(newtLabel) X(newtTextbox) X(newtTextboxSetText)                \
     X(newtEntry) X(newtEntrySet) X(newtEntryGetValue) X(newtEntrySetFilter) X(newtEntrySetFlags)        \
     X(newtCheckbox) X(newtCheckboxSetValue) X(newtCheckboxSetFlags)                                     \
@@ -27,7 +28,7 @@ namespace zel {
 
 #define ZEL_SLANG_ENTRY_POINTS(X)                                                                       \
     X(SLtt_initialize) X(SLtt_set_color) X(SLtt_get_color_object) X(SLtt_set_color_object)              \
-    X(SLtt_tgetstr) X(SLtt_Screen_Rows) X(SLtt_Screen_Cols) X(SLang_Exit_Error_Hook)                                    \
+    X(SLtt_tgetstr) X(SLtt_Screen_Rows) X(SLtt_Screen_Cols) X(SLang_Exit_Error_Hook)                    \
     X(SLsmg_reinit_smg) X(SLsmg_gotorc) X(SLsmg_read_raw) X(SLsmg_write_raw)
 // clang-format on
 

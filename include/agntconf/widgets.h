@@ -2,10 +2,10 @@
 // Widget callbacks that panels share, and the small reads and writes of widgets.
 #pragma once
 
+#include <agntconf/newtlib.h>
+
 #include <cstdint>
 #include <string>
-
-#include "newtlib.h"
 
 namespace zel {
 

@@ -3,6 +3,8 @@
 // Panels hold their layout as tables and their rules as code; everything that is newt's business is here.
 #pragma once
 
+#include <agntconf/newtlib.h>
+
 #include <cstdint>
 #include <functional>
 #include <initializer_list>
@@ -10,8 +12,6 @@
 #include <string>
 #include <variant>
 #include <vector>
-
-#include "newtlib.h"
 
 namespace zel {
 
@@ -23,12 +23,16 @@ struct Padding {
     int bottom = 0;
 };
 
+/// Where a component stands in its cell.
+inline constexpr int kLeft = NEWT_ANCHOR_LEFT;
+inline constexpr int kTop = NEWT_ANCHOR_TOP;
+
 /// One cell of a grid: a component, or a grid made before.
 struct Cell {
     int column;
     int row;
     std::variant<newtComponent, newtGrid> content;
-    int anchor = NEWT_ANCHOR_LEFT;
+    int anchor = kLeft;
     Padding padding = {};
 };
 

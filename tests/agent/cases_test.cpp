@@ -1,0 +1,272 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The agent's calls on a machine made up of files, a case a file of cases/. Steps beside those of support/steps.h:
+//
+//   folder NAME              in the agent's directory
+//   pipe NAME                stands for a device, which would act by being opened
+//   unopened                 nobody opened any of them
+//   disk NAME FIELD=TEXT ... a disk of the machine: below (the folder of its device), size, wwid, hidden
+//   mounts                   the indented lines: ID PARENT'S-ID MAJOR:MINOR FOLDER PATH TYPE
+//   filesystems              interval; then path, mode, a percentage and spaces of each; or "failed"
+//   listed                   their paths
+//   save SECONDS PATH=MODE ...  file systems with valid thresholds, in percent (3), space (4) or off (2)
+//   storage                  interval; then name, fatal/warning and state of each kind of error of each device
+//   set INTERVAL COUNT       the caller's table, as storage read it
+//   set ROW KIND FATAL WARNING STATE
+//   store, default ROW       saves that table; a row as by default
+//   communities              the names that the SNMP daemon takes
+//   shutdown, watchdog NUMBER ...  saves such a record
+//   hang                     both records
+//   cpus                     how many CPUs
+//   judge NUMBER ...         what TestInputCpuParameter finds in a row of a CPU
+//   actions                  the codes of actions, each made again of what it stands for
+//   boot MODE                the maintenance boot mode, as MOVALSetMode takes it
+//   mode                     what GetUtlBootMode says
+//   ask REQUEST              the service's answer
+//   reload                   the service is told to read its settings again
+#include <sys/inotify.h>
+#include <sys/stat.h>
+#include <sys/statfs.h>
+
+#include <csignal>
+
+#include "client/service_client.h"
+#include "made_up_machine.h"
+#include "steps.h"
+#include "zel/access_control.h"
+#include "zel/tracelog.h"
+
+namespace {
+
+using namespace zel::test;
+using Text = const std::string&;
+using Numbers = std::vector<std::int64_t>;
+
+std::string outcome(bool done) {
+    return done ? "ok" : "failed";
+}
+
+Numbers numbers(Text text) {
+    std::istringstream each(text);
+    Numbers all;
+    for (std::string word; each >> word;)
+        all.push_back(std::stol(word, nullptr, 0));
+    return all;
+}
+
+void add_line(std::string& lines, Text line) {
+    lines += (lines.empty() ? "" : "\n") + line;
+}
+
+std::string communities() {
+    auto* head = static_cast<CommunityNode*>(calloc(1, sizeof(CommunityNode)));
+    int left = GetCommunityNamefromConf(head);
+    std::string names = left == 0 ? "none" : "";
+    for (const auto* node = head; node && left > 0; node = node->next, --left)
+        add_line(names, node->name);
+    EXPECT_EQ(left, 0);
+    EXPECT_EQ(FreeCommnityStruct(&head), 1);
+    return names;
+}
+
+std::string filesystems() {
+    auto* head = static_cast<FsThresholdRecord*>(calloc(1, sizeof(FsThresholdRecord)));
+    int cycle = -1;
+    if (File_ReadThresholdFromFile(head, &cycle) != 1) return "failed";
+    std::string text = std::to_string(cycle) + " s";
+    for (const auto* r = head; r != nullptr; r = r->next)
+        add_line(text, std::string(r->path) + ' ' + "??o%s"[r->mode] + ' ' +
+                           std::to_string(r->fatalReportPercent) + ' ' + std::to_string(r->fatalReportSpace) +
+                           ' ' + std::to_string(r->warningResetSpace));
+    EXPECT_EQ(FreeMemofStruct(&head), 1);
+    return text;
+}
+
+std::string save_filesystems(Text what) {
+    std::istringstream each(what);
+    int cycle = 0;
+    each >> cycle;
+    std::vector<FsThresholdRecord> records;
+    for (std::string word; each >> word;) {
+        const auto [path, mode] = split_at(word, "=");
+        records.push_back(record(path, std::stoi(mode)));
+    }
+    return outcome(save(records, cycle) != FS_WRITE_FAILED);
+}
+
+std::string hang() {
+    ShutdownRecord down{};
+    WdtRecord dog{};
+    EXPECT_TRUE(GetAllofShutDown(&down) && GetAllofWDT(&dog));
+    std::ostringstream text;
+    text << down.dwHangEnable << ' ' << down.dwTimeout << ' ' << down.dwTimeoutAct << ", " << dog.qwHangEnable
+         << ' ' << dog.qwInterval << ' ' << dog.qwTimeout << ' ' << dog.qwTimeoutAct << ' ' << dog.library;
+    return text.str();
+}
+
+std::string set_shutdown(Text what) {
+    const Numbers n = numbers(what);
+    const auto word = [&](std::size_t i) { return static_cast<std::uint32_t>(n.at(i)); };
+    ShutdownRecord down{word(0), word(1), word(2), {}};
+    return outcome(SetAllofShutDown(&down) == 0);
+}
+
+std::string set_watchdog(Text what) {
+    const Numbers n = numbers(what);
+    const auto word = [&](std::size_t i) { return static_cast<std::uint64_t>(n.at(i)); };
+    WdtRecord dog{word(0), word(1), word(2), word(3), 77};
+    return outcome(SetAllofWDT(&dog) == 0);
+}
+
+std::string cpus() {
+    CpuSettingsRecord settings{};
+    EXPECT_EQ(GetCpuDataFromRegistry(&settings), 0);
+    const int count = settings.cpuCount;
+    CpuThresholdRow row{};
+    EXPECT_EQ(GetCpuThreshold(count, &row) + GetCpuThreshold(count + 1, &row), 1);
+    EXPECT_EQ(PutCpuThreshold(count, &row), 1);
+    return std::to_string(count);
+}
+
+std::string judge(Text what) {
+    CpuThresholdRow row{};
+    std::ranges::copy(numbers(what), &row.enable);
+    std::ostringstream faults;
+    faults << std::hex << TestInputCpuParameter(&row);
+    return faults.str();
+}
+
+std::string actions() {
+    std::string made;
+    for (std::uint64_t code = 0; code < 256; ++code) {
+        int when = -1, after = -1;
+        if (GetTimeoutAct(&when, &after, code) == 0) continue;
+        std::uint64_t again = ~std::uint64_t{0};
+        EXPECT_NE(SetTimeoutAct(when, after, &again), 0);
+        EXPECT_EQ(again, 0xFFFFFFFF00000000U | code);
+        made += ' ' + std::to_string(code);
+    }
+    return made.substr(1);
+}
+
+/// A caller's tables of storage devices.
+class Tables {
+  public:
+    std::string read() {
+        EXPECT_EQ(ReadThresholdFromFile(&interval_, &count_, names_.get(), values_.get()), count_);
+        std::string text = std::to_string(interval_) + " s";
+        for (int row = 0; row < count_; ++row) {
+            std::string line = names_[row];
+            for (const auto& item : values_[row])
+                line +=
+                    ' ' + std::to_string(item.fatal) + '/' + std::to_string(item.warning) + "?+-"[item.state];
+            add_line(text, line);
+        }
+        return text;
+    }
+    std::string set(Text what) {
+        const Numbers n = numbers(what);
+        const auto word = [&](std::size_t i) { return static_cast<int>(n.at(i)); };
+        if (n.size() > 2)
+            values_[n[0]][n[1]] = {word(2), word(3), word(4)};
+        else
+            interval_ = word(0), count_ = word(1);
+        return "ok";
+    }
+    std::string store() {
+        return outcome(WriteThreshold(interval_, count_, names_.get(), values_.get()) !=
+                       STORAGE_WRITE_FAILED);
+    }
+    std::string set_default(Text row) {
+        return outcome(SetDefaultStorageService(interval_, count_, names_.get(), values_.get(),
+                                                std::stoi(row)) != STORAGE_WRITE_FAILED);
+    }
+
+  private:
+    std::unique_ptr<char[][30]> names_{new char[STORAGE_DEVICES_MAX][30]{}};
+    std::unique_ptr<StorageThresholdItem[][4]> values_{new StorageThresholdItem[STORAGE_DEVICES_MAX][4]{}};
+    int interval_ = -1;
+    int count_ = -1;
+};
+
+void add_disk(Text what) {
+    const auto fields_at = what.find('=') < what.size() ? what.rfind(' ', what.find('=')) : what.size();
+    const std::string name = what.substr(0, fields_at);
+    std::istringstream words(what.substr(name.size()));
+    std::map<std::string, std::string> fields = {
+        {"below", "pci0/block"}, {"size", "8"}, {"wwid", ""}, {"hidden", "0"}};
+    for (std::string word; words >> word;) {
+        const auto [field, value] = split_at(word, "=");
+        fields.at(field) = value;
+    }
+    const std::string device = "devices/" + fields.at("below") + '/' + name;
+    fs::create_directories(home("sys/" + device + "/device"));
+    const std::string wwid = name.starts_with("nvme") ? "/wwid" : "/device/wwid";
+    for (const auto& [attribute, field] :
+         {std::pair<std::string, const char*>{"/size", "size"}, {"/hidden", "hidden"}, {wwid, "wwid"}})
+        write_text(home("sys/" + device + attribute), fields.at(field) + '\n');
+    fs::create_symlink("../" + device, home("sys/block/" + name));
+}
+
+class AgentCases : public Steps {
+  protected:
+    AgentCases() {
+        make_machine();
+        EXPECT_EQ(TraceLogInit(0, "cases", 0, 5, 0), 0);
+        struct statfs info {};
+        EXPECT_EQ(statfs("/", &info), 0);
+        const auto percent = ((info.f_blocks * static_cast<std::uint64_t>(info.f_bsize)) >> 20U) / 100;
+        names_["$five"] = std::to_string(5 * percent);
+        names_["$twenty"] = std::to_string(20 * percent);
+        names_["$running"] = std::to_string(sysconf(_SC_NPROCESSORS_ONLN));
+        steps_["pipe"] = [this](Text name, Text) {
+            fs::remove(home(name));
+            EXPECT_EQ(mkfifo(home(name).c_str(), 0600), 0);
+            EXPECT_GE(inotify_add_watch(watch_.get(), home(name).c_str(), IN_OPEN), 0);
+        };
+        steps_["unopened"] = [this](Text, Text) {
+            char event[512];
+            EXPECT_EQ(::read(watch_.get(), event, sizeof event), -1);
+        };
+        steps_["folder"] = [](Text name, Text) { fs::create_directories(home(name)); };
+        steps_["disk"] = [](Text what, Text) { add_disk(what); };
+        steps_["mounts"] = [](Text, Text lines) { mount(lines); };
+        steps_["reload"] = [this](Text, Text) { kill(service_->id(), SIGHUP); };
+        for (const auto& [name, call] : std::initializer_list<std::pair<const char*, Call>>{
+                 {"filesystems", [](Text) { return filesystems(); }},
+                 {"listed", [](Text) { return listed(); }},
+                 {"save", save_filesystems},
+                 {"storage", [this](Text) { return tables_.read(); }},
+                 {"set", [this](Text what) { return tables_.set(what); }},
+                 {"store", [this](Text) { return tables_.store(); }},
+                 {"default", [this](Text row) { return tables_.set_default(row); }},
+                 {"communities", [](Text) { return communities(); }},
+                 {"hang", [](Text) { return hang(); }},
+                 {"shutdown", set_shutdown},
+                 {"watchdog", set_watchdog},
+                 {"cpus", [](Text) { return cpus(); }},
+                 {"judge", judge},
+                 {"actions", [](Text) { return actions(); }},
+                 {"boot", [](Text mode) { return outcome(MOVALSetMode(std::stoi(mode), 1) == 0); }},
+                 {"mode",
+                  [](Text) {
+                      int mode = 0;
+                      return outcome(GetUtlBootMode(&mode) != 0);
+                  }},
+                 {"ask", [](Text request) {
+                      using std::chrono::steady_clock, std::chrono::seconds;
+                      return zel::client::request(request, steady_clock::now() + seconds(20)).text;
+                  }}})
+            add_call(name, call);
+    }
+
+  private:
+    Tables tables_;
+    zel::base::UniqueFd watch_{inotify_init1(IN_NONBLOCK | IN_CLOEXEC)};
+};
+
+TEST_P(AgentCases, Hold) {
+    walk();
+}
+INSTANTIATE_TEST_SUITE_P(, AgentCases, testing::ValuesIn(files_of(CASES)), stem_of);
+
+}  // namespace

@@ -14,14 +14,14 @@ int main() {
     agent.stop_service();  // the write alone, without the time in which the service takes it up
     const auto names = std::make_unique<char[][STORAGE_NAME_SIZE]>(STORAGE_DEVICES_MAX);
     const auto values = std::make_unique<StorageThresholdItem[][STORAGE_ERROR_KINDS]>(STORAGE_DEVICES_MAX);
-    for (int i = 0; i < STORAGE_DEVICES_MAX; ++i)
-        std::snprintf(names[i], STORAGE_NAME_SIZE, "disk%04d", i);
+    for (std::size_t i = 0; i < STORAGE_DEVICES_MAX; ++i)
+        std::snprintf(names[i], STORAGE_NAME_SIZE, "disk%04zu", i);
     bench::Samples ours;
     bench::Samples theirs;
     const std::string file = (agent.folder() / "state" / "storage.conf").string();
     for (int i = 0; i < 21; ++i) {
         // All values change: neither an unchanged file nor an unchanged value would be written.
-        for (int device = 0; device < STORAGE_DEVICES_MAX; ++device)
+        for (std::size_t device = 0; device < STORAGE_DEVICES_MAX; ++device)
             for (StorageThresholdItem& item : values[device])
                 item = {.fatal = 200 + i, .warning = 50 + i, .state = 1};
         ours.push_back(

@@ -64,7 +64,7 @@ bool read(Voltages& table) {
 
 /// Whether every row has the values of the sensor of its name. True for no other number of rows than `count`.
 bool is_right(const auto& table, const std::vector<Sensor>& sensors, std::ptrdiff_t count) {
-    for (int i = 0; i < table.count; ++i) {
+    for (std::size_t i = 0; i < static_cast<std::size_t>(table.count); ++i) {
         const auto sensor = std::ranges::find(sensors, std::string(table.locations[i].name), &Sensor::name);
         if (sensor == sensors.end()) return false;
         const bool none = sensor->access == Access::none;

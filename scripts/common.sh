@@ -1,5 +1,5 @@
 # SPDX-License-Identifier: GPL-3.0-or-later
-# shellcheck shell=bash
+# shellcheck shell=bash disable=SC2034  # the lists are for those that source it
 # What the scripts share: where the project is, its packages, its builds. Sourced, not run.
 set -euo pipefail
 
@@ -13,10 +13,11 @@ test_packages=(libgtest-dev libgmock-dev libvterm-dev "${simulator_packages[@]}"
 bench_packages=(libvterm-dev whiptail ipmitool freeipmi-tools "${simulator_packages[@]}")
 drawing_packages=(gnuplot-nox)
 fuzz_packages=(clang libclang-rt-dev llvm)
-lint_packages=(clang-format clang-tidy cppcheck)
+text_packages=(clang-format shellcheck man-db mandoc)
+lint_packages=(clang clang-tidy cppcheck)
 inband_packages=(qemu-system-x86 busybox-static cpio)
 package_packages=(build-essential debhelper)
-package_check_packages=(lintian man-db mandoc systemd-container tmux "${simulator_packages[@]}")
+package_check_packages=(lintian man-db systemd-container tmux)
 screenshot_packages=(tmux python3)
 
 as_root() {

@@ -63,6 +63,8 @@ struct Field {
     Value value;
     Word Holder::*member;
 };
+template <class Holder, class Word>
+Field(Value, Word Holder::*) -> Field<Holder, Word>;  // Clang 14 deduces nothing for aggregates by itself
 
 /// The settings of a record, and the key of the registry under which they are kept.
 template <class Holder, class Word, std::size_t count>
@@ -72,5 +74,7 @@ struct Table {
     const char* words;  ///< What the words of its settings begin with on command lines.
     std::array<Field<Holder, Word>, count> fields;
 };
+template <class Holder, class Word, std::size_t count>
+Table(const char*, std::array<Field<Holder, Word>, count>) -> Table<Holder, Word, count>;
 
 }  // namespace zel::settings

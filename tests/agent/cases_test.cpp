@@ -30,6 +30,7 @@
 #include <sys/stat.h>
 #include <sys/statfs.h>
 
+#include <algorithm>
 #include <csignal>
 #include <thread>
 
@@ -180,7 +181,7 @@ class Tables {
     std::string read() {
         EXPECT_EQ(ReadThresholdFromFile(&interval_, &count_, names_.get(), values_.get()), count_);
         std::string text = std::to_string(interval_) + " s";
-        for (int row = 0; row < count_; ++row) {
+        for (std::size_t row = 0; row < static_cast<std::size_t>(std::max(count_, 0)); ++row) {
             std::string line = names_[row];
             for (const auto& item : values_[row])
                 line +=
@@ -193,7 +194,7 @@ class Tables {
         const Numbers n = numbers(what);
         const auto word = [&](std::size_t i) { return static_cast<int>(n.at(i)); };
         if (n.size() > 2)
-            values_[n[0]][n[1]] = {word(2), word(3), word(4)};
+            values_[static_cast<std::size_t>(n[0])][n[1]] = {word(2), word(3), word(4)};
         else
             interval_ = word(0), count_ = word(1);
         return "ok";

@@ -111,7 +111,9 @@ class ControllerCases : public Steps {
         add_call("read", [this](Text) { return outcome(panel_.read()); });
         add_call("save", [this](Text) { return outcome(panel_.write()); });
         add_call("count", [this](Text) { return std::to_string(panel_.count); });
-        add_call("last", [this](Text) { return std::string(panel_.locations.at(panel_.count - 1).name); });
+        add_call("last", [this](Text) {
+            return std::string(panel_.locations.at(static_cast<std::size_t>(panel_.count) - 1).name);
+        });
         add_call("row", [this](Text name) { return text_of(*panel_.row(name)); });
         add_call("change", [this](Text what) {
             const auto [name, changes] = split_at(what, ": ");
@@ -159,8 +161,9 @@ class ControllerCases : public Steps {
         simulator_->rules("answer 0a 23 * ff\n");  // nothing but what was kept
         EXPECT_EQ(Temperatures{}.find(), whole);
         if (!whole) return "failed";
-        return std::to_string(std::ranges::count_if(std::span(panel_.data).first(panel_.count),
-                                                    [](auto& row) { return row.lHighFatal == 80; }));
+        return std::to_string(
+            std::ranges::count_if(std::span(panel_.data).first(static_cast<std::size_t>(panel_.count)),
+                                  [](auto& row) { return row.lHighFatal == 80; }));
     }
 
     void interrupt(Text what) {

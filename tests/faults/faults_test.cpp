@@ -75,7 +75,7 @@ bool write_sensors(int version) {
 
 constexpr ShutdownRecord kShutdown[]{{1, 600, 0, {}}, {1, 601, 0, {}}};
 constexpr WdtRecord kWatchdog[]{{1, 40, 100, 1, 0}, {1, 41, 100, 1, 0}};
-constexpr auto kShare = std::array{DisableSharedSensor, EnableSharedSensor};
+constexpr decltype(&EnableSharedSensor) kShare[]{DisableSharedSensor, EnableSharedSensor};
 
 /// One call. Its settings come in two versions, 0 and 1.
 struct Call {

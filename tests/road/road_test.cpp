@@ -37,7 +37,7 @@ class Road : public Steps {
                                                                                  {"press", &Road::press},
                                                                                  {"shows", &Road::shows},
                                                                                  {"told", &Road::told}})
-            steps_[name] = [this, step](Text line, Text /*below*/) { (this->*step)(line); };
+            steps_[name] = [this, step = step](Text line, Text /*below*/) { (this->*step)(line); };
     }
 
     /// Ends everything, and looks how it went.

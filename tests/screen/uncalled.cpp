@@ -17,7 +17,7 @@ int main() {
     zel::ZEL_RcFileBuf = catalogue.data();
     if (zel::initnewtlib() != 0 || zel::initslanglib() != 0) return 1;
     zel::NewtStartUp();
-    for (const std::size_t length : {59, 60, 120})
+    for (const std::size_t length : {59U, 60U, 120U})
         zel::msgWindowEx("Long", " ok ", std::string(length, 'x').c_str());
     std::string results = "model " + std::to_string(zel::CheckHwIdInfo(4));
     for (const char* question : {"Which one of the two?", static_cast<const char*>(nullptr)}) {

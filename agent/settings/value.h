@@ -75,6 +75,6 @@ struct Table {
     std::array<Field<Holder, Word>, count> fields;
 };
 template <class Holder, class Word, std::size_t count>
-Table(const char*, std::array<Field<Holder, Word>, count>) -> Table<Holder, Word, count>;
+Table(const char*, const char*, std::array<Field<Holder, Word>, count>) -> Table<Holder, Word, count>;
 
 }  // namespace zel::settings

@@ -22,6 +22,9 @@ using What = watch::Transition::Kind;
 
 constexpr std::array kWhatNames{"level", "unreadable", "readable", "gone", "unsteady", "steady"};
 constexpr std::size_t kLongestLine = 16'384;
+// As struct tm counts them: what the clock's type can hold, and some more.
+constexpr int kFirstYear = 70;
+constexpr int kLastYear = 300;
 
 std::string amount(std::int64_t value, const std::string& unit) {
     return std::to_string(value) + (unit == "percent" ? " %" : unit.empty() ? "" : ' ' + unit);
@@ -166,7 +169,7 @@ std::optional<std::chrono::system_clock::time_point> time_of(const std::string& 
     char zone = 0;
     char end = 0;
     if (!rest || std::sscanf(rest, ".%3d%c%c", &milliseconds, &zone, &end) != 2 || zone != 'Z' ||
-        milliseconds < 0)
+        milliseconds < 0 || parts.tm_year < kFirstYear || parts.tm_year > kLastYear)
         return std::nullopt;
     return std::chrono::system_clock::from_time_t(::timegm(&parts)) + std::chrono::milliseconds(milliseconds);
 }

@@ -262,7 +262,7 @@ class AgentCases : public Steps {
                 add_load(percent);
         };
         steps_["killed"] = [this](Text, Text) {
-            kill(service_->id(), SIGKILL);
+            service_->finish(SIGKILL);
             service_.reset();
             ASSERT_TRUE(service_.emplace().ready());
         };

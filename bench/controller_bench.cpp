@@ -191,11 +191,10 @@ void measure_changing(const AgentService& agent) {
 // ---- the tool's panels
 
 /// Starts the tool and moves to a row of its menu.
-std::unique_ptr<VtApp> menu_at(const AgentService& agent, int row) {
+std::unique_ptr<VtApp> menu_at(const AgentService& agent, const char* row) {
     auto app = std::make_unique<VtApp>(agent.tool());
     if (!app->settle()) throw std::runtime_error("no menu:\n" + app->picture());
-    for (; row > 0; --row)
-        app->keys("Down");
+    choose_row(*app, row);
     return app;
 }
 
@@ -205,7 +204,7 @@ void measure_panel(const AgentService& agent) {
     Samples ms;
     Samples allowed;
     for (int round = 0; round < 6; ++round) {
-        const auto app = menu_at(agent, 7);
+        const auto app = menu_at(agent, "Temperature Sensors");
         controller.requests();
         const double took = bench::milliseconds([&] { app->keys("Enter"); });
         const auto requests = static_cast<double>(controller.all_requests().size());
@@ -235,7 +234,7 @@ double until_asked(VtApp& app, const char* key, Controller& controller, const st
 
 void measure_identify(const AgentService& agent) {
     Controller controller(agent, zel::simulator::many_sensors(8, 0));
-    const auto app = menu_at(agent, 0);
+    const auto app = menu_at(agent, "General");
     app->keys("Enter Tab*3");
     Samples begin;
     Samples end;

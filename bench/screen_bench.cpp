@@ -46,15 +46,14 @@ VtOptions whiptail() {
 }
 
 /// Opens the panel of a menu row and gives the time from the key to the settled screen.
-double open_panel_ms(const VtOptions& options, int row) {
+double open_panel_ms(const VtOptions& options, const char* row) {
     VtApp app(options);
     (void)app.settle();
-    for (int i = 0; i < row; ++i)
-        app.keys("Down");
+    choose_row(app, row);
     return bench::milliseconds([&] { app.keys("Enter"); });
 }
 
-Samples panel_samples(const VtOptions& options, int row) {
+Samples panel_samples(const VtOptions& options, const char* row) {
     Samples samples;
     for (int i = 0; i < 7; ++i)
         samples.push_back(open_panel_ms(options, row));
@@ -89,8 +88,8 @@ void make_mounts(const bench::AgentService& agent, int mounts) {
 }
 
 /// How a panel's opening grows with what it lists.
-void measure_growth(const std::string& panel, int row, const char* each, std::initializer_list<int> numbers,
-                    void (*make)(const bench::AgentService&, int)) {
+void measure_growth(const std::string& panel, const char* row, const char* each,
+                    std::initializer_list<int> numbers, void (*make)(const bench::AgentService&, int)) {
     const bench::AgentService agent;
     Samples empty;
     for (const int number : numbers) {
@@ -112,10 +111,16 @@ void measure_growth(const std::string& panel, int row, const char* each, std::in
 /// Every panel of a server without controller, beside the least that can be opened: a window with one button.
 void measure_panels() {
     const bench::AgentService agent;
-    constexpr const char* kNames[] = {"general", "CPU",  "event log", "storage", "file-system",
-                                      "LAN",     "RAID", "watchdog",  "shutdown"};
-    for (int row = 0; row < 9; ++row)
-        bench::print_value(std::string(kNames[row]) + " panel: open", panel_samples(agent.tool(), row), "ms");
+    for (const auto& [name, row] : {std::pair{"general", "General"},
+                                    {"CPU", "CPU Load"},
+                                    {"event log", "Event Log"},
+                                    {"storage", "Storage Devices"},
+                                    {"file-system", "File Systems"},
+                                    {"LAN", "LAN"},
+                                    {"RAID", "RAID Controller (Mylex)"},
+                                    {"watchdog", "Watchdog Timer"},
+                                    {"shutdown", "Shutdown"}})
+        bench::print_value(std::string(name) + " panel: open", panel_samples(agent.tool(), row), "ms");
 }
 
 void measure_start() {
@@ -137,6 +142,6 @@ int main(int argc, char**) {
     measure_start();
     if (argc > 1) return 0;
     measure_panels();
-    measure_growth("storage", 3, "device", {0, 128, 512, 1024}, make_disks);
-    measure_growth("file-system", 4, "mount", {0, 100, 500, 1000}, make_mounts);
+    measure_growth("storage", "Storage Devices", "device", {0, 128, 512, 1024}, make_disks);
+    measure_growth("file-system", "File Systems", "mount", {0, 100, 500, 1000}, make_mounts);
 }

@@ -4,7 +4,8 @@
 //
 //   tool                    ends the tool that runs, and starts one
 //   refuses TEXT            the same for a tool that tells this on the terminal and ends
-//   menu ROW, ROW ...       these are the rows of the menu
+//   menu ROW, ROW ...       these are the rows of the menu; $stock are those before the ones that only
+//                           some servers have
 //   open ROW                chooses a row of the menu
 //   keys KEY KEY ...        see VtApp::keys
 //   press BUTTON            moves to a button and presses it
@@ -28,6 +29,8 @@ class Road : public Steps {
         options_.preload = {QUICK_BUTTONS_LIBRARY};
         options_.environment = {{"ZelDir", zel::base::agent_dir()}};
         options_.redirect[2] = home("errors");
+        names_["$stock"] =
+            "General, CPU Load, Event Log, Storage Devices, File Systems, LAN, RAID Controller (Mylex)";
         for (const auto& [name, step] :
              std::initializer_list<std::pair<const char*, void (Road::*)(Text)>>{{"tool", &Road::tool},
                                                                                  {"refuses", &Road::refuses},
@@ -79,11 +82,7 @@ class Road : public Steps {
         EXPECT_EQ(highlighted(*tool_), rows.substr(rows.rfind(',') + 2)) << "there is one row more";
     }
     void open(Text row) {
-        constexpr int kMostRows = 13;
-        keys("Home");
-        for (int i = 0; i < kMostRows && highlighted(*tool_) != row; ++i)
-            keys("Down");
-        ASSERT_EQ(highlighted(*tool_), row);
+        zeltest::choose_row(*tool_, row);
         keys("Enter");
     }
     void shows(Text text) { EXPECT_TRUE(has(zeltest::plain(tool_->picture()), ' ' + text + ' ')); }

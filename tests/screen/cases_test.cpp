@@ -21,7 +21,7 @@
 // What comes of it, and nothing else may; the panel closes unless the line looks or says "open":
 //   CALL(1) CALL(2)       what the agent was asked; "..." in front or behind: and more
 //   ! ID ARGUMENT         a message, answered; another title than the panel's in front: "! Error: TEXT"
-//   ~ LEVEL|TEXT          was traced; !~ was not; ~. was traced last
+//   ~ LEVEL|TEXT          was traced, "..." behind: and more; !~ was not; ~. was traced last
 //   ^ CALLS               what opening the panel asked
 //   ? * 95 90x .          what the looks read: "." is blank, "x" behind what is disabled
 //   > ROW                 the highlighted row

@@ -141,5 +141,12 @@ inline std::string highlighted(const VtApp& tool) {
     constexpr int kHighlight = 1;
     return tool.text_on(kHighlight);
 }
+/// Goes to the row of that list that reads so, wherever it stands; a test failure if absent.
+inline void choose_row(VtApp& tool, const std::string& row) {
+    tool.keys("Home");
+    for (int i = 0; i < 40 && highlighted(tool) != row; ++i)
+        tool.keys("Down");
+    EXPECT_EQ(highlighted(tool), row);
+}
 
 }  // namespace zeltest

@@ -7,7 +7,7 @@ project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 
 # What docs/ARCHITECTURE.md gives the reason for.
 build_packages=(cmake ninja-build g++ pkg-config libnewt-dev libslang2-dev libmount-dev
-    libsystemd-dev libfreeipmi-dev libfreeipmi17)
+    libsystemd-dev libfreeipmi-dev libfreeipmi17 nlohmann-json3-dev)
 simulator_packages=(openipmi libopenipmi-dev)
 test_packages=(libgtest-dev libgmock-dev libvterm-dev "${simulator_packages[@]}")
 bench_packages=(libvterm-dev whiptail ipmitool freeipmi-tools "${simulator_packages[@]}")

@@ -3,7 +3,9 @@
 
 #include <algorithm>
 #include <string>
+#include <utility>
 
+#include "base/paths.h"
 #include "hook_run.h"
 #include "say.h"
 #include "scripts.h"
@@ -15,7 +17,13 @@ namespace {
 std::chrono::seconds longest_run() {
     constexpr std::int64_t kMost = 300;
     constexpr std::int64_t kDefault = 30;
-    return std::chrono::seconds(store::ConfigGroup("hooks").number("timeout", 1, kMost, kDefault));
+    static bool told = false;
+    store::ConfigGroup group("hooks");
+    const std::int64_t seconds = group.number("timeout", 1, kMost, kDefault);
+    if (!group.valid() && !std::exchange(told, true))
+        say(base::config_file() + ": no valid timeout of [hooks] is to be had; it is " +
+            std::to_string(seconds) + " s");
+    return std::chrono::seconds(seconds);
 }
 
 }  // namespace

@@ -128,11 +128,12 @@ class Hook {
         environment.push_back(nullptr);
         std::array<char*, 2> arguments{name_.data(), nullptr};
 
+        // Not without somebody who counts the time.
+        if (prctl(PR_SET_PDEATHSIG, SIGKILL) != 0 || getppid() != parent) _exit(EXIT_FAILURE);
         sigset_t none;
         sigemptyset(&none);
         const bool ready =
-            setsid() > 0 && prctl(PR_SET_PDEATHSIG, SIGKILL) == 0 && getppid() == parent &&
-            dup2(input, STDIN_FILENO) >= 0 && dup2(output, STDOUT_FILENO) >= 0 &&
+            setsid() > 0 && dup2(input, STDIN_FILENO) >= 0 && dup2(output, STDOUT_FILENO) >= 0 &&
             dup2(output, STDERR_FILENO) >= 0 &&
             (program == kProgram ? fcntl(program, F_SETFD, 0) : dup2(program, kProgram)) >= 0 &&
             close_range(kProgram + 1, ~0U, 0) == 0 && chdir("/") == 0 &&

@@ -9,6 +9,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <optional>
 #include <utility>
 
 #include "base/paths.h"
@@ -26,12 +27,18 @@ std::string rotated_path() {
     return log_path() + ".1";
 }
 
-/// True when the name stands for the open file; what does not exist stands for none.
+using Identity = std::optional<std::pair<dev_t, ino_t>>;
+
+/// Which file a name stands for; nothing for none.
+Identity identity(const std::string& path) {
+    struct stat info {};
+    return stat(path.c_str(), &info) == 0 ? Identity({info.st_dev, info.st_ino}) : std::nullopt;
+}
+
 bool stands_for(const std::string& path, const base::UniqueFd& file) {
-    struct stat named {};
     struct stat opened {};
-    return file && stat(path.c_str(), &named) == 0 && fstat(file.get(), &opened) == 0 &&
-           named.st_dev == opened.st_dev && named.st_ino == opened.st_ino;
+    return file && fstat(file.get(), &opened) == 0 &&
+           identity(path) == Identity({opened.st_dev, opened.st_ino});
 }
 
 }  // namespace
@@ -58,14 +65,13 @@ bool LogFollower::watching() {
 bool LogFollower::read(const Take& take) {
     while (!is_current()) {
         if (current_.file && !read_file(current_, take)) return false;
+        const auto before = identity(rotated_path());
         // What was written between that file and the present one, should it have been renamed twice.
         File rotated = open(rotated_path());
         if (rotated.file && !stands_for(rotated_path(), current_.file) && !read_file(rotated, take))
             return false;
         File next = open(log_path());
-        const bool renamed_again = rotated.file ? !stands_for(rotated_path(), rotated.file)
-                                                : access(rotated_path().c_str(), F_OK) == 0 && fault_.empty();
-        if (renamed_again) continue;
+        if (identity(rotated_path()) != before) continue;  // renamed in between
         if (!next.file) break;
         next.begins = was_read_;
         current_ = std::move(next);

@@ -50,10 +50,12 @@ std::optional<Position> parse(std::string_view text) {
 }  // namespace
 
 bool PositionFile::open() {
+    // The child of one that was killed holds the lock for a moment longer.
+    constexpr std::chrono::seconds kPatience{1};
     path_ = place();
     const auto folder = base::OwnFolder::make(base::parent_folder(path_));
     if (folder) file_ = folder.open_file(base::last_name(path_), O_RDWR | O_CREAT, 0600);
-    if (file_ && base::lock_file(file_.get(), LOCK_EX, std::chrono::milliseconds(0))) return true;
+    if (file_ && base::lock_file(file_.get(), LOCK_EX, kPatience)) return true;
     say(file_ && errno == ETIMEDOUT ? "ZELhooks is already running" : path_ + ": " + std::strerror(errno));
     return false;
 }

@@ -44,7 +44,8 @@ bool stands_for(const std::string& path, const base::UniqueFd& file) {
 }  // namespace
 
 bool LogFollower::watching() {
-    constexpr std::uint32_t kChanges = IN_MODIFY | IN_CREATE | IN_MOVED_TO | IN_MOVE_SELF | IN_ONLYDIR;
+    constexpr std::uint32_t kChanges =
+        IN_MODIFY | IN_ATTRIB | IN_CREATE | IN_MOVED_TO | IN_MOVE_SELF | IN_ONLYDIR;
     if (!watch_) watch_ = base::UniqueFd(inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
     alignas(inotify_event) std::array<char, 4096> told{};
     for (ssize_t got = 0; (got = ::read(watch_.get(), told.data(), told.size())) > 0;) {
@@ -77,7 +78,8 @@ bool LogFollower::read(const Take& take) {
         current_ = std::move(next);
     }
     const bool all = !current_.file || read_file(current_, take);
-    was_read_ = true;
+    // One that cannot be read holds nobody knows what: it is no empty one.
+    was_read_ = was_read_ || current_.file || fault_.empty();
     return all;
 }
 

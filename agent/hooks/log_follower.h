@@ -24,6 +24,9 @@ class LogFollower {
     /// @return False when `take` said so; what it refused comes again.
     bool read(const Take& take);
 
+    /// True once a `read` found what there was: a log, or none.
+    [[nodiscard]] bool was_read() const { return was_read_; }
+
     /// Becomes readable when the log's folder changes.
     [[nodiscard]] int watch() const { return watch_.get(); }
     /// Takes what the watch has to say. False when the folder cannot be watched: then it is time to look now and

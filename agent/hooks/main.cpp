@@ -73,8 +73,8 @@ int run() {
     LogFollower log;
     while (!is_stopping()) {
         const bool watching = log.watching();
-        if (log.read([&](const EventLine& event, bool begins) { return dispatcher.take(event, begins); }))
-            dispatcher.caught_up();
+        const auto take = [&](const EventLine& event, bool begins) { return dispatcher.take(event, begins); };
+        if (log.read(take) && log.was_read()) dispatcher.caught_up();
         // The service manager kills what this program may not.
         if (dispatcher.is_stuck()) return 1;
         if (!is_stopping()) wait_for_change(log, watching, signals.get());

@@ -55,8 +55,12 @@ bool seen(const std::string& numbers) {
 TEST(Hooks, EachEventComesOnceAndInOrder) {
     make_hook("seen", "echo $ZEL_SEQ >>$out/seen");
     append_events(1, 3);  // before anybody wanted to hear of it
+    fs::rename(state("events.jsonl"), state("aside"));
+    fs::create_symlink("aside", state("events.jsonl"));
     {
         ServiceProcess hooks;
+        ASSERT_TRUE(hooks.says("events.jsonl: not a regular file\n"));
+        fs::rename(state("aside"), state("events.jsonl"));
         ASSERT_TRUE(hooks.says("beginning behind event 3\n"));
         append_events(4, 6);
         append("no event\n" + std::string(70'000, 'x') + '\n' + R"({"seq":"7"})" + '\n');

@@ -40,6 +40,9 @@ const std::string& run_folder();
 /// secret, nor a lock.
 const std::string& public_folder();
 
+/// True where `ZelDir` was taken: all of the agent belongs to whoever runs it.
+bool is_private_agent();
+
 /// The agent's configuration, a key file that an administrator writes and no program changes.
 const std::string& config_file();
 

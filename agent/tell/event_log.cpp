@@ -75,10 +75,10 @@ void EventLog::read_older(std::vector<Event>& events) const {
     if (auto older = parse(whole_lines(text))) events = *std::move(older);
 }
 
-/// Opens the log at its end, or makes one.
+/// Opens the log at its end, or makes one that the hooks can read where the folder lets them.
 bool EventLog::open_file() {
     const auto folder = base::OwnFolder::make(folder_);
-    file_ = folder ? folder.open_file(kEventLogName, O_RDWR | O_CREAT, 0600) : base::UniqueFd();
+    file_ = folder ? folder.open_file(kEventLogName, O_RDWR | O_CREAT, 0640) : base::UniqueFd();
     if (!file_) return false;
     const off_t size = ::lseek(file_.get(), 0, SEEK_END);
     end_ = size > 0 ? static_cast<std::size_t>(size) : 0;

@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "answered_controller.h"
+#include "base/plain_text.h"
 #include "bmc/password.h"
 #include "bmc/sdr_cache.h"
 #include "bmc/sdr_record.h"
@@ -19,6 +20,7 @@
 #include "bmc/settings.h"
 #include "client/service_client.h"
 #include "home.h"
+#include "hooks/log_follower.h"
 #include "service/resources.h"
 #include "service/server.h"
 #include "settings/filesystem_settings.h"
@@ -34,6 +36,9 @@
 namespace zel::service {
 void log(const std::string& /*line*/) {}  // the service's own would fill the terminal
 }  // namespace zel::service
+namespace zel::hooks {
+void say(const std::string& /*line*/) {}
+}  // namespace zel::hooks
 
 namespace zel::test {
 namespace {
@@ -293,6 +298,26 @@ void talk_to_service(Input request) {
     require(!reply.text.empty() || request.empty() || request.front() == '!', "an answer of the service");
 }
 
+/// The log of events, of which the hooks get the same wherever its writer is when they look.
+void read_event_log(Input input) {
+    Strings lines;
+    const auto take = [&](const hooks::EventLine& event, bool /*begins*/) {
+        for (const std::string& variable : event.variables)
+            require(base::is_plain(variable) && variable.size() < 5000, "variables of one line");
+        require(event.seq > 0 && input.find(event.line) != Input::npos, "an event of the log");
+        lines.push_back(event.line);
+        return true;
+    };
+    hooks::LogFollower follower;
+    for (const std::size_t size : {input.size() / 3, input.size() / 2, input.size()}) {
+        put("state/events.jsonl", input.substr(0, size));
+        follower.read(take);
+    }
+    const Strings in_parts = std::exchange(lines, {});
+    hooks::LogFollower().read(take);
+    require(lines == in_parts, "the same events");
+}
+
 void (*chosen_reader())(Input) {
     put("agent.conf", "[monitor]\nsys_block=" + home("sys") + "\nmountinfo=" + home("mountinfo") +
                           "\nsys_net=" + home("net") + "\n[maintenance]\ngrubenv=" + home("grubenv") +
@@ -301,12 +326,12 @@ void (*chosen_reader())(Input) {
     put("sys/sda/size", "8\n");
     put("sys/sA/size", "8\n");
     return std::map<Input, void (*)(Input)>{
-        {"agent_conf", read_agent_conf}, {"catalogue", read_catalogue}, {"grubenv", read_grubenv},
-        {"key_file", read_key_file},     {"mounts", read_mounts},       {"registry", read_registry},
-        {"sdr_cache", read_sdr_cache},   {"sensors", read_sensors},     {"service", talk_to_service},
-        {"proc_stat", read_proc_stat},   {"counters", read_counters},   {"events", read_events},
-        {"state", read_state},           {"smbios", read_smbios},       {"snmpd_conf", read_snmpd_conf},
-        {"thresholds", read_thresholds}}
+        {"agent_conf", read_agent_conf}, {"catalogue", read_catalogue},  {"event_log", read_event_log},
+        {"grubenv", read_grubenv},       {"key_file", read_key_file},    {"mounts", read_mounts},
+        {"registry", read_registry},     {"sdr_cache", read_sdr_cache},  {"sensors", read_sensors},
+        {"service", talk_to_service},    {"proc_stat", read_proc_stat},  {"counters", read_counters},
+        {"events", read_events},         {"state", read_state},          {"smbios", read_smbios},
+        {"snmpd_conf", read_snmpd_conf}, {"thresholds", read_thresholds}}
         .at(std::getenv("ZEL_READER"));
 }
 

@@ -61,10 +61,6 @@ class ServiceProcess {
         return cpu_seconds() - start_cost_ < 0.1 + ran.count() / 10;
     }
 
-    [[nodiscard]] pid_t id() const { return id_; }
-    [[nodiscard]] const std::string& said() const { return said_; }
-
-  private:
     /// User and system time so far; 0 once it has ended.
     [[nodiscard]] double cpu_seconds() const {
         clockid_t clock{};
@@ -73,6 +69,10 @@ class ServiceProcess {
         return static_cast<double>(used.tv_sec) + static_cast<double>(used.tv_nsec) / 1e9;
     }
 
+    [[nodiscard]] pid_t id() const { return id_; }
+    [[nodiscard]] const std::string& said() const { return said_; }
+
+  private:
     pid_t id_ = -1;
     base::UniqueFd output_;
     std::string said_;

@@ -123,6 +123,7 @@ class Hook {
         words.emplace_back("PATH=/usr/local/sbin:/usr/local/bin:/usr/sbin:/usr/bin:/sbin:/bin");
         words.emplace_back("LANG=C.UTF-8");
         std::vector<char*> environment;
+        environment.reserve(words.size() + 1);
         for (std::string& word : words)
             environment.push_back(word.data());
         environment.push_back(nullptr);

@@ -13,6 +13,7 @@ namespace zel::base {
 namespace {
 
 struct Locations {
+    bool is_private = false;
     std::string agent = ZEL_AGENT_DIR;
     std::string config = "/etc/zelagent/agent.conf";
     std::string settings = "/var/lib/zelagent";
@@ -25,7 +26,7 @@ Locations locate() {
     const auto agent = agent_dir_of_environment();
     if (!agent) return {};
     const std::string state = *agent + "/state";
-    return {*agent, *agent + "/agent.conf", state, state, state, state};
+    return {true, *agent, *agent + "/agent.conf", state, state, state, state};
 }
 
 const Locations& locations() {
@@ -40,6 +41,10 @@ bool is_folder(const std::string& path) {
 }
 
 }  // namespace
+
+bool is_private_agent() {
+    return locations().is_private;
+}
 
 const std::string& agent_dir() {
     return locations().agent;

@@ -19,6 +19,9 @@
 
 namespace zel::base {
 
+/// Whether the agent is the one that ZelDir names and not the installed one.
+bool is_private_agent();
+
 /// The agent's directory, without a trailing slash: `data/` and `lib/` lie below it.
 const std::string& agent_dir();
 

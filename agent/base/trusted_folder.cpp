@@ -53,7 +53,7 @@ class Follower {
         : left_(std::move(path)), reached_(std::move(from)), fault_(fault) {}
 
     std::optional<std::string> follow() {
-        if (!look()) return std::nullopt;
+        if (reached_.empty() && !look()) return std::nullopt;
         for (std::string name = take_name(); !name.empty(); name = take_name()) {
             if (!step(name)) return std::nullopt;
         }
@@ -123,7 +123,7 @@ std::optional<std::string> trusted_agent_dir(const char* folder, std::string& fa
     for (const char* name : {"/lib", "/data", "/state", "/agent.conf"}) {
         const std::string part = *agent + name;
         // Where there is nothing yet, nobody but us can put something.
-        if (!is_missing(part) && !Follower(name, *agent, fault).follow()) return std::nullopt;
+        if (!Follower(name, *agent, fault).follow() && !is_missing(part)) return std::nullopt;
     }
     return agent;
 }

@@ -22,6 +22,7 @@
 #include "base/file_io.h"
 #include "base/paths.h"
 #include "chars/plain.h"
+#include "detail.h"
 #include "log_file.h"
 
 namespace {
@@ -34,6 +35,7 @@ struct Log {
     zel::trace::LogFile file;
     std::array<char, kNameLimit> program{};
     std::atomic<pid_t> pid = getpid();
+    zel::trace::Detail detail{};  ///< Like the name, set before the log is ready and never again.
     std::atomic<bool> ready = false;
     bool opened = false;
 };
@@ -168,7 +170,8 @@ void survive_fork() {
                    });
 }
 
-bool open_log(const char* program) {
+/// Opens the log once. In `unknown`, whether agent.conf has a level that is not known.
+bool open_log(const char* program, bool& unknown) {
     Log& log = the_log();
     static std::once_flag once;
     std::call_once(once, survive_fork);
@@ -177,6 +180,9 @@ bool open_log(const char* program) {
     if (!log.ready) {
         keep_name(log.program, program);
         log.pid = getpid();
+        const auto chosen = zel::trace::configured_detail(zel::trace::usual_detail());
+        unknown = !chosen;
+        log.detail = chosen.value_or(zel::trace::usual_detail());
         log.opened = log.file.open(zel::base::own_state_folder() + "/log", log.program.data());
         log.ready = true;
     }
@@ -201,7 +207,13 @@ void write_line(int level, const char* module, const char* function, int number,
 
 int TraceLogInit(int /*a*/, const char* program, int /*b*/, int /*c*/, int /*d*/) try {
     const zel::base::ErrnoKeeper keep;
-    return program != nullptr && *program != '\0' && open_log(program) ? 0 : -1;
+    if (program == nullptr || *program == '\0') return -1;
+    bool unknown = false;
+    const bool opened = open_log(program, unknown);
+    if (unknown)
+        write_line(TRACE_LEVEL_ERROR, "tracelog", __func__, __LINE__,
+                   "level of [trace] in agent.conf is not valid.");
+    return opened ? 0 : -1;
 } catch (...) {
     return -1;
 }
@@ -211,7 +223,9 @@ void TraceLogSetThrName(const char* name) {
 }
 
 void TraceLog(int level, const char* module, const char* function, int line, const char* format, ...) try {
-    if (format == nullptr || !the_log().ready.load(std::memory_order_acquire)) return;
+    const Log& log = the_log();
+    if (format == nullptr || !log.ready.load(std::memory_order_acquire)) return;
+    if (zel::trace::detail_of(level) > log.detail) return;
     const zel::base::ErrnoKeeper keep;
     std::array<char, kLineLimit> text;
     va_list arguments;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The agent's trace log: one line per call, in rotating files of bounded size, never on the terminal. Offered
-// by libzeltrace.so. Tracing never fails its caller: a line that cannot be written is dropped.
+// by libzeltrace.so. Tracing never fails its caller: a line that cannot be written is dropped, and so is one
+// of a level that [trace] of agent.conf leaves out.
 #pragma once
 
 #include "base.h"

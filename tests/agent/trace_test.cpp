@@ -42,6 +42,38 @@ TEST(TraceLog, WritersOfSeveralProcessesLoseNoLineWhileTheFileRotates) {
     EXPECT_EQ(ids.size(), std::size_t{3} * 2 * count);
 }
 
+TEST(TraceLog, TheConfigurationChoosesTheLevelsAndAPrivateAgentHasAll) {
+    struct Case {
+        const char* configuration;
+        const char* levels;
+    };
+    constexpr Case kCases[] = {
+        {"", "trace error fail info "},
+        {"[trace]\nlevel=all\n", "trace error fail info "},
+        {"# [trace]\n[trace]\r\n level = information \r\n[snmp]\nlevel=all", "error fail info "},
+        {"[trace]\nlevel=all\nlevel=errors", "error fail "},
+        {"[trace]\nlevel=loud\n", "error trace error fail info "},  // which is told first
+    };
+    constexpr int kLevels[] = {7, TRACE_LEVEL_ERROR, TRACE_LEVEL_RESOURCE, TRACE_LEVEL_INFO};
+    int number = 0;
+    for (const Case& one : kCases) {
+        const std::string program = "levels" + std::to_string(++number);
+        write_text(zel::base::config_file(), one.configuration);
+        EXPECT_TRUE(run_processes(1, [&] {
+            const int result = TraceLogInit(0, program.c_str(), 0, 5, 0);
+            for (const int level : kLevels)
+                TraceLog(level, "m", "f", 1, "text");
+            return result;
+        }));
+        std::string levels;
+        std::istringstream lines(read_text(log_path(program)));
+        for (std::string time, level; lines >> time >> level; std::getline(lines, time))
+            levels += level + ' ';
+        EXPECT_EQ(levels, one.levels) << one.configuration;
+    }
+    fs::remove(zel::base::config_file());
+}
+
 TEST(TraceLog, WhatIsNoPlainFileIsLeftAlone) {
     const std::string victim = state("victim");
     write_text(victim, "untouched");

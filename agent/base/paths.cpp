@@ -54,10 +54,6 @@ const std::string& config_file() {
     return locations().config;
 }
 
-bool is_private_agent() {
-    return locations().service == locations().settings;
-}
-
 std::string own_root(const std::string& path) {
     for (const std::string& root : {locations().settings, locations().run, locations().everybody}) {
         if (path.starts_with(root) && (path.size() == root.size() || path[root.size()] == '/')) return root;

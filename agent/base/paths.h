@@ -19,7 +19,7 @@
 
 namespace zel::base {
 
-/// Whether the agent is the one that ZelDir names and not the installed one.
+/// True where `ZelDir` was taken: all of the agent belongs to whoever runs it.
 bool is_private_agent();
 
 /// The agent's directory, without a trailing slash: `data/` and `lib/` lie below it.
@@ -42,9 +42,6 @@ const std::string& run_folder();
 /// Folder of what the service lets everybody read while it runs (mode 0755 when installed). Nothing in it is
 /// secret, nor a lock.
 const std::string& public_folder();
-
-/// True where `ZelDir` was taken: all of the agent belongs to whoever runs it.
-bool is_private_agent();
 
 /// The agent's configuration, a key file that an administrator writes and no program changes.
 const std::string& config_file();

@@ -59,9 +59,9 @@ std::optional<Value> parse_value(std::string_view text) {
     const std::string_view rest = text.substr(colon + 1);
     if (type == "sz") return std::string(rest);
     if (type == "binary") return parse_hex(rest);
-    const std::optional<std::int64_t> number = type == "dword" ? parse_int(rest) : std::nullopt;
-    if (!number || *number < 0 || *number > std::numeric_limits<std::uint32_t>::max()) return std::nullopt;
-    return static_cast<std::uint32_t>(*number);
+    const std::int64_t number = type == "dword" ? parse_int(rest).value_or(-1) : -1;
+    if (number < 0 || number > std::numeric_limits<std::uint32_t>::max()) return std::nullopt;
+    return static_cast<std::uint32_t>(number);
 }
 
 struct Formatter {

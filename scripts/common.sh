@@ -10,7 +10,7 @@ build_packages=(cmake ninja-build g++ pkg-config libnewt-dev libslang2-dev libmo
     libsystemd-dev libfreeipmi-dev libfreeipmi17 nlohmann-json3-dev)
 simulator_packages=(openipmi libopenipmi-dev)
 test_packages=(libgtest-dev libgmock-dev libvterm-dev "${simulator_packages[@]}")
-bench_packages=(libvterm-dev whiptail ipmitool freeipmi-tools "${simulator_packages[@]}")
+bench_packages=(libvterm-dev monit whiptail ipmitool freeipmi-tools "${simulator_packages[@]}")
 drawing_packages=(gnuplot-nox)
 fuzz_packages=(clang libclang-rt-dev llvm)
 text_packages=(clang-format shellcheck man-db mandoc)

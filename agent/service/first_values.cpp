@@ -59,8 +59,11 @@ std::uint32_t sensor_tabs() {
 }  // namespace
 
 bool write_first_values() {
-    if (store::registry::check() != store::Status::ok) {
-        log(store::registry::path() + ": cannot be read or does not parse; going on with the defaults");
+    const store::Status status = store::registry::check();
+    if (status == store::Status::corrupt)  // the write below keeps it aside
+        log(store::registry::path() + " does not parse; it is kept aside, going on with the defaults");
+    if (status == store::Status::failed) {
+        log(store::registry::path() + " cannot be read; going on with the defaults");
         return true;
     }
     const bool version = write_missing(settings::kVersion.key, settings::kVersion.name,

@@ -19,7 +19,8 @@ constexpr const char* kModule = "registry_values";
 
 bool registry_readable() {
     const bool readable = registry::check() == store::Status::ok;
-    if (!readable) ZEL_TRACE(TRACE_LEVEL_ERROR, "The registry cannot be read.");
+    if (!readable)
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "%s cannot be read or does not parse.", registry::path().c_str());
     return readable;
 }
 

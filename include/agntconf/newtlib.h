@@ -17,7 +17,7 @@ namespace zel {
     X(newtSuspend) X(newtResume) X(newtGetScreenSize) X(newtRedrawHelpLine)                             \
     X(newtPushHelpLine) X(newtPopHelpLine) X(newtDrawRootText)                                          \
     X(newtForm) X(newtFormAddComponent) X(newtFormAddHotKey) X(newtFormRun) X(newtFormDestroy)          \
-    X(newtCreateGrid) X(newtGridSetField) X(newtGridWrappedWindow) X(newtGridFree)                      \
+    X(newtCreateGrid) X(newtGridSetField) X(newtGridGetSize) X(newtGridWrappedWindow) X(newtGridWrappedWindowAt) X(newtGridFree)                      \
     X(newtPopWindow) X(newtPopWindowNoRefresh)                                                          \
     X(newtButton) X(newtCompactButton) X(newtLabel) X(newtTextbox) X(newtTextboxSetText)                \
     X(newtEntry) X(newtEntrySet) X(newtEntryGetValue) X(newtEntrySetFilter) X(newtEntrySetFlags)        \

@@ -22,6 +22,24 @@ void* handle_of(const Cell& cell) {
     return std::visit([](auto handle) { return static_cast<void*>(handle); }, cell.content);
 }
 
+/// Opens a window in the middle of the screen, as newt does; one that is larger than the screen begins at its edge, where
+/// newt would put its title and border beyond it.
+void open_window(newtGrid outer, std::string title) {
+    int columns = 0;
+    int rows = 0;
+    int width = 0;
+    int height = 0;
+    newt.newtGetScreenSize(&columns, &rows);
+    newt.newtGridGetSize(outer, &width, &height);
+    const int left = (columns - (std::max(width, static_cast<int>(columns_of(title)) + 2) + 2)) / 2;
+    const int top = (rows - (height + 2)) / 2 - rows % 2;
+    if (left >= 1 && top >= 1) {
+        newt.newtGridWrappedWindow(outer, title.data());  // newt copies the title
+    } else {
+        newt.newtGridWrappedWindowAt(outer, title.data(), std::max(left, 1), std::max(top, 1));
+    }
+}
+
 }  // namespace
 
 std::vector<ListRow> numbered(std::span<const std::string> texts) {
@@ -144,7 +162,7 @@ void Dialog::add(std::initializer_list<newtComponent> components) {
 void Dialog::open(newtGrid outer, const std::string& title, std::initializer_list<int> hot_keys) {
     repaint_before_opening();
     newt.newtCursorOff();  // an entry left by a hot key in the dialog beneath leaves it visible
-    newt.newtGridWrappedWindow(outer, printable_lines(title).data());  // newt copies the title
+    open_window(outer, printable_lines(title));
     open_ = true;
     repaint_after_opening();
     newt.newtGridFree(outer, 1);

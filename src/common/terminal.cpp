@@ -2,6 +2,7 @@
 #include "terminal.h"
 
 #include <agntconf/newtlib.h>
+#include <sys/ioctl.h>
 #include <termios.h>
 #include <unistd.h>
 #include <zel/trace.h>
@@ -99,6 +100,17 @@ const char* terminal_problem() {
     if (std::string_view(term) == "dumb" || slang.SLtt_initialize(nullptr) < 0)
         return "ZELagntconf: the terminal named by TERM is not known or cannot show a screen.";
     return nullptr;
+}
+
+void warn_of_small_terminal() {
+    constexpr int kColumns = 80;
+    constexpr int kRows = 24;
+    winsize size{};
+    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0 || size.ws_row == 0) return;
+    if (size.ws_col >= kColumns && size.ws_row >= kRows) return;
+    std::fprintf(stderr,
+                 "ZELagntconf: the terminal has %d columns and %d rows; panels need up to %d and %d.\n",
+                 size.ws_col, size.ws_row, kColumns, kRows);
 }
 
 void terminal_remember() {

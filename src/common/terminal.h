@@ -14,6 +14,9 @@ void prepare_endings();
 /// one line of text for the user, or null when it can. S-Lang must be bound.
 const char* terminal_problem();
 
+/// Says in one line, before the screen opens, that a terminal is too small to show every panel whole.
+void warn_of_small_terminal();
+
 /// Remembers the terminal's modes. Call it before newtInit.
 void terminal_remember();
 

@@ -229,7 +229,10 @@ void release_all() {
 /// Everything before newt: asked here, because newt ends the process by itself on such a terminal.
 bool require_terminal() {
     const char* problem = terminal_problem();
-    if (problem == nullptr) return true;
+    if (problem == nullptr) {
+        warn_of_small_terminal();
+        return true;
+    }
     std::fprintf(stderr, "%s\n", problem);
     free_catalogue();
     release_all();

@@ -41,8 +41,9 @@ Verdict judge(Level before, const Limits& limits, std::int64_t value) {
         return {Level::warning, before == Level::fatal && fatal ? fatal->reset : warning->report};
     if (warning && before >= Level::warning && !resets(limits, value, warning->reset))
         return {Level::warning, before == Level::fatal && fatal ? fatal->reset : warning->report};
-    if (before == Level::warning && warning) return {Level::ok, warning->reset};
-    return {Level::ok, before == Level::fatal && fatal ? std::optional(fatal->reset) : std::nullopt};
+    if (before < Level::warning) return {Level::ok, {}};
+    const auto& left = warning ? warning : fatal;
+    return {Level::ok, left ? std::optional(left->reset) : std::nullopt};
 }
 
 Transition transition(Transition::Kind kind, const std::string& resource, const Thing& thing) {

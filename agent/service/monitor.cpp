@@ -166,6 +166,8 @@ Monitor::Monitor(std::function<void(const std::string&)> publish)
 /// A thread that hangs may come back when there is nobody any more to publish to.
 Monitor::~Monitor() {
     told_->stop_publishing();
+    for (auto& [name, worker] : workers_)
+        worker.stop();
 }
 
 void Monitor::look_at(std::string_view resource) {

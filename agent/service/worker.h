@@ -28,6 +28,8 @@ class Worker {
 
     /// Ends its rest.
     void wake();
+    /// Begins to end it, so that several can be waited for at once.
+    void stop() { thread_.request_stop(); }
 
   private:
     /// What the thread may still use when it outlives the object.

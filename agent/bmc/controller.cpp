@@ -82,6 +82,8 @@ std::optional<Reply> Controller::request(std::uint8_t lun, NetFn netfn, std::uin
         }
         Attempt answered = attempt(lun, netfn, question);
         auto& reply = answered.reply;
+        ++requests_;
+        answers_ = reply.has_value();
         if (!reply) {
             if (!answered.session_lost || repeat != Repeat::freely || std::exchange(renewed, true))
                 return std::nullopt;

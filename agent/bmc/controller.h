@@ -2,6 +2,7 @@
 // Requests to the management controller, in-band or over the LAN.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <memory>
@@ -83,6 +84,10 @@ class Controller {
     /// The controller that the last request went to, as Settings::target(); empty before the first.
     std::string target();
 
+    /// How many requests were tried, and whether the last one was answered. They wait for nobody.
+    [[nodiscard]] std::uint64_t requests() const { return requests_; }
+    [[nodiscard]] bool answers() const { return answers_; }
+
   private:
     struct Close {
         void operator()(ipmi_ctx* context) const;
@@ -104,6 +109,8 @@ class Controller {
     Settings settings_;  // of the last attempt to open
     Context context_;
     std::optional<Clock::time_point> unreachable_since_;
+    std::atomic<std::uint64_t> requests_ = 0;
+    std::atomic<bool> answers_ = false;
 };
 
 /// The process's way to the controller.

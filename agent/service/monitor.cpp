@@ -8,7 +8,7 @@
 #include <span>
 
 #include "base/paths.h"
-#include "bmc/settings.h"
+#include "bmc/controller.h"
 #include "log.h"
 #include "settings/threshold_file.h"
 #include "tell/event_log.h"
@@ -70,13 +70,7 @@ class Monitor::Told {
         const milliseconds age = now.since_boot - status_written_;
         if (!status_is_old_) return milliseconds::max();
         if (status_written_ != milliseconds{} && age < kStatusPause) return kStatusPause - age;
-        const auto settings = bmc::read_settings();
-        const bool controller = settings && bmc::is_present(*settings);
-        const bool written = tell::write_status(base::public_folder(), judge_,
-                                                {.version = ZEL_VERSION,
-                                                 .controller = controller ? "answering" : "none",
-                                                 .watchdog_detail = "not armed by this version"},
-                                                now.wall);
+        const bool written = tell::write_status(base::public_folder(), judge_, facts(), now.wall);
         if (!written && !status_failed_) log(std::string(tell::kStatusName) + ": " + std::strerror(errno));
         status_failed_ = !written;
         status_is_old_ = false;
@@ -85,6 +79,18 @@ class Monitor::Told {
     }
 
   private:
+    /// Of a controller that was not asked anything nothing is known.
+    static tell::StatusFacts facts() {
+        const bmc::Controller& controller = bmc::controller();
+        const bool asked = controller.requests() > 0;
+        return {.version = ZEL_VERSION,
+                .controller = !asked                 ? "none"
+                              : controller.answers() ? "answering"
+                                                     : "silent",
+                .requests = controller.requests(),
+                .watchdog_detail = "not armed by this version"};
+    }
+
     struct Flood {
         milliseconds began{};
         int events = 0;

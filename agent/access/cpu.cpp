@@ -21,13 +21,13 @@ namespace registry = zel::store::registry;
 /// counts.
 std::atomic<int> counted_cpus = 0;
 
-int count_anew() {
+int recount() {
     return counted_cpus = zel::system::count_cpus();
 }
 
 bool row_exists(int row) {
     const int known = counted_cpus;
-    return row >= 0 && row <= (known > 0 ? known : count_anew());
+    return row >= 0 && row <= (known > 0 ? known : recount());
 }
 
 /// True when the row reads as `values` without writing anything. What is damaged reads as its default, but is
@@ -60,7 +60,7 @@ extern "C" int GetCpuDataFromRegistry(CpuSettingsRecord* settings) try {
                  .cycleSeconds = cycle.cycleSeconds,
                  .initialRow = 0,
                  .totalEnable = total.enable,
-                 .cpuCount = count_anew(),
+                 .cpuCount = recount(),
                  .totalFatalReport = total.fatalReport,
                  .totalFatalReset = total.fatalReset,
                  .totalWarningReport = total.warningReport,

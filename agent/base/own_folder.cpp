@@ -7,8 +7,10 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
+#include <ctime>
 #include <string_view>
 
 #include "paths.h"
@@ -109,6 +111,20 @@ bool OwnFolder::link(const std::string& from, const std::string& to) const {
 
 bool OwnFolder::remove(const std::string& name) const {
     return unlinkat(folder_.get(), name.c_str(), 0) == 0;
+}
+
+std::optional<std::string> OwnFolder::keep_aside(const std::string& name) const {
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    std::array<char, 32> stamp{};
+    localtime_r(&now, &local);
+    if (std::strftime(stamp.data(), stamp.size(), "%Y%m%dT%H%M%S", &local) == 0) return std::nullopt;
+    const std::string base = name + ".corrupt-" + stamp.data();
+    std::string aside = base;
+    for (int count = 1; holds(aside); ++count)
+        aside = base + '-' + std::to_string(count);
+    if (!link(name, aside) && !rename(name, aside)) return std::nullopt;
+    return aside;
 }
 
 UniqueFd OwnFolder::readable() const {

@@ -41,6 +41,11 @@ class OwnFolder {
     [[nodiscard]] bool link(const std::string& from, const std::string& to) const;
     bool remove(const std::string& name) const;
 
+    /// Gives a file that cannot be understood a second name, NAME.corrupt-TIME, so that nothing in it is lost. The first
+    /// name stays where the file system has links: whoever replaces the file takes it over.
+    /// @return The second name; nothing, with errno set, on failure.
+    [[nodiscard]] std::optional<std::string> keep_aside(const std::string& name) const;
+
     /// A descriptor of the folder that can be synced and locked.
     [[nodiscard]] UniqueFd readable() const;
 

@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "sensor_registry.h"
 
+#include <algorithm>
+#include <array>
 #include <string>
 #include <vector>
 
+#include "settings/change_log.h"
 #include "store/registry.h"
 #include "zel/trace.h"
 
@@ -62,6 +65,29 @@ std::optional<std::uint32_t> stored_flag(const Place& place) {
     return registry::get_dword(place.key, kMonitor);
 }
 
+/// A number of the registry without its type, a threshold with its sign.
+std::string told(const std::string& name, const std::string& stored) {
+    const std::string bare = stored.substr(stored.find(':') + 1);
+    if (name == kMonitor) return bare == "0" ? "false" : "true";
+    const auto number = store::parse_int(bare);
+    return number ? std::to_string(static_cast<std::int32_t>(*number)) : bare;
+}
+
+void log_changes(const SensorState& state, settings::Changed changes) {
+    constexpr std::array<const char*, kThresholds> kWords{"high.fatal", "high.warning", "low.warning",
+                                                          "low.fatal"};
+    const std::string path = std::string(type_of(state)) + '[' + std::to_string(state.sensor.lun) + '.' +
+                             std::to_string(state.sensor.number) + "].";
+    for (const auto& change : changes) {
+        const auto* name = std::ranges::find(kThresholdNames, change.key);
+        const bool flag = change.key == kMonitor;
+        if (!flag && name == kThresholdNames.end()) continue;
+        settings::log_change(
+            {path + (flag ? "monitor" : kWords.at(static_cast<std::size_t>(name - kThresholdNames.begin()))),
+             change.before ? told(change.key, *change.before) : "(not set)", told(change.key, change.after)});
+    }
+}
+
 }  // namespace
 
 std::uint32_t monitor_flag(const SensorState& state) {
@@ -88,7 +114,11 @@ bool keep_settings(const SensorState& state, std::uint32_t flag, const Threshold
         if ((*written)[i] == SENSOR_NO_THRESHOLD || !state.sensor.can_set(i)) continue;
         entries.push_back({kThresholdNames[i], static_cast<std::uint32_t>((*written)[i] & 0xffffffff)});
     }
-    if (registry::set(place.key, entries) == store::Status::ok) return true;
+    std::vector<store::KeyFile::Change> changes;
+    if (registry::set(place.key, entries, {}, &changes) == store::Status::ok) {
+        log_changes(state, changes);
+        return true;
+    }
     ZEL_TRACE(TRACE_LEVEL_ERROR, "%s (%s) cannot be written.", place.key.c_str(), state.sensor.name.c_str());
     return false;
 }

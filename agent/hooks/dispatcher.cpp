@@ -40,7 +40,7 @@ bool Dispatcher::take(const EventLine& event, bool begins) {
     newest_ = std::max(newest_, event.seq);
     if (!position_) return true;
     if (begins && event.seq <= position_->seq) {
-        say("the log was begun anew, with event " + std::to_string(event.seq));
+        say("the log begins again, with event " + std::to_string(event.seq));
         go_on_behind(event.seq - 1);
     }
     const bool half_done = event.seq == position_->seq && !position_->hook.empty();
@@ -57,7 +57,7 @@ void Dispatcher::caught_up() {
         say("beginning behind event " + std::to_string(newest_));
         go_on_behind(newest_);
     } else if (newest_ > 0 && newest_ < position_->seq) {
-        say("the log was begun anew; going on behind its event " + std::to_string(newest_));
+        say("the log begins again; going on behind its event " + std::to_string(newest_));
         go_on_behind(newest_);
     }
 }

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -9,9 +8,6 @@
 #include <vector>
 
 namespace zel::hooks {
-
-/// The longest line of the log that is taken, in bytes without the line feed.
-inline constexpr std::size_t kLongestLine = std::size_t{16} << 10;
 
 /// One event as a hook gets it.
 struct EventLine {

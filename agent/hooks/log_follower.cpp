@@ -12,19 +12,20 @@
 #include <optional>
 #include <utility>
 
+#include "base/event_file.h"
 #include "base/paths.h"
 #include "say.h"
 
 namespace zel::hooks {
 namespace {
 
-constexpr std::size_t kChunk = 4 * kLongestLine;
+constexpr std::size_t kChunk = 4 * base::kLongestEventLine;
 
 std::string log_path() {
-    return base::service_folder() + "/events.jsonl";
+    return base::service_folder() + '/' + base::kEventLogName;
 }
 std::string rotated_path() {
-    return log_path() + ".1";
+    return base::service_folder() + '/' + base::kOlderEventLogName;
 }
 
 using Identity = std::optional<std::pair<dev_t, ino_t>>;
@@ -123,7 +124,7 @@ bool LogFollower::take_lines(File& file, std::string_view bytes, const Take& tak
         file.offset += static_cast<off_t>(end) + 1;
         bytes.remove_prefix(end + 1);
     }
-    if (bytes.size() > kLongestLine || (file.overlong && !bytes.empty())) {
+    if (bytes.size() > base::kLongestEventLine || (file.overlong && !bytes.empty())) {
         if (!std::exchange(file.overlong, true)) ++left_out_;
         file.offset += static_cast<off_t>(bytes.size());
     }
@@ -131,7 +132,7 @@ bool LogFollower::take_lines(File& file, std::string_view bytes, const Take& tak
 }
 
 bool LogFollower::take_line(File& file, std::string_view line, const Take& take) {
-    const auto event = line.size() <= kLongestLine ? parse_event(line) : std::nullopt;
+    const auto event = line.size() <= base::kLongestEventLine ? parse_event(line) : std::nullopt;
     if (!event) {
         ++left_out_;
         return true;

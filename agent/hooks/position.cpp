@@ -64,7 +64,7 @@ std::optional<Position> PositionFile::read() const {
     std::string text;
     if (lseek(file_.get(), 0, SEEK_SET) != 0 || !base::read_at_most(file_.get(), kSize, text)) text.clear();
     auto position = parse(text);
-    if (!position && !text.empty()) say(path_ + " is damaged; beginning anew");
+    if (!position && !text.empty()) say(path_ + " is damaged; beginning again");
     return position;
 }
 

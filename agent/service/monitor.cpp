@@ -32,7 +32,7 @@ constexpr std::size_t kMostObjects = 4096;
 }  // namespace
 
 /// Judge, log, state and status, for all threads; it lives as long as one of them does.
-class Monitor::Told {
+class Told {
   public:
     explicit Told(std::function<void(const std::string&)> publish)
         : publish_(std::move(publish)), log_(base::service_folder(), log) {
@@ -130,7 +130,6 @@ class Monitor::Told {
 namespace {
 
 /// Looks at a resource when it is time to, and sees to the status in between.
-template <class Told>
 class Watcher {
   public:
     Watcher(std::shared_ptr<Told> told, const watch::SamplerRow& row)
@@ -164,7 +163,7 @@ Monitor::Monitor(std::function<void(const std::string&)> publish)
     : told_(std::make_shared<Told>(std::move(publish))) {
     for (const watch::SamplerRow& row : watch::samplers()) {
         workers_.try_emplace(row.resource, row.resource,
-                             [watcher = std::make_shared<Watcher<Told>>(told_, row)](
+                             [watcher = std::make_shared<Watcher>(told_, row)](
                                  const std::stop_token&, bool woken) { return watcher->step(woken); });
     }
 }

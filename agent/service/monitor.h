@@ -12,6 +12,9 @@
 
 namespace zel::service {
 
+/// What all watching threads share.
+class Told;
+
 class Monitor {
   public:
     /// Begins to watch, where the service before it ended.
@@ -25,7 +28,6 @@ class Monitor {
     void look_at(std::string_view resource = {});
 
   private:
-    class Told;
     std::shared_ptr<Told> told_;
     std::map<std::string, Worker, std::less<>> workers_;
 };

@@ -23,11 +23,11 @@ std::string reload_one(const std::string& name, const Reload& reload) {
     return "ok";
 }
 
-/// Starts anew with one thing of a resource.
-std::string start_anew(const std::string& name, std::string_view thing) {
+/// Starts again with one thing of a resource.
+std::string start_again(const std::string& name, std::string_view thing) {
     const std::string device = settings::unescape_name(thing);
     if (name != "storage" || !is_storage_device(device)) return "error no such device";
-    log(name + ": " + settings::escape_name(device) + " starts anew");
+    log(name + ": " + settings::escape_name(device) + " starts again");
     return "ok";
 }
 
@@ -61,7 +61,7 @@ std::string Resources::reload(std::string_view name) {
     std::string answer = reload_one(found->first, found->second);
     if (answer == "ok") done_(found->first);
     if (blank == std::string_view::npos || answer != "ok") return answer;
-    return start_anew(found->first, name.substr(blank + 1));
+    return start_again(found->first, name.substr(blank + 1));
 }
 
 void Resources::reload_all() {

@@ -77,7 +77,7 @@ class Resources {
     Resources();
 
     /// Reloads one resource and logs each change ("cpu: TOTAL FatalReport 95 -> 97").
-    /// @param name  The resource; "storage <device>" also starts anew with that device. What escape_name does
+    /// @param name  The resource; "storage <device>" also starts again with that device. What escape_name does
     ///              to a device's name is undone.
     /// @return The answer to a client: "ok", or "error <why>".
     std::string reload(std::string_view name);

@@ -3,11 +3,12 @@
 
 #include <algorithm>
 #include <array>
+#include <functional>
+#include <optional>
 #include <string_view>
 
 #include "store/registry.h"
 #include "system/journal.h"
-#include "threshold_file.h"
 #include "values.h"
 #include "zel/trace.h"
 
@@ -131,12 +132,11 @@ void log_registry_changes(Changed changes) {
     tell_all(changes, tell_registry);
 }
 
-void log_file_changes(const std::string& resource, Changed changes,
-                      const std::function<std::optional<std::string>(const std::string& group)>& name_of) {
+void log_file_changes(const ThresholdFile& file, Changed changes) {
     tell_all(changes, [&](const Change& change, const Tell& tell) {
         if (change.key == kPresentKey) return;
-        const auto name = name_of(change.group);
-        std::string path = resource;
+        const auto name = name_of_group(change.group, file.naming);
+        std::string path = file.resource;
         if (name) path.append("[").append(escape_name(*name)).append("]");
         path.append(".").append(change.key);
         tell({path, change.before.value_or("(not set)"), change.after});

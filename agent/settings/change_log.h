@@ -3,12 +3,11 @@
 // that nobody can forge (_UID, _AUDIT_LOGINUID).
 #pragma once
 
-#include <functional>
-#include <optional>
 #include <span>
 #include <string>
 
 #include "store/key_file.h"
+#include "threshold_file.h"
 
 namespace zel::settings {
 
@@ -29,9 +28,6 @@ void log_change(const ToldChange& change);
 void log_registry_changes(Changed changes);
 
 /// Logs what changed in a file of thresholds.
-/// @param resource  "storage".
-/// @param name_of   The thing that a group of the file is about; nothing for the group of the resource itself.
-void log_file_changes(const std::string& resource, Changed changes,
-                      const std::function<std::optional<std::string>(const std::string& group)>& name_of);
+void log_file_changes(const ThresholdFile& file, Changed changes);
 
 }  // namespace zel::settings

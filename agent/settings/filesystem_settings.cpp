@@ -4,22 +4,16 @@
 #include <algorithm>
 #include <limits>
 
-#include "base/paths.h"
-#include "change_log.h"
-
 namespace zel::settings {
 namespace {
 
 using store::KeyFile;
 
-constexpr Naming kNaming{.prefix = "", .name_start = "/", .longest = FS_PATH_SIZE - 1};
+constexpr ThresholdFile kFile{.name = "filesystem.conf",
+                              .resource = "filesystem",
+                              .naming = {.prefix = "", .name_start = "/", .longest = FS_PATH_SIZE - 1}};
 constexpr FsLevels kDefaultPercent{95, 90, 85, 80};
 constexpr const char* kModeKey = "mode";
-
-const std::string& path() {
-    static const std::string& file = *new std::string(base::settings_folder() + "/filesystem.conf");
-    return file;
-}
 
 std::string percent_key(std::size_t level) {
     return std::string(kFsLevelNames.at(level)) + ".percent";
@@ -90,7 +84,7 @@ bool is_watched(const KeyFile& file, const std::string& group) {
 
 /// Drops what is neither watched nor found: containers and removable media come under new paths every day.
 void remove_forgotten(KeyFile& file, const std::set<std::string>& found) {
-    for (const auto& [name, group] : groups_by_name(file, kNaming))
+    for (const auto& [name, group] : groups_by_name(file, kFile.naming))
         if (!found.contains(name) && !is_watched(file, group)) file.remove_group(group);
 }
 
@@ -119,14 +113,14 @@ int judge(const FsSettings& settings, const FsSize& size) {
 store::Status read_filesystems(FilesystemSettings& settings,
                                const std::function<FsSizes(const system::SavedPaths&)>& sizes_of) {
     KeyFile file;
-    const store::Status status = load_thresholds(path(), file);
+    const store::Status status = load_thresholds(kFile, file);
     if (status == store::Status::failed) return status;
-    const auto groups = groups_by_name(file, kNaming);
+    const auto groups = groups_by_name(file, kFile.naming);
     system::SavedPaths saved;
     for (const auto& [name, group] : groups)
         saved.emplace_hint(saved.end(), name, is_watched(file, group));
     const FsSizes sizes = sizes_of(saved);
-    ThresholdReader reader(file, path());
+    ThresholdReader reader(file, kFile);
     settings = {.interval = reader.interval(), .filesystems = {}};
     for (const auto& [name, group] : groups) {
         const auto size = sizes.find(name);
@@ -137,20 +131,16 @@ store::Status read_filesystems(FilesystemSettings& settings,
 
 bool save_filesystems(const FilesystemSettings& settings, const FoundNames& found) {
     const auto change = [&](KeyFile& file) {
-        const auto groups = groups_by_name(file, kNaming);
+        const auto groups = groups_by_name(file, kFile.naming);
         bool fits = file.set_int(kGeneralGroup, kInterval.name, settings.interval);
         for (const auto& [name, one] : settings.filesystems) {
             if (one.mode == FS_MODE_OFF && !groups.contains(name)) continue;
-            fits = fits && put_one(file, group_of(groups, kNaming, name), one);
+            fits = fits && put_one(file, group_of(groups, kFile.naming, name), one);
         }
         if (found) remove_forgotten(file, *found);
-        return fits && mark_present(file, kNaming, found);
+        return fits && mark_present(file, kFile.naming, found);
     };
-    std::vector<KeyFile::Change> changes;
-    if (!save_thresholds(path(), change, changes)) return false;
-    log_file_changes("filesystem", changes,
-                     [](const std::string& group) { return name_of_group(group, kNaming); });
-    return true;
+    return save_thresholds(kFile, change);
 }
 
 }  // namespace zel::settings

@@ -3,8 +3,6 @@
 
 #include <string>
 
-#include "base/paths.h"
-#include "change_log.h"
 #include "threshold_file.h"
 #include "zel/trace.h"
 
@@ -12,24 +10,22 @@ namespace zel::settings {
 namespace {
 
 constexpr const char* kModule = "raid";
+// No group of it is about one thing.
+constexpr ThresholdFile kFile{
+    .name = "zelmlx.inf", .resource = "raid", .naming = {.prefix = "", .name_start = "", .longest = 0}};
 using store::KeyFile;
 using store::Status;
-
-const std::string& path() {
-    static const std::string& file = *new std::string(base::settings_folder() + "/zelmlx.inf");
-    return file;
-}
 
 }  // namespace
 
 Status read_raid(int& interval) {
     KeyFile file;
-    const Status status = load_thresholds(path(), file);
+    const Status status = load_thresholds(kFile, file);
     if (status == Status::not_found) interval = static_cast<int>(kRaidInterval.fallback);
     if (status != Status::ok) return status;
     const auto number = file.get_int(kGeneralGroup, kRaidInterval.name);
     if (!number || !kRaidInterval.allows(static_cast<std::uint64_t>(*number))) {
-        ZEL_TRACE(TRACE_LEVEL_ERROR, "%s: [%s] %s is not a number from %u to %u.", path().c_str(),
+        ZEL_TRACE(TRACE_LEVEL_ERROR, "%s: [%s] %s is not a number from %u to %u.", kFile.path().c_str(),
                   kGeneralGroup, kRaidInterval.name, kRaidInterval.least, kRaidInterval.greatest);
         return Status::corrupt;
     }
@@ -41,10 +37,7 @@ bool save_raid(int interval) {
     const auto change = [&](KeyFile& file) {
         return file.set_int(kGeneralGroup, kRaidInterval.name, interval);
     };
-    std::vector<KeyFile::Change> changes;
-    if (!save_thresholds(path(), change, changes)) return false;
-    log_file_changes("raid", changes, [](const std::string&) { return std::optional<std::string>(); });
-    return true;
+    return save_thresholds(kFile, change);
 }
 
 }  // namespace zel::settings

@@ -28,6 +28,17 @@ std::string read_text(const Text& text);
 bool write_values(const std::string& key, std::span<const store::registry::Entry> values,
                   const char* counter = "");
 
+/// A record as it is without settings.
+template <class Table>
+typename Table::Record default_record(const Table& table) {
+    typename Table::Record record{};
+    for (const auto& [value, member] : table.fields) {
+        using Word = std::remove_reference_t<decltype(record.*member)>;
+        record.*member = static_cast<Word>(value.fallback);
+    }
+    return record;
+}
+
 /// A record as it is kept under `key`.
 template <class Table>
 typename Table::Record read_record(const Table& table, const std::string& key) {

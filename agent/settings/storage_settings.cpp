@@ -5,20 +5,15 @@
 #include <limits>
 #include <optional>
 
-#include "base/paths.h"
-#include "change_log.h"
-
 namespace zel::settings {
 namespace {
 
 using store::KeyFile;
 
-constexpr Naming kNaming{.prefix = "device ", .name_start = "", .longest = STORAGE_NAME_SIZE - 1};
-
-const std::string& path() {
-    static const std::string& file = *new std::string(base::settings_folder() + "/storage.conf");
-    return file;
-}
+constexpr ThresholdFile kFile{
+    .name = "storage.conf",
+    .resource = "storage",
+    .naming = {.prefix = "device ", .name_start = "", .longest = STORAGE_NAME_SIZE - 1}};
 
 StorageThresholdItem default_item(const StorageErrorKind& kind) {
     return {.fatal = kind.fatal, .warning = kind.warning, .state = STORAGE_STATE_ON};
@@ -98,11 +93,11 @@ bool are_valid(const StorageItems& items) {
 
 store::Status read_storage(StorageSettings& settings) {
     KeyFile file;
-    const store::Status status = load_thresholds(path(), file);
+    const store::Status status = load_thresholds(kFile, file);
     if (status == store::Status::failed) return status;
-    ThresholdReader reader(file, path());
+    ThresholdReader reader(file, kFile);
     settings = {.interval = reader.interval(), .devices = {}};
-    for (const auto& [name, group] : groups_by_name(file, kNaming)) {
+    for (const auto& [name, group] : groups_by_name(file, kFile.naming)) {
         settings.devices[name] = read_items(file, reader, group);
     }
     return status;
@@ -110,18 +105,14 @@ store::Status read_storage(StorageSettings& settings) {
 
 bool save_storage(const StorageSettings& settings, const FoundNames& found) {
     const auto change = [&](KeyFile& file) {
-        const auto groups = groups_by_name(file, kNaming);
+        const auto groups = groups_by_name(file, kFile.naming);
         bool fits = file.set_int(kGeneralGroup, kInterval.name, settings.interval);
         for (const auto& [name, items] : settings.devices) {
-            fits = fits && put_items(file, group_of(groups, kNaming, name), items);
+            fits = fits && put_items(file, group_of(groups, kFile.naming, name), items);
         }
-        return fits && mark_present(file, kNaming, found);
+        return fits && mark_present(file, kFile.naming, found);
     };
-    std::vector<KeyFile::Change> changes;
-    if (!save_thresholds(path(), change, changes)) return false;
-    log_file_changes("storage", changes,
-                     [](const std::string& group) { return name_of_group(group, kNaming); });
-    return true;
+    return save_thresholds(kFile, change);
 }
 
 }  // namespace zel::settings

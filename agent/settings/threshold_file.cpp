@@ -6,6 +6,8 @@
 #include <charconv>
 #include <cstring>
 
+#include "base/paths.h"
+#include "change_log.h"
 #include "chars/utf8.h"
 #include "zel/trace.h"
 
@@ -89,7 +91,12 @@ bool mark_present(store::KeyFile& file, const Naming& naming, const FoundNames& 
     });
 }
 
-store::Status load_thresholds(const std::string& path, store::KeyFile& file) {
+std::string ThresholdFile::path() const {
+    return base::settings_folder() + '/' + name;
+}
+
+store::Status load_thresholds(const ThresholdFile& from, store::KeyFile& file) {
+    const std::string path = from.path();
     const store::Status status = store::read_key_file(path, file);
     if (status == store::Status::failed) {
         ZEL_TRACE(TRACE_LEVEL_ERROR, "%s cannot be read: %s.", path.c_str(), std::strerror(errno));
@@ -97,12 +104,16 @@ store::Status load_thresholds(const std::string& path, store::KeyFile& file) {
     return status;
 }
 
-bool save_thresholds(const std::string& path, const std::function<bool(store::KeyFile&)>& change,
-                     std::vector<store::KeyFile::Change>& changes) {
+bool save_thresholds(const ThresholdFile& to, const std::function<bool(store::KeyFile&)>& change) {
+    const std::string path = to.path();
+    std::vector<store::KeyFile::Change> changes;
     bool fits = true;
     errno = 0;
     const auto checked = [&](store::KeyFile& file) { return fits = change(file); };
-    if (store::update_key_file(path, checked, &changes) == store::Status::ok && fits) return true;
+    if (store::update_key_file(path, checked, &changes) == store::Status::ok && fits) {
+        log_file_changes(to, changes);
+        return true;
+    }
     ZEL_TRACE(TRACE_LEVEL_ERROR, "%s cannot be written: %s.", path.c_str(),
               std::strerror(fits ? errno : EINVAL));
     return false;

@@ -45,6 +45,15 @@ struct Naming {
     std::size_t longest;
 };
 
+/// One of the files: its name in the settings' folder, the resource that it is about, and what its groups are called.
+struct ThresholdFile {
+    const char* name;
+    const char* resource;
+    Naming naming;
+
+    [[nodiscard]] std::string path() const;
+};
+
 /// The groups of the watched things, by name. Of two groups for one name the first counts; a group whose own
 /// name is damaged stands for nothing.
 std::map<std::string, std::string> groups_by_name(const store::KeyFile& file, const Naming& naming);
@@ -62,18 +71,16 @@ bool mark_present(store::KeyFile& file, const Naming& naming, const FoundNames& 
 
 /// As store::read_key_file; a file that cannot be read is logged here, one that does not parse
 /// (the next writer keeps it aside) there.
-store::Status load_thresholds(const std::string& path, store::KeyFile& file);
+store::Status load_thresholds(const ThresholdFile& from, store::KeyFile& file);
 
 /// True for a file whose settings count: a missing one has the defaults.
 inline bool is_readable(store::Status status) {
     return status == store::Status::ok || status == store::Status::not_found;
 }
 
-/// Has `change` edit the file and replaces it; false, and logged, when that failed or `change` returned
-/// false.
-/// @param changes  Receives what was changed.
-bool save_thresholds(const std::string& path, const std::function<bool(store::KeyFile&)>& change,
-                     std::vector<store::KeyFile::Change>& changes);
+/// Has `change` edit the file, replaces it and logs what changed; false, and logged, when that failed or `change`
+/// returned false.
+bool save_thresholds(const ThresholdFile& to, const std::function<bool(store::KeyFile&)>& change);
 
 /// Takes values out of a key file. What is missing or invalid is logged, up to a bound, and reads
 /// as its fallback; a group that does not exist is silent.
@@ -84,8 +91,9 @@ class ThresholdReader {
         int greatest = std::numeric_limits<int>::max();
     };
 
-    /// Both are kept by reference.
-    ThresholdReader(const store::KeyFile& file, const std::string& path) : file_(file), path_(path) {}
+    /// @param file  Kept by reference.
+    ThresholdReader(const store::KeyFile& file, const ThresholdFile& from)
+        : file_(file), path_(from.path()) {}
     ~ThresholdReader();
     ThresholdReader(const ThresholdReader&) = delete;
     ThresholdReader& operator=(const ThresholdReader&) = delete;
@@ -105,7 +113,7 @@ class ThresholdReader {
 
   private:
     const store::KeyFile& file_;
-    const std::string& path_;
+    std::string path_;
     std::size_t told_ = 0;
 };
 

@@ -5,12 +5,10 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
-#include <ctime>
 #include <utility>
 
 #include "base/file_io.h"
@@ -107,21 +105,11 @@ base::UniqueFd lock_for_update(const base::OwnFolder& folder, const std::string&
     }
 }
 
-/// Gives a file that reads as empty a second name, so that replacing it loses nothing.
+/// A file that does not parse reads as empty: replacing it must lose nothing.
 bool keep_aside(const base::OwnFolder& folder, const std::string& file) {
-    const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    std::array<char, 32> stamp{};
-    localtime_r(&now, &local);
-    if (std::strftime(stamp.data(), stamp.size(), "%Y%m%dT%H%M%S", &local) == 0) return false;
-    const std::string base = file + ".corrupt-" + stamp.data();
-    std::string aside = base;
-    for (int count = 1; folder.holds(aside); ++count)
-        aside = base + '-' + std::to_string(count);
-    // A link leaves the old name in place until the replacement takes it; not every file system has links.
-    if (!folder.link(file, aside) && !folder.rename(file, aside)) return false;
-    ZEL_TRACE(TRACE_LEVEL_ERROR, "%s is kept as %s.", file.c_str(), aside.c_str());
-    return true;
+    const auto aside = folder.keep_aside(file);
+    if (aside) ZEL_TRACE(TRACE_LEVEL_ERROR, "%s is kept as %s.", file.c_str(), aside->c_str());
+    return aside.has_value();
 }
 
 /// True for a text that readers will accept: what KeyFile::set lets through parses, but may grow too large.

@@ -3,6 +3,8 @@
 
 #include <sys/uio.h>
 
+#include <mutex>
+
 #define SD_JOURNAL_SUPPRESS_LOCATION 1  // where we stand in our sources tells administrators nothing
 #include <systemd/sd-journal.h>
 
@@ -26,6 +28,9 @@ void JournalEntry::add(std::string_view field, std::string_view value) {
 }
 
 bool JournalEntry::send() const {
+    // libsystemd keeps its socket where two threads would open it at once.
+    static std::mutex mutex;
+    const std::lock_guard lock(mutex);
     const auto* journal = store::late_table<Journal>();
     std::vector<iovec> parts;
     parts.reserve(fields_.size());

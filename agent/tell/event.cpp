@@ -10,6 +10,7 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
+#include "base/event_file.h"
 #include "settings/threshold_file.h"
 #include "watch/sampler.h"
 
@@ -21,7 +22,6 @@ using watch::Level;
 using What = watch::Transition::Kind;
 
 constexpr std::array kWhatNames{"level", "unreadable", "readable", "gone", "unsteady", "steady"};
-constexpr std::size_t kLongestLine = 16'384;
 // As struct tm counts them: what the clock's type can hold, and some more.
 constexpr int kFirstYear = 70;
 constexpr int kLastYear = 300;
@@ -123,7 +123,7 @@ std::string to_line(const Event& event) {
 }
 
 std::optional<Event> from_line(std::string_view line) try {
-    if (line.size() > kLongestLine) return std::nullopt;
+    if (line.size() > base::kLongestEventLine) return std::nullopt;
     const auto json = ordered_json::parse(line, nullptr, false);
     if (!json.is_object()) return std::nullopt;
     const auto seq = number_at<std::int64_t>(json, "seq");

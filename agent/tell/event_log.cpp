@@ -7,8 +7,8 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <ctime>
 
+#include "base/event_file.h"
 #include "base/own_folder.h"
 
 namespace zel::tell {
@@ -57,10 +57,11 @@ std::vector<Event> EventLog::open(std::uint64_t seq) {
             events.insert(events.end(), newer->begin(), newer->end());
         } else {
             const auto folder = base::OwnFolder::open(folder_);
-            const std::string aside =
-                std::string(kEventLogName) + ".corrupt-" + std::to_string(std::time(nullptr));
-            say_(std::string(kEventLogName) + " holds something else than events; it is kept as " + aside);
-            if (!folder || !folder.rename(kEventLogName, aside) || !open_file()) file_.reset();
+            const auto aside = folder ? folder.keep_aside(base::kEventLogName) : std::nullopt;
+            say_(std::string(base::kEventLogName) + " holds something else than events" +
+                 (aside ? "; it is kept as " + *aside : ", and cannot be renamed"));
+            if (aside) folder.remove(base::kEventLogName);
+            if (!aside || !open_file()) file_.reset();
         }
     }
     last_ = std::max(seq, events.empty() ? 0 : events.back().seq);
@@ -71,14 +72,14 @@ std::vector<Event> EventLog::open(std::uint64_t seq) {
 void EventLog::read_older(std::vector<Event>& events) const {
     const auto folder = base::OwnFolder::open(folder_);
     if (!folder) return;
-    const std::string text = read(folder.open_file(kOlderEventLogName, O_RDONLY));
+    const std::string text = read(folder.open_file(base::kOlderEventLogName, O_RDONLY));
     if (auto older = parse(whole_lines(text))) events = *std::move(older);
 }
 
 /// Opens the log at its end, or makes one that the hooks can read where the folder lets them.
 bool EventLog::open_file() {
     const auto folder = base::OwnFolder::make(folder_);
-    file_ = folder ? folder.open_file(kEventLogName, O_RDWR | O_CREAT, 0640) : base::UniqueFd();
+    file_ = folder ? folder.open_file(base::kEventLogName, O_RDWR | O_CREAT, 0640) : base::UniqueFd();
     if (!file_) return false;
     const off_t size = ::lseek(file_.get(), 0, SEEK_END);
     end_ = size > 0 ? static_cast<std::size_t>(size) : 0;
@@ -103,7 +104,8 @@ void EventLog::flush() {
         waiting_.pop_front();
     const int error = errno;
     if (before == 1 && waiting_.size() == 1)
-        say_(folder_ + '/' + kEventLogName + ": " + std::strerror(error) + "; events wait to be written");
+        say_(folder_ + '/' + base::kEventLogName + ": " + std::strerror(error) +
+             "; events wait to be written");
     if (!waiting_.empty() || before <= 1) return;
     say_(std::to_string(before) + " events are written that had to wait, " + std::to_string(lost_) +
          " are lost");
@@ -113,7 +115,8 @@ void EventLog::flush() {
 /// A line stands whole in the log, or not at all.
 bool EventLog::append(const std::string& line) {
     const auto folder = base::OwnFolder::open(folder_);
-    if ((!file_ || !folder || !folder.still_holds(kEventLogName, file_.get())) && !open_file()) return false;
+    if ((!file_ || !folder || !folder.still_holds(base::kEventLogName, file_.get())) && !open_file())
+        return false;
     if (end_ + line.size() > kLargestEventLog && !rotate()) return false;
     const ssize_t written = ::pwrite(file_.get(), line.data(), line.size(), static_cast<off_t>(end_));
     if (written == static_cast<ssize_t>(line.size()) && ::fdatasync(file_.get()) == 0) {
@@ -129,8 +132,8 @@ bool EventLog::append(const std::string& line) {
 bool EventLog::rotate() {
     const auto folder = base::OwnFolder::open(folder_);
     if (!folder) return false;
-    folder.remove(kOlderEventLogName);
-    return folder.rename(kEventLogName, kOlderEventLogName) && open_file();
+    folder.remove(base::kOlderEventLogName);
+    return folder.rename(base::kEventLogName, base::kOlderEventLogName) && open_file();
 }
 
 }  // namespace zel::tell

@@ -14,8 +14,6 @@
 
 namespace zel::tell {
 
-inline constexpr const char* kEventLogName = "events.jsonl";
-inline constexpr const char* kOlderEventLogName = "events.jsonl.1";
 inline constexpr std::size_t kLargestEventLog = std::size_t{1} << 20U;
 
 class EventLog {

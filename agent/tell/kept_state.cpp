@@ -3,7 +3,6 @@
 
 #include <fcntl.h>
 
-#include <ctime>
 #include <nlohmann/json.hpp>
 
 #include "base/own_folder.h"
@@ -93,10 +92,10 @@ std::uint64_t load_state(const std::string& folder_name, watch::Judge& judge,
     try {
         return restore_all(text, judge);
     } catch (const std::exception&) {
-        const std::string aside = std::string(kName) + ".corrupt-" + std::to_string(std::time(nullptr));
-        say(std::string(kName) + " cannot be understood, all levels begin at unknown; it is kept as " +
-            aside);
-        if (!folder.rename(kName, aside)) say(std::string(kName) + " cannot be renamed");
+        const auto aside = folder.keep_aside(kName);
+        say(std::string(kName) + " cannot be understood, all levels begin at unknown" +
+            (aside ? "; it is kept as " + *aside : ""));
+        if (aside) folder.remove(kName);
         return 0;
     }
 }

@@ -76,7 +76,7 @@ class CpuSampler : public Sampler {
         return rows;
     }
 
-    CpuCycleRecord cycle_{10, 60};
+    CpuCycleRecord cycle_ = settings::default_record(settings::kCpuCycle);
     std::vector<CpuThresholdRow> rows_;
     CpuLoad load_;
 };

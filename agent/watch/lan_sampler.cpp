@@ -131,12 +131,7 @@ class LanSampler : public Sampler {
         return reading;
     }
 
-    LanSettingsRecord settings_ = [] {
-        LanSettingsRecord settings{};
-        for (const auto& [value, member] : settings::kLan.fields)
-            settings.*member = static_cast<std::int32_t>(value.fallback);
-        return settings;
-    }();
+    LanSettingsRecord settings_ = settings::default_record(settings::kLan);
     std::map<std::string, std::optional<Counters>> before_;
 };
 

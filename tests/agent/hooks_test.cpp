@@ -88,7 +88,7 @@ TEST(Hooks, EachEventComesOnceAndInOrder) {
     EXPECT_EQ(hooks.cpu_seconds(), before);
     fs::remove(state("events.jsonl"));
     append_events(1, 2);
-    EXPECT_TRUE(hooks.says("the log was begun anew"));
+    EXPECT_TRUE(hooks.says("the log begins again"));
     EXPECT_TRUE(seen(numbers(4, 32) + numbers(1, 2)));
 }
 

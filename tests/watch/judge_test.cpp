@@ -119,7 +119,8 @@ TEST(Judge, WhateverComesItTellsTheTruthAndARestartTellsNothingTwice) {
             }
             for (const auto& [name, thing] : judge.things()) {
                 EXPECT_TRUE(std::max(thing.told, Level::ok) == told || thing.unsteady);
-                if (what == "?" || what == "-") continue;  // no reading is no recovery: told stays
+                EXPECT_EQ(thing.stale, what == "?" || what == "-");
+                if (thing.stale) continue;  // no reading is no recovery: told stays
                 const auto value = std::stol(what);
                 EXPECT_TRUE(!(value >= 95) || thing.level == Level::fatal);
                 EXPECT_TRUE(!(value <= 90) || thing.level != Level::fatal);

@@ -27,7 +27,10 @@ AgentService::AgentService() {
         fs::permissions(folder_ / part, fs::perms(0755));
     }
     setenv("ZelDir", folder_.c_str(), 1);
+    start_service();
+}
 
+void AgentService::start_service() {
     service_ = start_program({SERVICE_PROGRAM, "--foreground"});
     while (!fs::exists(folder_ / "state" / "zelntserver.sock"))
         usleep(1000);

@@ -21,6 +21,7 @@ class AgentService {
 
     [[nodiscard]] const std::filesystem::path& folder() const { return folder_; }
     void stop_service();
+    void start_service();
     void write_file(const char* name, const std::string& content) const;
 
     /// How the tool is started on this directory.

@@ -2,16 +2,16 @@
 #include "event_line.h"
 
 #include <array>
-#include <nlohmann/json.hpp>
 #include <utility>
 
+#include "base/json_text.h"
 #include "base/plain_text.h"
 #include "chars/plain.h"
 
 namespace zel::hooks {
 namespace {
 
-using Json = nlohmann::json;
+using base::Json;
 
 constexpr std::size_t kLongestValue = 4096;
 constexpr std::array kVariables{std::pair{"ZEL_SEQ", "seq"},       std::pair{"ZEL_TIME", "time"},
@@ -25,14 +25,14 @@ constexpr std::array kVariables{std::pair{"ZEL_SEQ", "seq"},       std::pair{"ZE
 std::string shown(const Json& event, const char* field) {
     const auto found = event.find(field);
     if (found == event.end() || !found->is_primitive() || found->is_null()) return {};
-    const std::string text = found->is_string() ? found->get<std::string>() : found->dump();
+    const std::string text = found->is_string() ? found->get<std::string>() : base::json_text(*found);
     return std::string(base::cut(chars::escaped(text), kLongestValue));
 }
 
 }  // namespace
 
 std::optional<EventLine> parse_event(std::string_view line) {
-    const Json event = Json::parse(line, nullptr, false);
+    const Json event = base::parse_json(line);
     if (!event.is_object()) return std::nullopt;
     const auto seq = event.find("seq");
     if (seq == event.end() || !seq->is_number_unsigned() || *seq == 0U) return std::nullopt;

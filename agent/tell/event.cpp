@@ -8,16 +8,16 @@
 #include <array>
 #include <cstdio>
 #include <limits>
-#include <nlohmann/json.hpp>
 
 #include "base/event_file.h"
+#include "base/json_text.h"
 #include "settings/threshold_file.h"
 #include "watch/sampler.h"
 
 namespace zel::tell {
 namespace {
 
-using nlohmann::ordered_json;
+using base::Json;
 using watch::Level;
 using What = watch::Transition::Kind;
 
@@ -67,7 +67,7 @@ std::string sentence(const watch::Transition& transition) {
 }
 
 template <class Number>
-std::optional<Number> number_at(const ordered_json& json, const char* name) {
+std::optional<Number> number_at(const Json& json, const char* name) {
     const auto found = json.find(name);
     if (found == json.end() || !found->is_number_integer()) return std::nullopt;
     if (found->is_number_unsigned() && found->get<std::uint64_t>() > std::numeric_limits<std::int64_t>::max())
@@ -75,7 +75,7 @@ std::optional<Number> number_at(const ordered_json& json, const char* name) {
     return found->get<Number>();
 }
 
-std::string text_at(const ordered_json& json, const char* name) {
+std::string text_at(const Json& json, const char* name) {
     const auto found = json.find(name);
     return found != json.end() && found->is_string() ? found->get<std::string>() : std::string();
 }
@@ -106,12 +106,12 @@ Event event_of(const watch::Transition& transition, std::chrono::system_clock::t
 }
 
 std::string to_line(const Event& event) {
-    ordered_json json{{"schema", kSchema},
-                      {"seq", event.seq},
-                      {"time", time_text(event.time)},
-                      {"event", what_name(event.what)},
-                      {"resource", event.resource},
-                      {"object", event.object}};
+    Json json{{"schema", kSchema},
+              {"seq", event.seq},
+              {"time", time_text(event.time)},
+              {"event", what_name(event.what)},
+              {"resource", event.resource},
+              {"object", event.object}};
     if (!event.kind.empty()) json["kind"] = event.kind;
     json["from"] = level_name(event.from);
     json["to"] = level_name(event.to);
@@ -119,12 +119,12 @@ std::string to_line(const Event& event) {
     if (!event.unit.empty()) json["unit"] = event.unit;
     if (event.limit) json["limit"] = *event.limit;
     json["message"] = event.message;
-    return json.dump(-1, ' ', false, ordered_json::error_handler_t::replace);
+    return base::json_text(json);
 }
 
 std::optional<Event> from_line(std::string_view line) try {
     if (line.size() > base::kLongestEventLine) return std::nullopt;
-    const auto json = ordered_json::parse(line, nullptr, false);
+    const auto json = base::parse_json(line);
     if (!json.is_object()) return std::nullopt;
     const auto seq = number_at<std::int64_t>(json, "seq");
     const auto time = time_of(text_at(json, "time"));

@@ -3,8 +3,7 @@
 
 #include <fcntl.h>
 
-#include <nlohmann/json.hpp>
-
+#include "base/json_text.h"
 #include "base/own_folder.h"
 #include "event.h"
 #include "settings/threshold_file.h"
@@ -13,7 +12,7 @@
 namespace zel::tell {
 namespace {
 
-using nlohmann::ordered_json;
+using base::Json;
 
 constexpr const char* kName = "state.json";
 constexpr std::size_t kMostBytes = std::size_t{8} << 20U;
@@ -26,8 +25,8 @@ std::string boot_id() {
     return id;
 }
 
-ordered_json json_of(const watch::ThingName& name, const watch::Thing& thing) {
-    ordered_json changes = ordered_json::array();
+Json json_of(const watch::ThingName& name, const watch::Thing& thing) {
+    Json changes = Json::array();
     for (const auto change : thing.changes)
         changes.push_back(change.count());
     return {{"resource", std::get<0>(name)},
@@ -47,7 +46,7 @@ ordered_json json_of(const watch::ThingName& name, const watch::Thing& thing) {
 }
 
 /// Throws what nlohmann throws, or out_of_range, for what is no such object.
-void restore(const ordered_json& json, bool same_boot, watch::Judge& judge) {
+void restore(const Json& json, bool same_boot, watch::Judge& judge) {
     const std::string object = settings::unescape_name(json.at("object").get<std::string>());
     watch::Thing thing;
     thing.level = watch::level_of(json.at("level")).value();
@@ -71,7 +70,7 @@ void restore(const ordered_json& json, bool same_boot, watch::Judge& judge) {
 }
 
 std::uint64_t restore_all(const std::string& text, watch::Judge& judge) {
-    const auto json = ordered_json::parse(text);
+    const auto json = base::parse_json(text);
     if (json.at("schema") != kSchema) throw std::out_of_range("schema");
     const bool same_boot = json.at("boot") == boot_id();
     watch::Judge restored;
@@ -101,11 +100,11 @@ std::uint64_t load_state(const std::string& folder_name, watch::Judge& judge,
 }
 
 bool save_state(const std::string& folder, const watch::Judge& judge, std::uint64_t seq) {
-    ordered_json things = ordered_json::array();
+    Json things = Json::array();
     for (const auto& [name, thing] : judge.things())
         things.push_back(json_of(name, thing));
-    const ordered_json json{{"schema", kSchema}, {"boot", boot_id()}, {"seq", seq}, {"things", things}};
-    return store::replace_file(folder + '/' + kName, json.dump(1) + '\n');
+    const Json json{{"schema", kSchema}, {"boot", boot_id()}, {"seq", seq}, {"things", things}};
+    return store::replace_file(folder + '/' + kName, base::json_text(json, 1) + '\n');
 }
 
 }  // namespace zel::tell

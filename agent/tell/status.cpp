@@ -4,8 +4,7 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <nlohmann/json.hpp>
-
+#include "base/json_text.h"
 #include "base/own_folder.h"
 #include "event.h"
 #include "settings/threshold_file.h"
@@ -13,7 +12,7 @@
 namespace zel::tell {
 namespace {
 
-using nlohmann::ordered_json;
+using base::Json;
 using watch::Level;
 
 /// The bound that counts next: that of the level it has, else the one it would reach first.
@@ -23,19 +22,19 @@ std::optional<std::int64_t> limit_of(const watch::Thing& thing) {
     return bounds ? std::optional(bounds->report) : std::nullopt;
 }
 
-ordered_json json_of(const watch::ThingName& name, const watch::Thing& thing) {
+Json json_of(const watch::ThingName& name, const watch::Thing& thing) {
     const auto& [resource, object, kind] = name;
-    ordered_json json{{"resource", resource}, {"object", settings::escape_name(object)}};
+    Json json{{"resource", resource}, {"object", settings::escape_name(object)}};
     if (!kind.empty()) json["kind"] = kind;
     json["level"] = level_name(thing.level);
     json["stale"] = thing.stale;
     const bool known = thing.level != Level::unknown;
-    json["value"] = known ? ordered_json(thing.last.value) : ordered_json(nullptr);
+    json["value"] = known ? Json(thing.last.value) : Json(nullptr);
     json["unit"] = thing.last.unit;
     const auto limit = limit_of(thing);
-    json["limit"] = limit ? ordered_json(*limit) : ordered_json(nullptr);
-    json["since"] = known ? ordered_json(time_text(thing.since)) : ordered_json(nullptr);
-    json["sampled"] = known ? ordered_json(time_text(thing.sampled)) : ordered_json(nullptr);
+    json["limit"] = limit ? Json(*limit) : Json(nullptr);
+    json["since"] = known ? Json(time_text(thing.since)) : Json(nullptr);
+    json["sampled"] = known ? Json(time_text(thing.sampled)) : Json(nullptr);
     return json;
 }
 
@@ -43,20 +42,20 @@ ordered_json json_of(const watch::ThingName& name, const watch::Thing& thing) {
 
 bool write_status(const std::string& folder_name, const watch::Judge& judge, const StatusFacts& facts,
                   std::chrono::system_clock::time_point time) {
-    ordered_json objects = ordered_json::array();
+    Json objects = Json::array();
     for (const auto& [name, thing] : judge.things())
         objects.push_back(json_of(name, thing));
-    const ordered_json json{{"schema", kSchema},
-                            {"time", time_text(time)},
-                            {"version", facts.version},
-                            {"controller", {{"state", facts.controller}, {"requests", facts.requests}}},
-                            {"watchdog", {{"state", facts.watchdog}, {"detail", facts.watchdog_detail}}},
-                            {"objects", objects}};
+    const Json json{{"schema", kSchema},
+                    {"time", time_text(time)},
+                    {"version", facts.version},
+                    {"controller", {{"state", facts.controller}, {"requests", facts.requests}}},
+                    {"watchdog", {{"state", facts.watchdog}, {"detail", facts.watchdog_detail}}},
+                    {"objects", objects}};
     const std::string next = std::string(kStatusName) + ".next";
     const auto folder = base::OwnFolder::make(folder_name);
     const auto file = folder ? folder.open_file(next, O_WRONLY | O_CREAT | O_TRUNC, 0644) : base::UniqueFd();
-    return file && ::fchmod(file.get(), 0644) == 0 && base::write_all(file.get(), json.dump() + '\n') &&
-           folder.rename(next, kStatusName);
+    return file && ::fchmod(file.get(), 0644) == 0 &&
+           base::write_all(file.get(), base::json_text(json) + '\n') && folder.rename(next, kStatusName);
 }
 
 }  // namespace zel::tell

@@ -5,6 +5,7 @@
 //   pipe NAME                stands for a device, which would act by being opened
 //   unopened                 nobody opened any of them
 //   disk NAME FIELD=TEXT ... a disk of the machine: below (the folder of its device), size, wwid, hidden
+//   disks COUNT              so many, many1 and so on
 //   mounts                   the indented lines: ID PARENT'S-ID MAJOR:MINOR FOLDER PATH TYPE
 //   filesystems              interval; then path, mode, a percentage and spaces of each; or "failed"
 //   listed                   their paths
@@ -255,6 +256,10 @@ class AgentCases : public Steps {
         };
         steps_["folder"] = [](Text name, Text) { fs::create_directories(home(name)); };
         steps_["disk"] = [](Text what, Text) { add_disk(what); };
+        steps_["disks"] = [](Text count, Text) {
+            for (int number = 1; number <= std::stoi(count); ++number)
+                add_disk("many" + std::to_string(number));
+        };
         steps_["mounts"] = [](Text, Text lines) { mount(lines); };
         steps_["loads"] = [this](Text percents, Text) {
             for (const std::int64_t percent : numbers(percents))

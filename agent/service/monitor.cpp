@@ -48,6 +48,7 @@ class Told {
     void take(const std::string& resource, std::span<const watch::Reading> readings) {
         const std::lock_guard lock(mutex_);
         const watch::Now now = watch::now();
+        const std::size_t known = judge_.things().size();
         const auto transitions =
             judge_.take(resource, readings.first(std::min(readings.size(), kMostObjects)), now);
         for (const auto& transition : transitions)
@@ -55,6 +56,7 @@ class Told {
         log_.flush();
         if (!transitions.empty()) save();
         status_is_old_ = true;
+        status_is_wrong_ = status_is_wrong_ || !transitions.empty() || judge_.things().size() != known;
     }
 
     void stop_publishing() {
@@ -62,18 +64,20 @@ class Told {
         publish_ = [](const std::string&) {};
     }
 
-    /// Writes the status, when it is due.
-    /// @return Until then.
+    /// Writes the status, when it is due. Where nothing but values changed just after it was written, nobody wakes up
+    /// for it: the next look writes them.
+    /// @return Until it is due.
     milliseconds refresh_status() {
         const std::lock_guard lock(mutex_);
         const watch::Now now = watch::now();
         const milliseconds age = now.since_boot - status_written_;
         if (!status_is_old_) return milliseconds::max();
-        if (status_written_ != milliseconds{} && age < kStatusPause) return kStatusPause - age;
+        if (status_written_ != milliseconds{} && age < kStatusPause)
+            return status_is_wrong_ ? kStatusPause - age : milliseconds::max();
         const bool written = tell::write_status(base::public_folder(), judge_, facts(), now.wall);
         if (!written && !status_failed_) log(std::string(tell::kStatusName) + ": " + std::strerror(errno));
         status_failed_ = !written;
-        status_is_old_ = false;
+        status_is_old_ = status_is_wrong_ = false;
         status_written_ = now.since_boot;
         return milliseconds::max();
     }
@@ -124,6 +128,7 @@ class Told {
     std::map<std::string, Flood> floods_;
     milliseconds status_written_{};
     bool status_is_old_ = false;
+    bool status_is_wrong_ = false;
     bool status_failed_ = false;
 };
 

@@ -103,14 +103,16 @@ TEST(Judge, WhateverComesItTellsTheTruthAndARestartTellsNothingTwice) {
     for (int round = 0; round < 40; ++round) {
         fs::remove_all(folder);
         fs::create_directories(folder);
-        Judge judge;
+        Judge judge, twin;       // which is never restarted
         Level told = Level::ok;  // that it is ok from the first look on is not told
         std::uint64_t seq = 0;
         auto time = 1000ms;
         const auto pause = round % 2 == 0 ? 10s : 400s;  // now and then too often to be told
         for (int step = 0; step < 60; ++step, time += pause) {
             const std::string what = any_look(random);
-            for (const Transition& one : look(judge, what, limits, time)) {
+            const auto transitions = look(judge, what, limits, time);
+            EXPECT_EQ(told_text(transitions), told_text(look(twin, what, limits, time)));
+            for (const Transition& one : transitions) {
                 EXPECT_EQ(std::max(one.from, Level::ok), told);
                 EXPECT_TRUE(one.kind != Transition::Kind::level || one.to != told);
                 seq += 1;

@@ -132,7 +132,7 @@ void measure_start() {
         measure_once(agent.tool(), ours);
         measure_once(whiptail(), theirs);
     }
-    bench::print_ratio("start to first full frame", ours.start_ms, "whiptail", theirs.start_ms, "ms", 1.5);
+    bench::print_ratio("start to first full frame", ours.start_ms, "whiptail", theirs.start_ms, "ms", 1.1);
     bench::print_ratio("resident memory", ours.resident_kb, "whiptail", theirs.resident_kb, "kB", 1.35);
     bench::print_ratio("key press to settled screen", ours.key_ms, "whiptail", theirs.key_ms, "ms", 1.2);
 }

@@ -8,6 +8,7 @@
 #include <limits>
 #include <system_error>
 #include <unordered_map>
+#include <utility>
 
 #include "chars/utf8.h"
 #include "key_group.h"
@@ -153,8 +154,8 @@ bool KeyFile::set(const std::string& group, const std::string& key, const std::s
     return true;
 }
 
-const std::vector<KeyFile::Change>& KeyFile::changes() const {
-    return impl_->changes;
+std::vector<KeyFile::Change> KeyFile::take_changes() {
+    return std::exchange(impl_->changes, {});
 }
 
 bool KeyFile::set_int(const std::string& group, const std::string& key, std::int64_t value) {

@@ -67,8 +67,8 @@ class KeyFile {
     /// False when a name or value cannot stand in a key file (control characters, brackets, not UTF-8 ...).
     bool set(const std::string& group, const std::string& key, const std::string& value);
     bool set_int(const std::string& group, const std::string& key, std::int64_t value);
-    /// All changes since the text was parsed, in order.
-    [[nodiscard]] const std::vector<Change>& changes() const;
+    /// Gives away all changes since the text was parsed, in order.
+    [[nodiscard]] std::vector<Change> take_changes();
     /// Makes sure that the group exists, if without values. False when that cannot be its name.
     bool add_group(const std::string& group);
     /// Removes a group, if it exists, with its values; comments below its last value stay.

@@ -142,7 +142,7 @@ Status update_key_file(const std::string& path, const std::function<bool(KeyFile
     Replacement replacement(folder, name);
     const bool replaced = is_readable_text(after) && replacement.write(after) &&
                           (found != Status::corrupt || keep_aside(folder, name)) && replacement.commit();
-    if (replaced && changes) *changes = file.changes();
+    if (replaced && changes) *changes = file.take_changes();
     return replaced ? Status::ok : Status::failed;
 }
 

@@ -7,8 +7,7 @@
 //   disk NAME FIELD=TEXT ... a disk of the machine: below (the folder of its device), size, wwid, hidden
 //   disks COUNT              so many, many1 and so on
 //   mounts                   the indented lines: ID PARENT'S-ID MAJOR:MINOR FOLDER PATH TYPE
-//   filesystems              interval; then path, mode, a percentage and spaces of each; or "failed"
-//   listed                   their paths
+//   filesystems, listed      interval, then path, mode, a percentage and spaces of each; their paths; or "failed"
 //   save SECONDS PATH=MODE ...  file systems with valid thresholds, in percent (3), space (4) or off (2)
 //   storage                  interval; then name, fatal/warning and state of each kind of error of each device
 //   set INTERVAL COUNT       the caller's table, as storage read it
@@ -16,8 +15,7 @@
 //   store, default ROW       saves that table; a row as by default
 //   communities              the names that the SNMP daemon takes
 //   shutdown, watchdog NUMBER ...  saves such a record
-//   hang                     both records
-//   cpus                     how many CPUs
+//   hang, cpus               both records; how many CPUs
 //   judge NUMBER ...         what TestInputCpuParameter finds in a row of a CPU
 //   actions                  the codes of actions, each made again of what it stands for
 //   boot MODE                the maintenance boot mode, as MOVALSetMode takes it

@@ -65,9 +65,9 @@ std::optional<std::uint32_t> stored_flag(const Place& place) {
     return registry::get_dword(place.key, kMonitor);
 }
 
-/// A number of the registry without its type, a threshold with its sign.
+/// A threshold is told with its sign.
 std::string told(const std::string& name, const std::string& stored) {
-    const std::string bare = stored.substr(stored.find(':') + 1);
+    const std::string bare = settings::without_type(stored);
     if (name == kMonitor) return bare == "0" ? "false" : "true";
     const auto number = store::parse_int(bare);
     return number ? std::to_string(static_cast<std::int32_t>(*number)) : bare;

@@ -23,11 +23,6 @@ constexpr std::size_t kMostTold = 1000;
 using Change = store::KeyFile::Change;
 using Tell = std::function<void(ToldChange)>;
 
-/// A registry's value without its type.
-std::string bare(const std::string& text) {
-    return text.substr(text.find(':') + 1);
-}
-
 std::string told(const Value& value, const std::string& stored) {
     if (value.type == Type::flag) return stored == "0" ? "false" : "true";
     return stored;
@@ -59,8 +54,8 @@ bool tell_field(const Table& table, const std::string& key, const std::string& w
                                          [](const auto& one) { return std::string_view(one.value.name); });
     if (field == table.fields.end()) return false;
     const Value& value = field->value;
-    const std::string before = change.before ? bare(*change.before) : std::to_string(value.fallback);
-    const std::string after = bare(change.after);
+    const std::string before = change.before ? without_type(*change.before) : std::to_string(value.fallback);
+    const std::string after = without_type(change.after);
     if (value.type == Type::actions) {
         tell_actions(words, store::parse_int(before).value_or(value.fallback),
                      store::parse_int(after).value_or(value.fallback), tell);
@@ -84,9 +79,9 @@ void tell_registry(const Change& change, const Tell& tell) {
         const bool hidden = text.name == std::string_view(kCommunity.name);
         tell({text.words,
               hidden          ? kHidden
-              : change.before ? bare(*change.before)
+              : change.before ? without_type(*change.before)
                               : text.fallback,
-              hidden ? kHidden : bare(change.after)});
+              hidden ? kHidden : without_type(change.after)});
         return;
     }
     const auto in = [&](const auto& table) {
@@ -100,14 +95,21 @@ void tell_registry(const Change& change, const Tell& tell) {
 /// Gives each change to `tell` until too many were told: naming thousands takes longer than writing them.
 template <class Each>
 void tell_all(Changed changes, const Each& each) {
-    const Changed told = changes.first(std::min(changes.size(), kMostTold));
-    for (const Change& change : told)
-        each(change, log_change);
-    if (told.size() < changes.size())
-        ZEL_TRACE(TRACE_LEVEL_INFO, "%zu further changes are not told.", changes.size() - told.size());
+    std::size_t told_so_far = 0;
+    const Tell tell = [&](const ToldChange& change) {
+        ++told_so_far;
+        log_change(change);
+    };
+    for (; !changes.empty() && told_so_far < kMostTold; changes = changes.subspan(1))
+        each(changes.front(), tell);
+    if (!changes.empty()) ZEL_TRACE(TRACE_LEVEL_INFO, "%zu further changes are not told.", changes.size());
 }
 
 }  // namespace
+
+std::string without_type(const std::string& stored) {
+    return stored.substr(stored.find(':') + 1);
+}
 
 void log_change(const ToldChange& change) {
     const std::string message = change.path + ": " + change.before + " -> " + change.after;

@@ -20,6 +20,9 @@ struct ToldChange {
     std::string after;
 };
 
+/// A registry's value as it is told: without its type.
+std::string without_type(const std::string& stored);
+
 /// Logs a change: path, old value, new value.
 void log_change(const ToldChange& change);
 

@@ -22,13 +22,13 @@ void look(bmc::ThresholdKeeper& keeper) {
 
 }  // namespace
 
-Worker::Step controller_watch() {
-    return [keeper = std::make_shared<bmc::ThresholdKeeper>(bmc::controller())](const std::stop_token& stop,
-                                                                                bool /*woken*/) {
-        const bmc::RequestLimit limit(stop);
-        look(*keeper);
-        return kPause;
-    };
+Rota::Task controller_watch() {
+    return {"controller", [keeper = std::make_shared<bmc::ThresholdKeeper>(bmc::controller())](
+                              const std::stop_token& stop) {
+                const bmc::RequestLimit limit(stop);
+                look(*keeper);
+                return Rota::meeting(kPause);
+            }};
 }
 
 }  // namespace zel::service

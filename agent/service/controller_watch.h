@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #pragma once
 
-#include "worker.h"
+#include "rota.h"
 
 namespace zel::service {
 
@@ -9,6 +9,6 @@ namespace zel::service {
 /// wrote, as bmc::ThresholdKeeper does. A controller that comes out of a reset gets them back, and so does
 /// one whose thresholds another program changed, no more often than that. Where agent.conf names no
 /// controller, or there is none, nothing is asked.
-Worker::Step controller_watch();
+Rota::Task controller_watch();
 
 }  // namespace zel::service

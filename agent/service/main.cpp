@@ -19,7 +19,6 @@
 #include "base/own_folder.h"
 #include "base/paths.h"
 #include "client/service_client.h"
-#include "controller_watch.h"
 #include "event_watch.h"
 #include "first_values.h"
 #include "log.h"
@@ -130,7 +129,6 @@ int run() {
     resources.reload_all();
     Server server([&](std::string_view request) { return answer(request, resources); });
     if (!server.listen()) return 1;
-    const Worker controller("controller", controller_watch());
     Monitor monitor([&](const std::string& event) { server.publish(event); });
     resources.on_reload([&](const std::string& resource) { monitor.look_at(resource); });
     const EventWatch eventlog("Eventlog_Cycle_Event", [&] { resources.reload("eventlog"); });

@@ -9,6 +9,7 @@
 
 #include "base/paths.h"
 #include "bmc/controller.h"
+#include "controller_watch.h"
 #include "log.h"
 #include "settings/threshold_file.h"
 #include "tell/event_log.h"
@@ -21,13 +22,13 @@ namespace zel::service {
 namespace {
 
 using std::chrono::milliseconds;
-using std::chrono::seconds;
 
 constexpr milliseconds kStatusPause{1000};
 /// More of a resource in one span is a flood: it is counted, and the levels stand in the status.
 constexpr int kMostEvents = 200;
 constexpr milliseconds kFloodSpan = std::chrono::minutes(10);
 constexpr std::size_t kMostObjects = 4096;
+constexpr const char* kStatusTask = "status";
 
 }  // namespace
 
@@ -57,29 +58,37 @@ class Told {
         if (!transitions.empty()) save();
         status_is_old_ = true;
         status_is_wrong_ = status_is_wrong_ || !transitions.empty() || judge_.things().size() != known;
+        on_old_status_();
     }
 
+    /// What is done when there is something to write into the status.
+    void on_old_status(std::function<void()> done) {
+        const std::lock_guard lock(mutex_);
+        on_old_status_ = std::move(done);
+        on_old_status_();
+    }
+
+    /// There is nobody any more to be told.
     void stop_publishing() {
         const std::lock_guard lock(mutex_);
         publish_ = [](const std::string&) {};
+        on_old_status_ = [] {};
     }
 
     /// Writes the status, when it is due. Where nothing but values changed just after it was written, nobody wakes up
     /// for it: the next look writes them.
-    /// @return Until it is due.
-    milliseconds refresh_status() {
+    /// @return When it is due.
+    Rota::Clock::time_point refresh_status() {
         const std::lock_guard lock(mutex_);
-        const watch::Now now = watch::now();
-        const milliseconds age = now.since_boot - status_written_;
-        if (!status_is_old_) return milliseconds::max();
-        if (status_written_ != milliseconds{} && age < kStatusPause)
-            return status_is_wrong_ ? kStatusPause - age : milliseconds::max();
-        const bool written = tell::write_status(base::public_folder(), judge_, facts(), now.wall);
+        const auto due = status_written_ + kStatusPause;
+        if (!status_is_old_) return Rota::kNotByItself;
+        if (Rota::Clock::now() < due) return status_is_wrong_ ? due : Rota::kNotByItself;
+        const bool written = tell::write_status(base::public_folder(), judge_, facts(), watch::now().wall);
         if (!written && !status_failed_) log(std::string(tell::kStatusName) + ": " + std::strerror(errno));
         status_failed_ = !written;
         status_is_old_ = status_is_wrong_ = false;
-        status_written_ = now.since_boot;
-        return milliseconds::max();
+        status_written_ = Rota::Clock::now();
+        return Rota::kNotByItself;
     }
 
   private:
@@ -123,10 +132,11 @@ class Told {
 
     std::mutex mutex_;
     std::function<void(const std::string&)> publish_;
+    std::function<void()> on_old_status_ = [] {};
     watch::Judge judge_;
     tell::EventLog log_;
     std::map<std::string, Flood> floods_;
-    milliseconds status_written_{};
+    Rota::Clock::time_point status_written_ = Rota::Clock::now() - kStatusPause;
     bool status_is_old_ = false;
     bool status_is_wrong_ = false;
     bool status_failed_ = false;
@@ -134,55 +144,39 @@ class Told {
 
 namespace {
 
-/// Looks at a resource when it is time to, and sees to the status in between.
-class Watcher {
-  public:
-    Watcher(std::shared_ptr<Told> told, const watch::SamplerRow& row)
-        : told_(std::move(told)), resource_(row.resource), sampler_(row.make()) {}
+/// A look at a resource.
+Rota::Task watching(const std::shared_ptr<Told>& told, const watch::SamplerRow& row) {
+    return {row.resource, [told, resource = std::string(row.resource),
+                           sampler = std::shared_ptr<watch::Sampler>(row.make())](const std::stop_token&) {
+                const auto readings = sampler->look(watch::now());
+                told->take(resource, readings);
+                return Rota::meeting(sampler->interval());
+            }};
+}
 
-    milliseconds step(bool woken) {
-        auto now = watch::now();
-        if (woken || now.since_boot >= next_) {
-            const auto readings = sampler_->look(now);
-            told_->take(resource_, readings);
-            // From when this look was due: the time that it took does not add up.
-            const milliseconds interval = sampler_->interval();
-            next_ =
-                woken || next_ + interval <= now.since_boot ? now.since_boot + interval : next_ + interval;
-            now = watch::now();
-        }
-        const milliseconds rest = std::max(next_ - now.since_boot, milliseconds(1));
-        return std::min(told_->refresh_status(), rest);
-    }
-
-  private:
-    std::shared_ptr<Told> told_;
-    std::string resource_;
-    std::unique_ptr<watch::Sampler> sampler_;
-    milliseconds next_{};
-};
+/// All of them, and last what writes down what they found.
+std::vector<Rota::Task> tasks(const std::shared_ptr<Told>& told) {
+    std::vector<Rota::Task> all{controller_watch()};
+    for (const watch::SamplerRow& row : watch::samplers())
+        all.push_back(watching(told, row));
+    all.push_back({kStatusTask, [told](const std::stop_token&) { return told->refresh_status(); }});
+    return all;
+}
 
 }  // namespace
 
 Monitor::Monitor(std::function<void(const std::string&)> publish)
-    : told_(std::make_shared<Told>(std::move(publish))) {
-    for (const watch::SamplerRow& row : watch::samplers()) {
-        workers_.try_emplace(row.resource, row.resource,
-                             [watcher = std::make_shared<Watcher>(told_, row)](
-                                 const std::stop_token&, bool woken) { return watcher->step(woken); });
-    }
+    : told_(std::make_shared<Told>(std::move(publish))), rota_(tasks(told_)) {
+    told_->on_old_status([this] { rota_.wake(kStatusTask); });
 }
 
 /// A thread that hangs may come back when there is nobody any more to publish to.
 Monitor::~Monitor() {
     told_->stop_publishing();
-    for (auto& [name, worker] : workers_)
-        worker.stop();
 }
 
 void Monitor::look_at(std::string_view resource) {
-    for (auto& [name, worker] : workers_)
-        if (resource.empty() || resource == name) worker.wake();
+    rota_.wake(resource);
 }
 
 }  // namespace zel::service

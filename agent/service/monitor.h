@@ -1,18 +1,18 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Watching: each resource is looked at by a thread of its own, judged, and what changes is told.
+// Watching: each resource is looked at when it is time to, judged, and what changes is told. Looks that hang delay
+// nobody.
 #pragma once
 
 #include <functional>
-#include <map>
 #include <memory>
 #include <string>
 #include <string_view>
 
-#include "worker.h"
+#include "rota.h"
 
 namespace zel::service {
 
-/// What all watching threads share.
+/// What all watching shares.
 class Told;
 
 class Monitor {
@@ -29,7 +29,7 @@ class Monitor {
 
   private:
     std::shared_ptr<Told> told_;
-    std::map<std::string, Worker, std::less<>> workers_;
+    Rota rota_;
 };
 
 }  // namespace zel::service

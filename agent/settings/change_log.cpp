@@ -92,13 +92,38 @@ void tell_registry(const Change& change, const Tell& tell) {
         tell_field(*cpu == "TOTAL" ? kCpuTotal : kCpuRow, change.group, "cpu." + *cpu, change, tell);
 }
 
+std::string message_of(const ToldChange& change) {
+    return change.path + ": " + change.before + " -> " + change.after;
+}
+
+void trace_change(const ToldChange& change) {
+    ZEL_TRACE(TRACE_LEVEL_INFO, "%s", message_of(change).c_str());
+}
+
+/// False where there is no journal to take it.
+bool send_change(const ToldChange& change) {
+    system::JournalEntry entry;
+    entry.add("MESSAGE", message_of(change));
+    entry.add("MESSAGE_ID", kMessageId);
+    entry.add("PRIORITY", "5");
+    entry.add("SYSLOG_IDENTIFIER", "zelagent");
+    entry.add("ZEL_EVENT", "change");
+    entry.add("ZEL_RESOURCE", change.path.substr(0, change.path.find_first_of(".[")));
+    entry.add("ZEL_PATH", change.path);
+    entry.add("ZEL_OLD", change.before);
+    entry.add("ZEL_NEW", change.after);
+    return entry.send();
+}
+
 /// Gives each change to `tell` until too many were told: naming thousands takes longer than writing them.
 template <class Each>
 void tell_all(Changed changes, const Each& each) {
     std::size_t told_so_far = 0;
+    bool journal = true;
     const Tell tell = [&](const ToldChange& change) {
         ++told_so_far;
-        log_change(change);
+        trace_change(change);
+        journal = journal && send_change(change);  // where there is none it is asked once
     };
     for (; !changes.empty() && told_so_far < kMostTold; changes = changes.subspan(1))
         each(changes.front(), tell);
@@ -112,19 +137,8 @@ std::string without_type(const std::string& stored) {
 }
 
 void log_change(const ToldChange& change) {
-    const std::string message = change.path + ": " + change.before + " -> " + change.after;
-    ZEL_TRACE(TRACE_LEVEL_INFO, "%s", message.c_str());
-    system::JournalEntry entry;
-    entry.add("MESSAGE", message);
-    entry.add("MESSAGE_ID", kMessageId);
-    entry.add("PRIORITY", "5");
-    entry.add("SYSLOG_IDENTIFIER", "zelagent");
-    entry.add("ZEL_EVENT", "change");
-    entry.add("ZEL_RESOURCE", change.path.substr(0, change.path.find_first_of(".[")));
-    entry.add("ZEL_PATH", change.path);
-    entry.add("ZEL_OLD", change.before);
-    entry.add("ZEL_NEW", change.after);
-    entry.send();
+    trace_change(change);
+    send_change(change);
 }
 
 void log_registry_changes(Changed changes) {

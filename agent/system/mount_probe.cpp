@@ -82,7 +82,7 @@ class Hanging {
     }
 };
 
-/// One round of questions about mounts of different paths.
+/// One round of questions, at least one, about mounts of different paths.
 class Round {
   public:
     explicit Round(std::span<const Mount* const> questions)
@@ -91,6 +91,7 @@ class Round {
     /// False, and logged, when no child can be started.
     bool run(std::size_t most_children) {
         const auto deadline = Clock::now() + kLongest;
+        if (board_ && ask_root() && complete()) return true;
         if (most_children == 0) errno = EAGAIN;
         if (most_children == 0 || !board_ || !done_ || !start()) {
             ZEL_TRACE(TRACE_LEVEL_RESOURCE, "No mount is asked, for want of a process: %s.",
@@ -114,6 +115,15 @@ class Round {
     [[nodiscard]] std::span<const Answer> answers() const { return board_.answers(); }
 
   private:
+    /// The root is asked without a child, where it comes first: who cannot reach it cannot go on anyway.
+    bool ask_root() {
+        if (questions_.front()->path != "/") return false;
+        ask("/", board_.answers().front());
+        board_->next = 1;
+        board_->given = 1;
+        return true;
+    }
+
     [[nodiscard]] bool complete() const { return board_->given == questions_.size(); }
 
     bool start() {

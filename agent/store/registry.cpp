@@ -64,6 +64,11 @@ std::optional<Value> parse_value(std::string_view text) {
     return static_cast<std::uint32_t>(number);
 }
 
+std::optional<std::uint32_t> number_in(const std::optional<Value>& value) {
+    const auto* number = value ? std::get_if<std::uint32_t>(&*value) : nullptr;
+    return number != nullptr ? std::optional(*number) : std::nullopt;
+}
+
 struct Formatter {
     std::string operator()(std::uint32_t number) const { return "dword:" + std::to_string(number); }
     std::string operator()(const std::string& text) const { return "sz:" + text; }
@@ -78,7 +83,7 @@ struct Formatter {
     }
 };
 
-// Of names that differ only in case, the last one of the file counts, here and in `Place` below.
+// Of names that differ only in case, the last one of the file counts, here and in `Edit::Places` below.
 using Values = std::unordered_map<std::string, std::optional<Value>>;
 using Keys = std::map<std::string, Values>;
 
@@ -104,50 +109,86 @@ std::shared_ptr<const Snapshot> current() {
     return file.current();
 }
 
-/// Where one key's values stand in the file, in the file's own spelling.
-struct Place {
-    std::string group;
-    std::unordered_map<std::string, std::pair<std::string, std::string>> values;  ///< group and name
+}  // namespace
 
-    [[nodiscard]] std::pair<std::string, std::string> of(std::string_view name) const {
-        const auto known = values.find(fold(name));
-        return known == values.end() ? std::pair(group, std::string(name)) : known->second;
-    }
-};
-
-Place locate(const KeyFile& file, std::string_view key) {
-    Place place{.group = clean_path(key), .values = {}};
-    const std::string wanted = fold(place.group);
-    for (const std::string& group : file.groups()) {
-        if (folded_path(group) != wanted) continue;
-        place.group = group;
-        for (const std::string& name : file.keys(group)) {
-            place.values.insert_or_assign(fold(name), std::pair(group, name));
+/// Where keys and their values stand in the file, in the file's own spelling. Groups are folded once for all that
+/// is asked; the names of a key when it is asked for.
+class Edit::Places {
+  public:
+    explicit Places(KeyFile& file) : file_(file) {
+        for (std::string& group : file.groups()) {
+            std::string key = folded_path(group);
+            groups_[std::move(key)].push_back(std::move(group));
         }
     }
-    return place;
+
+    std::optional<Value> get(std::string_view key, std::string_view name) {
+        const auto& names = of(key).names;
+        const auto known = names.find(fold(name));
+        const auto text =
+            known != names.end() ? file_.get(known->second.group, known->second.name) : std::nullopt;
+        return text ? parse_value(*text) : std::nullopt;
+    }
+
+    bool set(std::string_view key, std::string_view name, const Value& value) {
+        Place& place = of(key);
+        const auto& spelling =
+            place.names.try_emplace(fold(name), Spelling{place.group, std::string(name)}).first->second;
+        return file_.set(spelling.group, spelling.name, std::visit(Formatter{}, value));
+    }
+
+    bool add(std::string_view key) { return file_.add_group(of(key).group); }
+
+  private:
+    struct Spelling {
+        std::string group;
+        std::string name;
+    };
+    struct Place {
+        std::string group;  ///< That of new values.
+        std::unordered_map<std::string, Spelling> names;
+    };
+
+    Place& of(std::string_view key) {
+        const std::string folded = folded_path(key);
+        const auto [known, is_new] = places_.try_emplace(folded);
+        if (is_new) known->second = find(key, folded);
+        return known->second;
+    }
+
+    Place find(std::string_view key, const std::string& folded) {
+        Place place{.group = clean_path(key), .names = {}};
+        const auto groups = groups_.find(folded);
+        if (groups == groups_.end()) return place;
+        place.group = groups->second.back();
+        for (const std::string& group : groups->second) {
+            for (std::string& name : file_.keys(group)) {
+                std::string plain = fold(name);
+                place.names.insert_or_assign(std::move(plain), Spelling{group, std::move(name)});
+            }
+        }
+        return place;
+    }
+
+    KeyFile& file_;
+    std::unordered_map<std::string, std::vector<std::string>> groups_;
+    std::unordered_map<std::string, Place> places_;
+};
+
+Edit::Edit(KeyFile& file) : places_(std::make_unique<Places>(file)) {}
+Edit::~Edit() = default;
+
+std::optional<Value> Edit::get(std::string_view key, std::string_view name) const {
+    return places_->get(key, name);
 }
 
-/// The number of that name, 0 when there is none.
-std::uint32_t counted(const KeyFile& file, const Place& place, std::string_view name) {
-    const auto [group, key] = place.of(name);
-    const auto text = file.get(group, key);
-    const auto value = text ? parse_value(*text) : std::nullopt;
-    const auto* number = value ? std::get_if<std::uint32_t>(&*value) : nullptr;
-    return number != nullptr ? *number : 0;
+bool Edit::set(std::string_view key, std::string_view name, const Value& value) {
+    return places_->set(key, name, value);
 }
 
-/// Runs `change` on the file; its false means that a name or value cannot stand there.
-Status update(const std::function<bool(KeyFile&)>& change, std::vector<KeyFile::Change>* changes = nullptr) {
-    bool fits = true;
-    const Status status = update_key_file(
-        path(), [&](KeyFile& file) { return fits = change(file); }, changes);
-    if (fits) return status;
-    errno = EINVAL;
-    return Status::failed;
+bool Edit::add(std::string_view key) {
+    return places_->add(key);
 }
-
-}  // namespace
 
 const std::string& path() {
     static const std::string& file = *new std::string(base::settings_folder() + "/registry.conf");
@@ -177,32 +218,38 @@ std::optional<Value> get(std::string_view key, std::string_view name) {
 }
 
 std::optional<std::uint32_t> get_dword(std::string_view key, std::string_view name) {
-    const std::optional<Value> value = get(key, name);
-    const auto* number = value ? std::get_if<std::uint32_t>(&*value) : nullptr;
-    return number != nullptr ? std::optional(*number) : std::nullopt;
+    return number_in(get(key, name));
 }
 
 bool is_same_key(std::string_view one, std::string_view other) {
     return folded_path(one) == folded_path(other);
 }
 
+Status change(const std::function<bool(Edit&)>& edit, std::vector<KeyFile::Change>* changes) {
+    bool fits = true;
+    const auto run = [&](KeyFile& file) {
+        Edit on(file);
+        return fits = edit(on);
+    };
+    const Status status = update_key_file(path(), run, changes);
+    if (fits) return status;
+    errno = EINVAL;
+    return Status::failed;
+}
+
 Status set(std::string_view key, std::span<const Entry> values, std::string_view counter,
            std::vector<KeyFile::Change>* changes) {
-    const auto put_all = [&](KeyFile& file) {
-        const Place place = locate(file, key);
-        const auto put = [&](const Entry& entry) {
-            const auto [group, name] = place.of(entry.name);
-            return file.set(group, name, std::visit(Formatter{}, entry.value));
-        };
+    const auto put_all = [&](Edit& edit) {
+        const auto put = [&](const Entry& entry) { return edit.set(key, entry.name, entry.value); };
         if (!std::ranges::all_of(values, put)) return false;
-        return counter.empty() || put({std::string(counter), counted(file, place, counter) + 1});
+        return counter.empty() || edit.set(key, counter, number_in(edit.get(key, counter)).value_or(0) + 1);
     };
-    return update(put_all, changes);
+    return change(put_all, changes);
 }
 
 Status create_key(std::string_view key) {
     if (key_exists(key)) return Status::ok;
-    return update([&](KeyFile& file) { return file.add_group(locate(file, key).group); });
+    return change([&](Edit& edit) { return edit.add(key); });
 }
 
 }  // namespace zel::store::registry

@@ -10,6 +10,8 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -43,6 +45,31 @@ bool key_exists(std::string_view key);
 /// type does not fit the type.
 std::optional<Value> get(std::string_view key, std::string_view name);
 std::optional<std::uint32_t> get_dword(std::string_view key, std::string_view name);
+
+/// The registry as it stands while a change holds its lock.
+class Edit {
+  public:
+    explicit Edit(KeyFile& file);
+    ~Edit();
+    Edit(const Edit&) = delete;
+    Edit& operator=(const Edit&) = delete;
+
+    /// As registry::get, with what was set here already.
+    [[nodiscard]] std::optional<Value> get(std::string_view key, std::string_view name) const;
+    /// Sets one value, in the spelling that the file has. False when a name or the value cannot stand there.
+    [[nodiscard]] bool set(std::string_view key, std::string_view name, const Value& value);
+    /// Makes sure that the key exists, if without values. False when that cannot be its name.
+    [[nodiscard]] bool add(std::string_view key);
+
+  private:
+    class Places;
+    std::unique_ptr<Places> places_;
+};
+
+/// Reads and edits any number of keys in one durable replacement. `failed` leaves every value as it was.
+/// @param edit     Its false leaves the file; the result is then `failed`, with EINVAL in errno.
+/// @param changes  Receives what differs now, values with their types.
+Status change(const std::function<bool(Edit&)>& edit, std::vector<KeyFile::Change>* changes = nullptr);
 
 /// Writes all values under one key in one durable replacement. `failed` leaves every value as it was.
 /// @param counter  The name of a number that grows by one with them, whoever else writes; empty for none.

@@ -80,14 +80,7 @@ extern "C" int GetCpuThreshold(int row, CpuThresholdRow* out) try {
 }
 
 extern "C" int TestInputCpuParameter(const CpuThresholdRow* row) {
-    if (!row) return CPU_TEST_ORDER;
-    int faults = 0;
-    if (std::max(row->fatalReport, row->fatalReset) > 100) faults |= CPU_TEST_FATAL_BIG;
-    if (std::min(row->warningReport, row->warningReset) < 1) faults |= CPU_TEST_WARNING_SMALL;
-    const bool ordered = row->fatalReport > row->fatalReset && row->fatalReset > row->warningReport &&
-                         row->warningReport > row->warningReset;
-    if (!ordered) faults |= CPU_TEST_ORDER;
-    return faults;
+    return row ? settings::judge(*row) : CPU_TEST_ORDER;
 }
 
 extern "C" int PutCpuThreshold(int row, const CpuThresholdRow* values) try {

@@ -82,49 +82,6 @@ bool is_interval(int cycle) {
     return settings::kInterval.allows(static_cast<std::uint64_t>(cycle));
 }
 
-using Listed = std::vector<std::pair<std::string, FsSettings>>;
-
-/// Of `mounts` those that can be listed: they answer, and unless somebody saved their path have a capacity.
-std::vector<zel::system::Mount> ask_candidates(std::vector<zel::system::Mount> mounts,
-                                               const zel::system::SavedPaths& saved) {
-    std::erase_if(mounts, [&](const auto& mount) { return !zel::system::is_candidate(mount, saved); });
-    std::vector<zel::system::Mount> answered = zel::system::ask_mounts(mounts);
-    std::erase_if(answered,
-                  [&](const auto& mount) { return !mount.hundredth && !saved.contains(mount.path); });
-    return answered;
-}
-
-settings::FsSizes sizes_of(const std::vector<zel::system::Mount>& mounts) {
-    settings::FsSizes sizes;
-    for (const auto& mount : mounts)
-        sizes.insert_or_assign(mount.path, mount.hundredth);
-    return sizes;
-}
-
-/// Mounted file systems with their thresholds and the interval; nothing when they are not known.
-std::optional<Listed> list_filesystems(int& interval) {
-    const auto mounts = zel::system::read_mounts();
-    if (!mounts) return std::nullopt;
-    std::vector<zel::system::Mount> chosen;
-    const auto ask = [&](const zel::system::SavedPaths& saved) {
-        const auto answered = ask_candidates(*mounts, saved);
-        chosen = zel::system::choose_mounts(answered, saved);
-        return sizes_of(answered);
-    };
-    settings::FilesystemSettings settings;
-    if (settings::read_filesystems(settings, ask) == zel::store::Status::failed) return std::nullopt;
-
-    Listed listed;
-    for (const auto& mount : chosen) {
-        const auto known = settings.filesystems.find(mount.path);
-        listed.emplace_back(mount.path, known != settings.filesystems.end()
-                                            ? known->second
-                                            : settings::filesystem_defaults(mount.hundredth));
-    }
-    interval = settings.interval;
-    return listed;
-}
-
 /// Sizes of those file systems of a list whose free spaces have them for a limit.
 settings::FsSizes sizes_for(const FsThresholdRecord* head) {
     std::set<std::string> wanted;
@@ -135,18 +92,7 @@ settings::FsSizes sizes_for(const FsThresholdRecord* head) {
     auto mounts = wanted.empty() ? std::nullopt : zel::system::read_mounts();
     if (!mounts) return {};
     std::erase_if(*mounts, [&](const auto& mount) { return !wanted.contains(mount.path); });
-    return sizes_of(zel::system::ask_mounts(*mounts));
-}
-
-/// Wherever something is mounted now.
-settings::FoundNames mounted() {
-    const auto mounts = zel::system::read_mounts();
-    if (!mounts) return std::nullopt;
-    std::set<std::string> paths;
-    for (const auto& mount : *mounts) {
-        paths.insert(mount.path);
-    }
-    return paths;
+    return settings::sizes_of(zel::system::ask_mounts(*mounts));
 }
 
 /// What a caller's list holds; nothing, and logged, when it cannot be saved.
@@ -177,14 +123,14 @@ std::optional<settings::FilesystemSettings> from_list(const FsThresholdRecord* h
 
 extern "C" int File_ReadThresholdFromFile(FsThresholdRecord* head, int* cycle) try {
     if (!head || !cycle) return 0;
-    int interval = 0;
-    const auto listed = list_filesystems(interval);
-    if (!listed || listed->empty()) return 0;
+    const auto listed = settings::list_filesystems();
+    if (!listed || listed->filesystems.empty()) return 0;
+    const auto& filesystems = listed->filesystems;
     FsThresholdRecord* further = nullptr;
-    for (auto one = listed->rbegin(); one + 1 != listed->rend(); ++one) {
+    for (auto one = filesystems.rbegin(); one + 1 != filesystems.rend(); ++one) {
         auto* record = static_cast<FsThresholdRecord*>(std::malloc(sizeof(FsThresholdRecord)));
         if (!record) {
-            ZEL_TRACE(TRACE_LEVEL_RESOURCE, "No memory for %zu records.", listed->size());
+            ZEL_TRACE(TRACE_LEVEL_RESOURCE, "No memory for %zu records.", filesystems.size());
             FreeMemofStruct(&further);
             return 0;
         }
@@ -192,9 +138,9 @@ extern "C" int File_ReadThresholdFromFile(FsThresholdRecord* head, int* cycle) t
         record->next = further;
         further = record;
     }
-    fill_record(*head, listed->front().first, listed->front().second);
+    fill_record(*head, filesystems.front().first, filesystems.front().second);
     head->next = further;
-    *cycle = interval;
+    *cycle = listed->interval;
     return 1;
 } catch (...) {
     return 0;
@@ -218,7 +164,7 @@ extern "C" int TestInputFilesysParameter(FsThresholdRecord* head, int cycle) try
 
 extern "C" int ResetFilesysService(FsThresholdRecord* head, int cycle) try {
     const auto settings = from_list(head, cycle);
-    if (!settings || !settings::save_filesystems(*settings, mounted())) return FS_WRITE_FAILED;
+    if (!settings || !settings::save_filesystems(*settings, settings::mounted())) return FS_WRITE_FAILED;
     return client::reset_service("filesystem") ? kDone : kNoService;
 } catch (...) {
     return FS_WRITE_FAILED;

@@ -4,6 +4,7 @@
 //
 //   "ping"              "ok ZELntserver <version>"
 //   "reload"            "ok": the service has reloaded all settings
+//   "alert test"        "ok": an event that is marked as a test was told
 //   "reset <resource>"  "ok", or "error <why>"; the service reloads that resource's settings
 #pragma once
 

@@ -96,10 +96,14 @@ std::string reload(Resources& resources) {
     return "ok";
 }
 
-std::string answer(std::string_view request, Resources& resources) {
+std::string answer(std::string_view request, Resources& resources, Monitor* monitor) {
     constexpr std::string_view kReset = "reset ";
     if (request == "ping") return std::string("ok ") + kVersion;
     if (request == "events") return "ok";
+    if (request == "alert test" && monitor != nullptr) {
+        monitor->test_telling();
+        return "ok";
+    }
     if (request == "reload") return reload(resources);
     if (request.starts_with(kReset)) return resources.reload(request.substr(kReset.size()));
     return "error unknown request";
@@ -127,9 +131,11 @@ int run() {
     if (may_write_settings()) write_first_values();
     Resources resources;
     resources.reload_all();
-    Server server([&](std::string_view request) { return answer(request, resources); });
+    Monitor* watching = nullptr;
+    Server server([&](std::string_view request) { return answer(request, resources, watching); });
     if (!server.listen()) return 1;
     Monitor monitor([&](const std::string& event) { server.publish(event); });
+    watching = &monitor;
     resources.on_reload([&](const std::string& resource) { monitor.look_at(resource); });
     const EventWatch eventlog("Eventlog_Cycle_Event", [&] { resources.reload("eventlog"); });
     log(std::string(kVersion) + " is ready");

@@ -39,8 +39,9 @@ class Told {
         : publish_(std::move(publish)), log_(base::service_folder(), log) {
         const std::uint64_t known = tell::load_state(base::service_folder(), judge_, log);
         for (const tell::Event& event : log_.open(known)) {
-            judge_.follow({event.resource, settings::unescape_name(event.object), event.kind}, event.to,
-                          event.what == watch::Transition::Kind::gone);
+            if (event.what != watch::Transition::Kind::test)
+                judge_.follow({event.resource, settings::unescape_name(event.object), event.kind}, event.to,
+                              event.what == watch::Transition::Kind::gone);
             tell::send_to_journal(event);  // whose telling may have been cut short
         }
         if (log_.last() > known) save();
@@ -59,6 +60,18 @@ class Told {
         status_is_old_ = true;
         status_is_wrong_ = status_is_wrong_ || !transitions.empty() || judge_.things().size() != known;
         on_old_status_();
+    }
+
+    /// Tells an event that says that it is none.
+    void test() {
+        const std::lock_guard lock(mutex_);
+        watch::Reading reading;
+        reading.object = "test";
+        tell(tell::event_of(
+            {.kind = watch::Transition::Kind::test, .resource = "settings", .reading = reading},
+            watch::now().wall));
+        log_.flush();
+        save();
     }
 
     /// What is done when there is something to write into the status.
@@ -173,6 +186,10 @@ Monitor::Monitor(std::function<void(const std::string&)> publish)
 /// A thread that hangs may come back when there is nobody any more to publish to.
 Monitor::~Monitor() {
     told_->stop_publishing();
+}
+
+void Monitor::test_telling() {
+    told_->test();
 }
 
 void Monitor::look_at(std::string_view resource) {

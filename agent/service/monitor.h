@@ -27,6 +27,9 @@ class Monitor {
     /// Looks at a resource at once: its settings have changed. All of them without a name.
     void look_at(std::string_view resource = {});
 
+    /// Tells an event, marked as a test, wherever events are told.
+    void test_telling();
+
   private:
     std::shared_ptr<Told> told_;
     Rota rota_;

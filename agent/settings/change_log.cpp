@@ -28,22 +28,13 @@ std::string told(const Value& value, const std::string& stored) {
     return stored;
 }
 
-constexpr std::array kWhens{"none", "nmi"};
-constexpr std::array kAfters{"none", "hard-reset", "power-off", "power-cycle"};
-
-const char* when_of(std::uint32_t code) {
-    return kWhens.at((code & kInterruptBefore) != 0 ? 1 : 0);
-}
-const char* after_of(std::uint32_t code) {
-    return kAfters.at(code & kAfterMask);
-}
-
 /// Two settings share the byte of actions.
 void tell_actions(const std::string& words, std::int64_t before, std::int64_t after, const Tell& tell) {
-    const auto was = static_cast<std::uint32_t>(before);
-    const auto is = static_cast<std::uint32_t>(after);
-    if (when_of(was) != when_of(is)) tell({words + ".when", when_of(was), when_of(is)});
-    if (after_of(was) != after_of(is)) tell({words + ".after", after_of(was), after_of(is)});
+    for (const ActionPart& part : kActionParts) {
+        const char* const was = part.choice_of(static_cast<std::uint32_t>(before));
+        const char* const is = part.choice_of(static_cast<std::uint32_t>(after));
+        if (was != is) tell({words + '.' + part.words, was, is});
+    }
 }
 
 template <class Table>

@@ -4,14 +4,14 @@
 #include <algorithm>
 #include <limits>
 
+#include "system/mount_probe.h"
+
 namespace zel::settings {
 namespace {
 
 using store::KeyFile;
 
-constexpr ThresholdFile kFile{.name = "filesystem.conf",
-                              .resource = "filesystem",
-                              .naming = {.prefix = "", .name_start = "/", .longest = FS_PATH_SIZE - 1}};
+constexpr const ThresholdFile& kFile = kFilesystemFile;
 constexpr FsLevels kDefaultPercent{95, 90, 85, 80};
 constexpr const char* kModeKey = "mode";
 
@@ -57,8 +57,8 @@ FsSettings read_one(ThresholdReader& reader, const std::string& group, const FsS
                         .percent = {},
                         .space = {}};
     for (std::size_t i = 0; i < kFsLevelNames.size(); ++i) {
-        settings.percent.at(i) = reader.number(group, percent_key(i), {0, 100}, defaults.percent.at(i));
-        settings.space.at(i) = reader.number(group, space_key(i), {}, defaults.space.at(i));
+        settings.percent.at(i) = reader.number(group, percent_key(i), kFsPercent, defaults.percent.at(i));
+        settings.space.at(i) = reader.number(group, space_key(i), kFsSpace, defaults.space.at(i));
     }
     if (judge(settings, std::nullopt) != 0) {  // whatever the size: it may have changed
         reader.tell(group, "the thresholds in force are not in order, all taken as by default");
@@ -86,6 +86,16 @@ bool is_watched(const KeyFile& file, const std::string& group) {
 void remove_forgotten(KeyFile& file, const std::set<std::string>& found) {
     for (const auto& [name, group] : groups_by_name(file, kFile.naming))
         if (!found.contains(name) && !is_watched(file, group)) file.remove_group(group);
+}
+
+/// Of `mounts` those that can be listed: they answer, and unless somebody saved their path have a capacity.
+std::vector<system::Mount> ask_candidates(std::vector<system::Mount> mounts,
+                                          const system::SavedPaths& saved) {
+    std::erase_if(mounts, [&](const auto& mount) { return !system::is_candidate(mount, saved); });
+    std::vector<system::Mount> answered = system::ask_mounts(mounts);
+    std::erase_if(answered,
+                  [&](const auto& mount) { return !mount.hundredth && !saved.contains(mount.path); });
+    return answered;
 }
 
 }  // namespace
@@ -127,6 +137,46 @@ store::Status read_filesystems(FilesystemSettings& settings,
         settings.filesystems[name] = read_one(reader, group, size != sizes.end() ? size->second : FsSize());
     }
     return status;
+}
+
+FsSizes sizes_of(const std::vector<system::Mount>& mounts) {
+    FsSizes sizes;
+    for (const auto& mount : mounts)
+        sizes.insert_or_assign(mount.path, mount.hundredth);
+    return sizes;
+}
+
+std::optional<FilesystemList> list_filesystems() {
+    const auto mounts = system::read_mounts();
+    if (!mounts) return std::nullopt;
+    FilesystemList list;
+    std::vector<system::Mount> chosen;
+    const auto ask = [&](const system::SavedPaths& saved) {
+        const auto answered = ask_candidates(*mounts, saved);
+        chosen = system::choose_mounts(answered, saved);
+        return list.sizes = sizes_of(answered);
+    };
+    FilesystemSettings settings;
+    if (read_filesystems(settings, ask) == store::Status::failed) return std::nullopt;
+    for (const auto& mount : chosen) {
+        const auto known = settings.filesystems.find(mount.path);
+        list.filesystems.emplace_back(mount.path, known != settings.filesystems.end()
+                                                      ? known->second
+                                                      : filesystem_defaults(mount.hundredth));
+    }
+    list.interval = settings.interval;
+    return list;
+}
+
+/// Wherever something is mounted now.
+FoundNames mounted() {
+    const auto mounts = system::read_mounts();
+    if (!mounts) return std::nullopt;
+    std::set<std::string> paths;
+    for (const auto& mount : *mounts) {
+        paths.insert(mount.path);
+    }
+    return paths;
 }
 
 bool save_filesystems(const FilesystemSettings& settings, const FoundNames& found) {

@@ -14,10 +14,13 @@
 #include <array>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <map>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "system/mounts.h"
 #include "threshold_file.h"
@@ -25,12 +28,22 @@
 
 namespace zel::settings {
 
+inline constexpr ThresholdFile kFilesystemFile{
+    .name = "filesystem.conf",
+    .resource = "filesystem",
+    .naming = {.prefix = "", .name_start = "/", .longest = FS_PATH_SIZE - 1}};
+
 /// The four thresholds of one form: fatal report, fatal reset, warning report, warning reset.
 using FsLevels = std::array<std::int32_t, 4>;
 
 /// Their names in the file.
 inline constexpr std::array<const char*, 4> kFsLevelNames{"fatal.report", "fatal.reset", "warning.report",
                                                           "warning.reset"};
+
+/// What one threshold may be in each form; which values fit together `judge` knows.
+inline constexpr Value kFsPercent = number("percent", "percent", 0, 100, 0, Unit::percent);
+inline constexpr Value kFsSpace =
+    number("space", "space", 0, std::numeric_limits<std::int32_t>::max(), 0, Unit::mebibytes);
 
 /// The modes' names in the file, from FS_MODE_OFF.
 inline constexpr std::array<std::string_view, 3> kFsModeNames{"off", "percent", "space"};
@@ -44,6 +57,7 @@ struct FsSettings {
     int mode = FS_MODE_OFF;
     FsLevels percent{};  ///< In use.
     FsLevels space{};    ///< Free MiB.
+    bool operator==(const FsSettings&) const = default;
 };
 
 struct FilesystemSettings {
@@ -54,6 +68,9 @@ struct FilesystemSettings {
 /// One hundredth of a file system's capacity in MiB, nothing when that is not known.
 using FsSize = std::optional<std::uint64_t>;
 using FsSizes = std::map<std::string, FsSize>;  ///< By path; a missing one is not known.
+
+/// The sizes that these mounts told.
+FsSizes sizes_of(const std::vector<system::Mount>& mounts);
 
 /// What a file system of this size starts from; its free spaces are 0 when the size is not known.
 FsSettings filesystem_defaults(const FsSize& size);
@@ -69,6 +86,18 @@ int judge(const FsSettings& settings, const FsSize& size);
 /// @param sizes_of  Asked once, about the file systems of the file.
 store::Status read_filesystems(FilesystemSettings& settings,
                                const std::function<FsSizes(const system::SavedPaths&)>& sizes_of);
+
+/// What is mounted and can be watched, with its settings.
+struct FilesystemList {
+    int interval = 0;
+    std::vector<std::pair<std::string, FsSettings>> filesystems;  ///< The root first, then by path.
+    FsSizes sizes;
+};
+/// Asks the mounted file systems; nothing when they or the settings cannot be read.
+std::optional<FilesystemList> list_filesystems();
+
+/// Wherever something is mounted now.
+FoundNames mounted();
 
 /// Writes interval and file systems in one replacement. A file system that is neither watched nor in the file
 /// is not added; those of the file that `settings` does not name keep their thresholds. What then is neither

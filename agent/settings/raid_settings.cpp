@@ -10,9 +10,7 @@ namespace zel::settings {
 namespace {
 
 constexpr const char* kModule = "raid";
-// No group of it is about one thing.
-constexpr ThresholdFile kFile{
-    .name = "zelmlx.inf", .resource = "raid", .naming = {.prefix = "", .name_start = "", .longest = 0}};
+constexpr const ThresholdFile& kFile = kRaidFile;
 using store::KeyFile;
 using store::Status;
 

@@ -7,8 +7,13 @@
 #pragma once
 
 #include "store/key_file.h"
+#include "threshold_file.h"
 
 namespace zel::settings {
+
+// No group of it is about one thing.
+inline constexpr ThresholdFile kRaidFile{
+    .name = "zelmlx.inf", .resource = "raid", .naming = {.prefix = "", .name_start = "", .longest = 0}};
 
 /// Reads the interval; it is the default when there is no file (`not_found`).
 /// @return `failed` when the file cannot be opened, `corrupt` when it does not hold a sane interval; both are

@@ -42,6 +42,16 @@ std::string read_text(const Text& text) {
     return text.fallback;
 }
 
+int judge(const CpuThresholdRow& row) {
+    int faults = 0;
+    if (std::max(row.fatalReport, row.fatalReset) > 100) faults |= CPU_TEST_FATAL_BIG;
+    if (std::min(row.warningReport, row.warningReset) < 1) faults |= CPU_TEST_WARNING_SMALL;
+    const bool ordered = row.fatalReport > row.fatalReset && row.fatalReset > row.warningReport &&
+                         row.warningReport > row.warningReset;
+    if (!ordered) faults |= CPU_TEST_ORDER;
+    return faults;
+}
+
 bool is_valid(const Value& value, std::uint64_t number) {
     const bool valid = value.allows(number);
     if (!valid) ZEL_TRACE(TRACE_LEVEL_ERROR, "%s %llu is refused.", value.name, 0ULL + number);

@@ -62,6 +62,10 @@ inline CpuThresholdRow read_cpu_row(int row) {
     return read_record(row == 0 ? kCpuTotal : kCpuRow, cpu_row_key(row));
 }
 
+/// Judges the thresholds of a row that is watched.
+/// @return CPU_TEST_ bits.
+int judge(const CpuThresholdRow& row);
+
 /// Tells whether a number is in its range; one that is not is logged in the trace.
 bool is_valid(const Value& value, std::uint64_t number);
 

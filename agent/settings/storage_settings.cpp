@@ -10,23 +10,15 @@ namespace {
 
 using store::KeyFile;
 
-constexpr ThresholdFile kFile{
-    .name = "storage.conf",
-    .resource = "storage",
-    .naming = {.prefix = "device ", .name_start = "", .longest = STORAGE_NAME_SIZE - 1}};
+constexpr const ThresholdFile& kFile = kStorageFile;
 
 StorageThresholdItem default_item(const StorageErrorKind& kind) {
     return {.fatal = kind.fatal, .warning = kind.warning, .state = STORAGE_STATE_ON};
 }
 
-bool is_valid(const StorageThresholdItem& item) {
-    return item.warning >= 0 && item.fatal > item.warning &&
-           (item.state == STORAGE_STATE_ON || item.state == STORAGE_STATE_OFF);
-}
-
 std::optional<int> parse_threshold(std::string_view text) {
     const auto number = store::parse_int(text);
-    if (!number || *number < 0 || *number > std::numeric_limits<int>::max()) return std::nullopt;
+    if (!number || !kStorageThreshold.allows(static_cast<std::uint64_t>(*number))) return std::nullopt;
     return static_cast<int>(*number);
 }
 
@@ -87,8 +79,13 @@ StorageItems storage_defaults() {
     return items;
 }
 
+bool is_valid(const StorageThresholdItem& item) {
+    return item.warning >= 0 && item.fatal > item.warning &&
+           (item.state == STORAGE_STATE_ON || item.state == STORAGE_STATE_OFF);
+}
+
 bool are_valid(const StorageItems& items) {
-    return std::ranges::all_of(items, is_valid);
+    return std::ranges::all_of(items, [](const StorageThresholdItem& item) { return is_valid(item); });
 }
 
 store::Status read_storage(StorageSettings& settings) {

@@ -10,13 +10,23 @@
 #pragma once
 
 #include <array>
+#include <limits>
 #include <map>
 #include <string>
 
 #include "threshold_file.h"
 #include "zel/access_monitor.h"
 
+inline bool operator==(const StorageThresholdItem& one, const StorageThresholdItem& other) {
+    return one.fatal == other.fatal && one.warning == other.warning && one.state == other.state;
+}
+
 namespace zel::settings {
+
+inline constexpr ThresholdFile kStorageFile{
+    .name = "storage.conf",
+    .resource = "storage",
+    .naming = {.prefix = "device ", .name_start = "", .longest = STORAGE_NAME_SIZE - 1}};
 
 /// Thresholds of one device, in the order of the kinds of errors.
 using StorageItems = std::array<StorageThresholdItem, STORAGE_ERROR_KINDS>;
@@ -40,8 +50,14 @@ inline constexpr std::array<StorageErrorKind, STORAGE_ERROR_KINDS> kStorageKinds
     {"hardware", 10, 5},
 }};
 
+/// What one threshold may be.
+inline constexpr Value kStorageThreshold = number("", "", 0, std::numeric_limits<std::int32_t>::max(), 0);
+
 /// What a device starts from.
 StorageItems storage_defaults();
+
+/// True when the thresholds fit together.
+bool is_valid(const StorageThresholdItem& item);
 
 /// True when all items can be saved: fatal > warning >= 0, and switched on or off.
 bool are_valid(const StorageItems& items);

@@ -10,7 +10,6 @@
 
 #include <cstddef>
 #include <functional>
-#include <limits>
 #include <map>
 #include <optional>
 #include <set>
@@ -88,7 +87,7 @@ class ThresholdReader {
   public:
     struct Range {
         int least = 0;
-        int greatest = std::numeric_limits<int>::max();
+        int greatest = 0;
     };
 
     /// @param file  Kept by reference.
@@ -99,9 +98,12 @@ class ThresholdReader {
     ThresholdReader& operator=(const ThresholdReader&) = delete;
 
     int number(const std::string& group, const std::string& key, Range range, int fallback);
+    int number(const std::string& group, const std::string& key, const Value& value, int fallback) {
+        return number(group, key, {static_cast<int>(value.least), static_cast<int>(value.greatest)},
+                      fallback);
+    }
     int number(const std::string& group, const Value& value) {
-        return number(group, value.name, {static_cast<int>(value.least), static_cast<int>(value.greatest)},
-                      static_cast<int>(value.fallback));
+        return number(group, value.name, value, static_cast<int>(value.fallback));
     }
     /// The position of the value among `words`.
     std::size_t word(const std::string& group, const std::string& key,

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <limits>
@@ -17,11 +18,36 @@ enum class Type {
 };
 
 /// What a number counts.
-enum class Unit { none, seconds, percent };
+enum class Unit { none, seconds, percent, mebibytes, degrees, millivolts };
 
 inline constexpr std::uint32_t kInterruptBefore = 0x20;  ///< The time-out begins with a diagnostic interrupt.
 inline constexpr std::uint32_t kAfterMask = 0x03;  ///< Then: 0 nothing, 1 reset, 2 power off, 3 power cycle.
 inline constexpr std::uint32_t kResetAfter = 1;
+
+/// The two settings that the byte of actions holds: their words on command lines, and those of what they may be, by the
+/// bits of the mask.
+struct ActionPart {
+    const char* words;
+    std::uint32_t mask;
+    std::array<const char*, 4> choices;
+    std::size_t count;
+    const char* meaning;
+
+    [[nodiscard]] constexpr const char* choice_of(std::uint32_t code) const {
+        return choices.at((code & mask) >> static_cast<unsigned>(std::countr_zero(mask)));
+    }
+    [[nodiscard]] constexpr std::uint32_t bits_of(std::size_t choice) const {
+        return static_cast<std::uint32_t>(choice) << static_cast<unsigned>(std::countr_zero(mask));
+    }
+};
+inline constexpr std::array kActionParts{
+    ActionPart{"when", kInterruptBefore, {"none", "nmi"}, 2, "what happens before the time is over"},
+    ActionPart{"after",
+               kAfterMask,
+               {"none", "hard-reset", "power-off", "power-cycle"},
+               4,
+               "what happens when the time is over"},
+};
 
 /// One setting that is a number: its name where it is kept, its words on command lines, its range, and what it is
 /// while nobody has set it, or an invalid one is kept.
@@ -33,6 +59,7 @@ struct Value {
     std::uint32_t greatest;
     std::uint32_t fallback;
     Unit unit = Unit::none;
+    const char* meaning = "";  ///< For who chooses one: a few words.
 
     /// A negative number of a caller's, converted, is above every range.
     [[nodiscard]] constexpr bool allows(std::uint64_t number) const {
@@ -43,14 +70,15 @@ struct Value {
 };
 
 constexpr Value number(const char* name, const char* words, std::uint32_t least, std::uint32_t greatest,
-                       std::uint32_t fallback, Unit unit = Unit::none) {
-    return {name, words, Type::number, least, greatest, fallback, unit};
+                       std::uint32_t fallback, Unit unit = Unit::none, const char* meaning = "") {
+    return {name, words, Type::number, least, greatest, fallback, unit, meaning};
 }
-constexpr Value flag(const char* name, const char* words, bool fallback) {
-    return {name, words, Type::flag, 0, 1, fallback};
+constexpr Value flag(const char* name, const char* words, bool fallback, const char* meaning = "") {
+    return {name, words, Type::flag, 0, 1, fallback, Unit::none, meaning};
 }
-constexpr Value actions(const char* name, const char* words, std::uint32_t fallback) {
-    return {name, words, Type::actions, 0, kInterruptBefore | kAfterMask, fallback};
+/// @param words  None: its two parts have theirs (kWhen, kAfter).
+constexpr Value actions(const char* name, std::uint32_t fallback) {
+    return {name, "", Type::actions, 0, kInterruptBefore | kAfterMask, fallback};
 }
 /// A number that has every value of its type.
 constexpr Value any_number(const char* name) {

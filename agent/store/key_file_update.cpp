@@ -9,12 +9,15 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <mutex>
+#include <set>
 #include <utility>
 
 #include "base/file_io.h"
 #include "base/own_folder.h"
 #include "base/paths.h"
 #include "key_file.h"
+#include "key_file_lock.h"
 #include "key_file_read.h"
 #include "zel/trace.h"
 
@@ -105,6 +108,16 @@ base::UniqueFd lock_for_update(const base::OwnFolder& folder, const std::string&
     }
 }
 
+/// The files whose locks are held for several changes.
+struct Held {
+    std::mutex mutex{};
+    std::set<std::string> paths{};
+};
+Held& held() {
+    static Held& only = *new Held;  // never destroyed: threads may still write while the process ends
+    return only;
+}
+
 /// A file that does not parse reads as empty: replacing it must lose nothing.
 bool keep_aside(const base::OwnFolder& folder, const std::string& file) {
     const auto aside = folder.keep_aside(file);
@@ -125,8 +138,9 @@ Status update_key_file(const std::string& path, const std::function<bool(KeyFile
                        std::vector<KeyFile::Change>* changes) {
     const auto folder = base::OwnFolder::make(base::parent_folder(path));
     const std::string name = base::last_name(path);
-    const base::UniqueFd lock = folder ? lock_for_update(folder, name) : base::UniqueFd();
-    if (!lock) return Status::failed;
+    base::UniqueFd lock;
+    if (folder && !holds_lock(path)) lock = lock_for_update(folder, name);
+    if (!folder || (!lock && !holds_lock(path))) return Status::failed;
     remove_stale_temporaries(folder, name);
 
     KeyFile file;
@@ -144,6 +158,42 @@ Status update_key_file(const std::string& path, const std::function<bool(KeyFile
                           (found != Status::corrupt || keep_aside(folder, name)) && replacement.commit();
     if (replaced && changes) *changes = file.take_changes();
     return replaced ? Status::ok : Status::failed;
+}
+
+bool holds_lock(const std::string& path) {
+    const std::lock_guard guard(held().mutex);
+    return held().paths.contains(path);
+}
+
+std::optional<HeldLocks> HeldLocks::take(std::vector<std::string> paths) {
+    std::ranges::sort(paths);  // all in one order, so that no two wait for each other
+    HeldLocks locks;
+    for (std::string& path : paths) {
+        const auto folder = base::OwnFolder::make(base::parent_folder(path));
+        auto lock = folder ? lock_for_update(folder, base::last_name(path)) : base::UniqueFd();
+        if (!lock) return std::nullopt;
+        const std::lock_guard guard(held().mutex);
+        held().paths.insert(path);
+        locks.paths_.push_back(std::move(path));
+        locks.locks_.push_back(std::move(lock));
+    }
+    return locks;
+}
+
+HeldLocks::HeldLocks(HeldLocks&& other) noexcept
+    : paths_(std::exchange(other.paths_, {})), locks_(std::move(other.locks_)) {}
+
+HeldLocks& HeldLocks::operator=(HeldLocks&& other) noexcept {
+    std::swap(paths_, other.paths_);
+    std::swap(locks_, other.locks_);
+    return *this;
+}
+
+HeldLocks::~HeldLocks() {
+    const base::ErrnoKeeper keep;
+    const std::lock_guard guard(held().mutex);
+    for (const std::string& path : paths_)
+        held().paths.erase(path);
 }
 
 bool replace_file(const std::string& path, std::string_view bytes) {

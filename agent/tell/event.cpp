@@ -18,10 +18,12 @@ namespace zel::tell {
 namespace {
 
 using base::Json;
+using base::number_at;
+using base::text_at;
 using watch::Level;
 using What = watch::Transition::Kind;
 
-constexpr std::array kWhatNames{"level", "unreadable", "readable", "gone", "unsteady", "steady"};
+constexpr std::array kWhatNames{"level", "unreadable", "readable", "gone", "unsteady", "steady", "test"};
 // As struct tm counts them: what the clock's type can hold, and some more.
 constexpr int kFirstYear = 70;
 constexpr int kLastYear = 300;
@@ -62,22 +64,10 @@ std::string sentence(const watch::Transition& transition) {
             return "unsteady, " + level + " now; told once an hour until it is steady for an hour";
         case What::steady:
             return "steady again, " + level;
+        case What::test:
+            return "nothing has happened; this is how an alert arrives";
     }
     return level;
-}
-
-template <class Number>
-std::optional<Number> number_at(const Json& json, const char* name) {
-    const auto found = json.find(name);
-    if (found == json.end() || !found->is_number_integer()) return std::nullopt;
-    if (found->is_number_unsigned() && found->get<std::uint64_t>() > std::numeric_limits<std::int64_t>::max())
-        return std::nullopt;
-    return found->get<Number>();
-}
-
-std::string text_at(const Json& json, const char* name) {
-    const auto found = json.find(name);
-    return found != json.end() && found->is_string() ? found->get<std::string>() : std::string();
 }
 
 }  // namespace
@@ -126,12 +116,12 @@ std::optional<Event> from_line(std::string_view line) try {
     if (line.size() > base::kLongestEventLine) return std::nullopt;
     const auto json = base::parse_json(line);
     if (!json.is_object()) return std::nullopt;
-    const auto seq = number_at<std::int64_t>(json, "seq");
+    const auto seq = number_at(json, "seq");
     const auto time = time_of(text_at(json, "time"));
     const auto from = watch::level_of(text_at(json, "from"));
     const auto to = watch::level_of(text_at(json, "to"));
     const auto what = std::ranges::find(kWhatNames, text_at(json, "event"));
-    if (number_at<int>(json, "schema") != kSchema || !seq || *seq < 1 || !time || !from || !to ||
+    if (number_at(json, "schema") != kSchema || !seq || *seq < 1 || !time || !from || !to ||
         what == kWhatNames.end())
         return std::nullopt;
     return Event{.seq = static_cast<std::uint64_t>(*seq),
@@ -142,9 +132,9 @@ std::optional<Event> from_line(std::string_view line) try {
                  .kind = text_at(json, "kind"),
                  .from = *from,
                  .to = *to,
-                 .value = number_at<std::int64_t>(json, "value"),
+                 .value = number_at(json, "value"),
                  .unit = text_at(json, "unit"),
-                 .limit = number_at<std::int64_t>(json, "limit"),
+                 .limit = number_at(json, "limit"),
                  .message = text_at(json, "message")};
 } catch (const std::exception&) {
     return std::nullopt;

@@ -23,6 +23,7 @@ struct Transition {
         gone,        ///< It is no longer there, or no longer watched.
         unsteady,    ///< It changes too often to be told each time.
         steady,      ///< It no longer does.
+        test,        ///< Nothing has happened: somebody tries how it is told.
     } kind = Kind::level;
     std::string resource;
     Reading reading;  ///< Where it was read before, its last value.

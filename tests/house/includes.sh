@@ -25,7 +25,7 @@ for folder in src agent tests bench tools; do
 done
 # The agent's rooms, each with those that it may include: arrows run downwards only (docs/ARCHITECTURE.md).
 while read -r room allowed; do
-    forbid "agent/$room" "(base|trace|store|client|system|settings|watch|tell|bmc|compat|smbios|sensorshare|access|service|hooks)/" \
+    forbid "agent/$room" "(base|trace|store|client|system|settings|watch|tell|bmc|compat|smbios|sensorshare|access|service|hooks|ctl)/" \
         "(${allowed:-none})/"
 done <<'EOT'
 base
@@ -43,6 +43,7 @@ sensorshare store|system
 access base|store|client|system|settings|bmc
 service base|store|client|system|settings|watch|tell|bmc
 hooks base|store
+ctl base|store|client|system|settings|tell|bmc|hooks
 EOT
 # Panels call newt through Dialog and the widgets' helpers only, where its traps are known.
 if grep -rnE 'newt\.newt' src/monitor src/ipmi src/control src/main/menu.cpp src/main/panel_table.cpp; then

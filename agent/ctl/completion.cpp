@@ -1,0 +1,107 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include <unistd.h>
+
+#include "base/paths.h"
+#include "document.h"
+#include "machine.h"
+#include "plan.h"
+#include "verbs.h"
+
+namespace zel::ctl {
+namespace {
+
+/// Asks the program itself: the paths are those of the machine that it runs on.
+constexpr const char* kScript = R"sh(# shellcheck shell=bash
+_zelctl() {
+    local word verb choices
+    COMPREPLY=()
+    word=${COMP_LINE:0:COMP_POINT}
+    word=${word##* }
+    verb=${COMP_WORDS[1]}
+    if [ "$COMP_CWORD" -eq 1 ]; then
+        choices=$("${COMP_WORDS[0]}" completion verbs 2>/dev/null)
+    elif [[ $word == -* ]]; then
+        choices=$("${COMP_WORDS[0]}" completion "$verb" 2>/dev/null)
+    else
+        case $verb in
+            get | set | reset | describe) choices=$("${COMP_WORDS[0]}" completion paths 2>/dev/null) ;;
+            export) choices=$("${COMP_WORDS[0]}" completion resources 2>/dev/null) ;;
+            check | diff | apply) mapfile -t COMPREPLY < <(compgen -f -- "$word"); return ;;
+            alert) choices=test ;;
+            watchdog) choices=$'status\ndisarm' ;;
+            identify) choices=off ;;
+            boot-mode) choices=$'get\non\noff' ;;
+            completion) choices=bash ;;
+        esac
+    fi
+    local choice
+    while IFS= read -r choice; do
+        if [[ -n $choice && $choice == "$word"* ]]; then COMPREPLY+=("$(printf %q "$choice")"); fi
+    done <<<"$choices"
+    if [ "$verb" = set ] && [ "${#COMPREPLY[@]}" -eq 1 ]; then
+        COMPREPLY[0]+==
+        compopt -o nospace
+    fi
+}
+complete -F _zelctl zelctl
+)sh";
+
+std::string lines(const std::vector<std::string>& words) {
+    std::string text;
+    for (const std::string& word : words)
+        text.append(word).append("\n");
+    return text;
+}
+
+/// No controller is asked while somebody types: its sensors are completed where they are known by their number only.
+std::vector<std::string> paths() {
+    Names names;
+    for (const Resource& resource : resources())
+        if (resource.read != read_temperatures && resource.read != read_voltages) names.insert(resource.name);
+    Machine machine;
+    Problems none;
+    machine.read(names, none, ::geteuid() != 0 && !base::is_private_agent());
+    std::vector<std::string> all;
+    for (const Setting& setting : machine.settings())
+        all.push_back(text_of(setting.path));
+    return all;
+}
+
+std::vector<std::string> options_of(const Verb& verb) {
+    std::vector<std::string> all{"--json", "--help"};
+    std::string_view rest = verb.options;
+    while (!rest.empty()) {
+        const std::size_t end = std::min(rest.find(' '), rest.size());
+        all.push_back("--" + std::string(rest.substr(0, end)));
+        rest.remove_prefix(std::min(end + 1, rest.size()));
+    }
+    return all;
+}
+
+}  // namespace
+
+Exit run_completion(const Request& request, Answer& answer) {
+    const std::string& what = request.words.front();
+    std::vector<std::string> words;
+    if (what == "bash") {
+        answer.text = kScript;
+    } else if (what == "verbs") {
+        for (const Verb& verb : verbs())
+            words.emplace_back(verb.name);
+    } else if (what == "paths") {
+        words = paths();
+    } else if (what == "resources") {
+        for (const Resource& resource : resources())
+            words.emplace_back(resource.name);
+    } else if (const Verb* const verb = verb_of(what)) {
+        words = options_of(*verb);
+    } else {
+        answer.problems.push_back({"", "completion needs bash"});
+        return Exit::usage;
+    }
+    answer.text += lines(words);
+    answer.json = {{"schema", kSchema}, {"completion", answer.text}};
+    return Exit::done;
+}
+
+}  // namespace zel::ctl

@@ -1,0 +1,180 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "document.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <unordered_set>
+#include <utility>
+
+#include "resource.h"
+#include "settings/threshold_file.h"
+
+namespace zel::ctl {
+namespace {
+
+constexpr std::size_t kDeepest = 32;
+
+/// Takes a document as it is read. The library's own tree would take the last of two equal keys and wrap a number that
+/// is too large.
+class Reader : public nlohmann::json_sax<Json> {
+  public:
+    Reader(Document& document, Problems& problems) : document_(document), problems_(problems) {}
+
+    bool null() override { return take(nullptr); }
+    bool boolean(bool value) override { return take(value); }
+    bool number_integer(number_integer_t value) override { return take(value); }
+    bool number_unsigned(number_unsigned_t value) override { return take(value); }
+    bool number_float(number_float_t /*value*/, const string_t& text) override {
+        return refuse("'" + text + "' is not a whole number");
+    }
+    bool string(string_t& value) override { return take(value); }
+    bool binary(binary_t& /*value*/) override { return refuse("is binary"); }
+
+    bool start_object(std::size_t /*elements*/) override {
+        if (levels_.size() >= kDeepest)
+            return stop("nests deeper than " + std::to_string(kDeepest) + " levels");
+        if (levels_.size() == 1 && levels_.front().key != "settings")
+            refuse(levels_.front().key == "schema" || levels_.front().key == "tag" ? "is an object"
+                                                                                   : "is unknown");
+        levels_.emplace_back();
+        if (levels_.size() == 3) document_.resources.insert(levels_[1].key);
+        return true;
+    }
+    bool key(string_t& name) override {
+        levels_.back().key = name;
+        const Resource* const resource = levels_.size() > 1 ? resource_of(levels_[1].key) : nullptr;
+        const bool object = levels_.size() == 3 && resource != nullptr && resource->bracketed;
+        if (!object && name.find_first_of(".[]") != std::string::npos) return refuse("is unknown");
+        if (!levels_.back().seen.insert(name).second) problems_.push_back({path(), "is given twice"});
+        return true;
+    }
+    bool end_object() override {
+        levels_.pop_back();
+        return true;
+    }
+    bool start_array(std::size_t /*elements*/) override { return stop("is a list"); }
+    bool end_array() override { return true; }
+    bool parse_error(std::size_t position, const std::string& /*token*/,
+                     const nlohmann::detail::exception& /*error*/) override {
+        return stop("is no JSON from byte " + std::to_string(position) + " on");
+    }
+
+  private:
+    struct Level {
+        std::string key;
+        std::unordered_set<std::string> seen;
+    };
+
+    /// The path of what is being read.
+    [[nodiscard]] std::string path() const {
+        if (levels_.size() < 2) return levels_.empty() ? "" : levels_.front().key;
+        Path path{.resource = levels_[1].key};
+        std::size_t next = 2;
+        const Resource* const resource = resource_of(path.resource);
+        if (resource != nullptr && resource->bracketed && levels_.size() > 3) {
+            path.object = settings::escape_name(settings::unescape_name(levels_[next].key));
+            ++next;
+        }
+        for (; next < levels_.size(); ++next)
+            path.rest.append(path.rest.empty() ? "" : ".").append(levels_[next].key);
+        return text_of(path);
+    }
+
+    bool refuse(std::string why) {
+        problems_.push_back({path(), std::move(why)});
+        return true;
+    }
+    bool stop(std::string why) {
+        refuse(std::move(why));
+        return false;
+    }
+
+    bool take(Json value) {
+        if (levels_.empty()) return stop("is no object");
+        if (levels_.size() == 1) return take_heading(value);
+        if (levels_.size() == 2) return refuse("is no object");
+        document_.wishes.push_back({path(), std::move(value)});
+        return true;
+    }
+    bool take_heading(const Json& value) {
+        const std::string& key = levels_.front().key;
+        if (key == "schema") return value == Json(kSchema) || refuse("is not " + std::to_string(kSchema));
+        if (key == "tag") return value.is_string() || refuse("is no text");
+        return refuse(key == "settings" ? "is no object" : "is unknown");
+    }
+
+    Document& document_;
+    Problems& problems_;
+    std::vector<Level> levels_;
+};
+
+/// What its settings have in common with others has been opened above `depth`.
+struct Leaf {
+    std::vector<std::string> parts;
+    Json value;
+};
+
+Json object_of(std::span<Leaf> leaves, std::size_t depth) {
+    Json object = Json::object();
+    auto& members = object.get_ref<Json::object_t&>();
+    while (!leaves.empty()) {
+        const std::string& name = leaves.front().parts[depth];
+        const bool last = leaves.front().parts.size() == depth + 1;
+        const auto end =
+            std::ranges::find_if_not(leaves, [&](const Leaf& leaf) { return leaf.parts[depth] == name; });
+        const auto count = static_cast<std::size_t>(end - leaves.begin());
+        // Without the library's look-up, which goes through all members.
+        if (last)
+            members.emplace_back(name, std::move(leaves.front().value));
+        else
+            members.emplace_back(name, object_of(leaves.first(count), depth + 1));
+        leaves = leaves.subspan(last ? 1 : count);
+    }
+    return object;
+}
+
+void append(std::string& text, const Json& json, std::size_t depth) {
+    constexpr std::size_t kUnfolded = 3;  // the document, its settings, a resource
+    if (!json.is_object() || json.empty() || depth >= kUnfolded) {
+        text += base::json_text(json);
+        return;
+    }
+    const std::string indent(2 * depth, ' ');
+    const char* separator = "{\n";
+    for (const auto& [key, value] : json.items()) {
+        text.append(separator).append(indent).append("  ").append(base::json_text(key)).append(": ");
+        append(text, value, depth + 1);
+        separator = ",\n";
+    }
+    text.append("\n").append(indent).append("}");
+}
+
+}  // namespace
+
+Document parse_document(std::string_view text, Problems& problems) {
+    Document document;
+    if (text.size() > kLargestDocument) {
+        problems.push_back({"", "the document is larger than 1 MiB"});
+        return document;
+    }
+    Reader reader(document, problems);
+    Json::sax_parse(text, &reader);
+    return document;
+}
+
+Json nested(std::span<const Setting* const> settings, const Values& values, bool secrets) {
+    std::vector<Leaf> leaves;
+    leaves.reserve(settings.size());
+    for (const Setting* setting : settings)
+        if (secrets || !setting->kind->secret)
+            leaves.push_back({parts_of(setting->path), setting->get(values)});
+    return object_of(leaves, 0);
+}
+
+std::string document_text(const Json& document) {
+    std::string text;
+    append(text, document, 0);
+    return text + '\n';
+}
+
+}  // namespace zel::ctl

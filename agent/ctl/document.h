@@ -1,0 +1,39 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Settings as a JSON document.
+//
+//   {"schema":1,"tag":"9f2c...","settings":{"cpu":{"interval":10,"TOTAL":{"enable":true}},"filesystem":{"/var":{}}}}
+#pragma once
+
+#include <set>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "setting.h"
+
+namespace zel::ctl {
+
+inline constexpr int kSchema = 1;
+inline constexpr std::size_t kLargestDocument = std::size_t{1} << 20U;
+
+/// What a document, or the arguments of a command, want.
+struct Wish {
+    std::string path;
+    Json value;
+};
+struct Document {
+    std::set<std::string> resources{};
+    std::vector<Wish> wishes{};
+};
+
+/// Reads a document. Problems are what is no JSON, nests too deep, has a key twice or one that no document has.
+Document parse_document(std::string_view text, Problems& problems);
+
+/// One of each setting, nested by its path.
+Json nested(std::span<const Setting* const> settings, const Values& values, bool secrets);
+
+/// A document's text: one line for each object of a resource.
+std::string document_text(const Json& document);
+
+}  // namespace zel::ctl

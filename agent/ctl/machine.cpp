@@ -1,0 +1,184 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "machine.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <numeric>
+
+#include "client/reset_service.h"
+
+namespace zel::ctl {
+namespace {
+
+/// How many characters have to be changed, added or left out to make one text of the other.
+std::size_t distance(std::string_view one, std::string_view other) {
+    std::vector<std::size_t> row(other.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (std::size_t i = 0; i < one.size(); ++i) {
+        std::size_t diagonal = row.front()++;
+        for (std::size_t k = 0; k < other.size(); ++k) {
+            const std::size_t replaced = diagonal + (one[i] == other[k] ? 0 : 1);
+            diagonal = row[k + 1];
+            row[k + 1] = std::min({row[k] + 1, row[k + 1] + 1, replaced});
+        }
+    }
+    return row.back();
+}
+
+Contents sample_contents() {
+    Contents contents{.defaults = true};
+    Problems none;
+    read_registry(contents, none);
+    contents.cpus = {"TOTAL", "N"};
+    contents.values.cpus.resize(2);
+    contents.disks = {"DEVICE"};
+    contents.values.disks = {settings::storage_defaults()};
+    contents.filesystems = {"PATH"};
+    contents.values.filesystems = {settings::filesystem_defaults(std::nullopt)};
+    for (const auto kind : {bmc::Kind::temperature, bmc::Kind::voltage}) {
+        bmc::SensorState state{.settable = true, .monitor = 1};
+        state.sensor.kind = kind;
+        state.sensor.settable = std::numeric_limits<std::uint8_t>::max();
+        contents.sensors.push_back(std::move(state));
+        contents.values.sensors.emplace_back();
+    }
+    return contents;
+}
+
+}  // namespace
+
+Machine Machine::sample() {
+    Machine machine;
+    machine.contents_ = sample_contents();
+    for (const Resource& resource : resources())
+        resource.list(machine.contents_);
+    for (Setting& setting : machine.contents_.settings)
+        if (setting.path.object == "0.0") setting.path.object = "LUN.NUMBER";
+    machine.index();
+    return machine;
+}
+
+Exit Machine::read(const Names& names, Problems& problems, bool defaults) {
+    contents_.defaults = defaults;
+    Exit exit = Exit::done;
+    std::set<Exit (*)(Contents&, Problems&)> done;
+    for (const Resource& resource : resources()) {
+        if (!names.contains(resource.name)) continue;
+        if (done.insert(resource.read).second) {
+            const Exit one = resource.read(contents_, problems);
+            if (one != Exit::done) exit = one;
+            if (one == Exit::failed) continue;
+        }
+        resource.list(contents_);
+    }
+    index();
+    return exit;
+}
+
+void Machine::index() {
+    for (std::size_t i = 0; i < contents_.settings.size(); ++i)
+        index_.try_emplace(text_of(contents_.settings[i].path), i);
+}
+
+Path Machine::own_path(Path path) const {
+    const auto alias = contents_.aliases.find({path.resource, path.object});
+    if (alias != contents_.aliases.end() && !alias->second.empty()) path.object = alias->second;
+    return path;
+}
+
+std::vector<const Setting*> Machine::below(const Path& path) const {
+    const Path own = own_path(path);
+    std::vector<const Setting*> found;
+    for (const Setting& setting : contents_.settings)
+        if (holds(own, setting.path)) found.push_back(&setting);
+    return found;
+}
+
+const Setting* Machine::find(const Path& path) const {
+    const auto found = index_.find(text_of(own_path(path)));
+    return found != index_.end() ? &contents_.settings[found->second] : nullptr;
+}
+
+std::string Machine::nearest(const std::string& path) const {
+    std::string nearest;
+    std::size_t least = std::numeric_limits<std::size_t>::max();
+    for (const Setting& setting : contents_.settings) {
+        const std::string known = text_of(setting.path);
+        if (const std::size_t far = distance(path, known); far < least) {
+            least = far;
+            nearest = known;
+        }
+    }
+    return nearest;
+}
+
+std::vector<Change> Machine::changes(const Values& wanted) const {
+    std::vector<Change> changes;
+    for (const Setting& setting : contents_.settings) {
+        Json from = setting.get(contents_.values);
+        Json to = setting.get(wanted);
+        if (from != to) changes.push_back({&setting, std::move(from), std::move(to)});
+    }
+    return changes;
+}
+
+void Machine::judge(const Values& wanted, Problems& problems) const {
+    std::set<void (*)(const Contents&, const Values&, Problems&)> done;
+    for (const Resource& resource : resources())
+        if (resource.judge != nullptr && done.insert(resource.judge).second)
+            resource.judge(contents_, wanted, problems);
+}
+
+Exit Machine::write(const Values& wanted, std::optional<store::HeldLocks>& locks, Problems& problems) {
+    Names changed;
+    for (const Change& change : changes(wanted))
+        changed.insert(change.setting->path.resource);
+    const auto any = [&](auto... names) { return (changed.contains(names) || ...); };
+    struct Step {
+        bool due;
+        bool (*write)(const Contents&, const Values&, Problems&);
+    };
+    const std::array steps{
+        Step{any("agent", "cpu", "eventlog", "lan", "rack", "shutdown", "snmp", "watchdog"), write_registry},
+        Step{any("storage"), write_storage}, Step{any("filesystem"), write_filesystems},
+        Step{any("raid"), write_raid}};
+    bool written = false;
+    for (const Step& step : steps) {
+        if (!step.due) continue;
+        if (!step.write(contents_, wanted, problems)) return written ? Exit::in_part : Exit::failed;
+        written = true;
+    }
+    locks.reset();
+    Exit exit = Exit::done;
+    if (any("temperature", "voltage")) exit = write_sensors(contents_, wanted, problems);
+    if (exit == Exit::no_controller && written) exit = Exit::in_part;
+    for (const Resource& resource : resources()) {
+        if (!resource.reloaded || !changed.contains(resource.name) || client::reset_service(resource.name))
+            continue;
+        problems.push_back({"", "the service was not there to take the settings up; it will when it starts"});
+        return exit == Exit::done ? Exit::no_service : exit;
+    }
+    return exit;
+}
+
+std::string Machine::tag(const Names& names, const Values& values) const {
+    std::uint64_t hash = 0xcbf29ce484222325;  // FNV-1a: finds changes, and is not meant against more
+    const auto add = [&hash](std::string_view text) {
+        for (const char c : text)
+            hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3;
+    };
+    for (const std::string& name : names) {
+        for (const Setting& setting : contents_.settings) {
+            if (setting.kind->secret || setting.path.resource != name) continue;
+            add(text_of(setting.path) + '=' + base::json_text(setting.get(values)) + '\n');
+        }
+    }
+    constexpr std::string_view kDigits = "0123456789abcdef";
+    std::string text;
+    for (int shift = 60; shift >= 0; shift -= 4)
+        text += kDigits[hash >> static_cast<unsigned>(shift) & 0xFU];
+    return text;
+}
+
+}  // namespace zel::ctl

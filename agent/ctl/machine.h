@@ -1,0 +1,58 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The machine's settings as they stand: read by resource, judged, written.
+#pragma once
+
+#include <optional>
+#include <set>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "exit.h"
+#include "resource.h"
+#include "setting.h"
+#include "store/key_file_lock.h"
+
+namespace zel::ctl {
+
+/// Names of resources.
+using Names = std::set<std::string>;
+
+class Machine {
+  public:
+    /// One that has one of everything, under names that stand for any: what may be set at all.
+    static Machine sample();
+
+    /// Reads the settings of these resources. What cannot be read is among the problems; the rest is there.
+    /// @param defaults  Takes what settings are without anybody's choice, where they may not be read.
+    Exit read(const Names& names, Problems& problems, bool defaults = false);
+
+    [[nodiscard]] const std::vector<Setting>& settings() const { return contents_.settings; }
+    [[nodiscard]] const Values& values() const { return contents_.values; }
+    /// Those below a path; a sensor is known by its name, too.
+    [[nodiscard]] std::vector<const Setting*> below(const Path& path) const;
+    [[nodiscard]] const Setting* find(const Path& path) const;
+    /// The path that is most like a wrong one.
+    [[nodiscard]] std::string nearest(const std::string& path) const;
+
+    /// All settings that differ from what was read.
+    [[nodiscard]] std::vector<Change> changes(const Values& wanted) const;
+    /// Judges what differs, as the panels do.
+    void judge(const Values& wanted, Problems& problems) const;
+    /// Writes what differs, the files first, and has the service take it up.
+    /// @param locks  On the files; given up once these are written, for a controller takes its time.
+    /// @return done, in_part, no_service, no_controller or failed.
+    Exit write(const Values& wanted, std::optional<store::HeldLocks>& locks, Problems& problems);
+
+    /// A hash of what these resources have, in which secrets play no part.
+    [[nodiscard]] std::string tag(const Names& names, const Values& values) const;
+
+  private:
+    void index();
+    [[nodiscard]] Path own_path(Path path) const;
+
+    Contents contents_;
+    std::unordered_map<std::string, std::size_t> index_;
+};
+
+}  // namespace zel::ctl

@@ -1,0 +1,88 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "plan.h"
+
+#include <unordered_set>
+
+namespace zel::ctl {
+namespace {
+
+bool has_object(const Machine& machine, const Path& path) {
+    return !machine.below({path.resource, path.object}).empty();
+}
+
+/// One wish; its setting when there is one.
+const Setting* take(const Machine& machine, const Wish& wish, Plan& plan, Problems& problems) {
+    const auto path = parse_path(wish.path);
+    const Setting* const setting = path ? machine.find(*path) : nullptr;
+    if (setting == nullptr) {
+        if (path && !path->object.empty() && !has_object(machine, *path)) {
+            problems.push_back({wish.path, "is not on this machine"});
+            plan.exit = plan.exit == Exit::done ? Exit::no_such_object : plan.exit;
+            return nullptr;
+        }
+        tell_unknown(machine, wish.path, problems);
+        plan.exit = Exit::invalid;
+        return nullptr;
+    }
+    if (setting->get(machine.values()) == wish.value) return setting;
+    const std::string fault = fault_of(*setting->kind, wish.value);
+    if (fault.empty()) {
+        setting->put(plan.wanted, wish.value);
+    } else {
+        problems.push_back({wish.path, fault});
+        plan.exit = Exit::invalid;
+    }
+    return setting;
+}
+
+}  // namespace
+
+Plan make_plan(const Machine& machine, std::span<const Wish> wishes, Problems& problems) {
+    Plan plan{.wanted = machine.values(), .changes = {}};
+    std::unordered_set<const Setting*> seen;
+    bool names_permit = false;
+    for (const Wish& wish : wishes) {
+        const Setting* const setting = take(machine, wish, plan, problems);
+        if (setting != nullptr && !seen.insert(setting).second) {
+            problems.push_back({wish.path, "is given twice"});
+            plan.exit = Exit::invalid;
+        }
+        names_permit = names_permit || wish.path == "snmp.permit";
+    }
+    // Without SNMP nothing is permitted through it: who switches it off need not say so.
+    if (!names_permit && plan.wanted.snmp.enable == 0) plan.wanted.snmp.permit = 0;
+    const std::size_t known = problems.size();
+    machine.judge(plan.wanted, problems);
+    if (problems.size() > known) plan.exit = Exit::invalid;
+    if (plan.exit == Exit::done) plan.changes = machine.changes(plan.wanted);
+    return plan;
+}
+
+Exit tell_unknown(const Machine& machine, const std::string& path, Problems& problems) {
+    const std::string nearest = machine.nearest(path);
+    problems.push_back({path, "is unknown" + (nearest.empty() ? "" : "; did you mean " + nearest + "?")});
+    return Exit::no_such_object;
+}
+
+Exit add_resources(std::span<const std::string> paths, Names& names, Problems& problems) {
+    Exit exit = Exit::done;
+    for (const std::string& text : paths) {
+        const auto path = parse_path(text);
+        if (path && resource_of(path->resource) != nullptr) {
+            names.insert(path->resource);
+        } else {
+            exit = tell_unknown(Machine::sample(), text, problems);
+        }
+    }
+    return exit;
+}
+
+Names all_resources() {
+    Names names;
+    for (const Resource& resource : resources())
+        if ((resource.read != read_temperatures && resource.read != read_voltages) || has_controller())
+            names.insert(resource.name);
+    return names;
+}
+
+}  // namespace zel::ctl

@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The JSON Schema of documents and answers, made of what the settings may be.
+#include "document.h"
+#include "machine.h"
+#include "verbs.h"
+
+namespace zel::ctl {
+namespace {
+
+Json schema_of(const Kind& kind) {
+    Json json;
+    switch (kind.type) {
+        case Kind::Type::number:
+            json = {{"type", "integer"}};
+            if (kind.least != kind.greatest) {
+                json["minimum"] = kind.least;
+                json["maximum"] = kind.greatest;
+            }
+            break;
+        case Kind::Type::flag:
+            json = {{"type", "boolean"}};
+            break;
+        case Kind::Type::word:
+            json = {{"enum", kind.words}};
+            break;
+        case Kind::Type::text:
+            json = {{"type", "string"}};
+            break;
+    }
+    const std::string unit = unit_name(kind.unit);
+    json["description"] = kind.meaning + (unit.empty() ? "" : ", " + unit);
+    return json;
+}
+
+/// Adds a setting where its path leads.
+void add(Json& object, std::span<const std::string> parts, const Resource& resource, std::size_t depth,
+         const Kind& kind) {
+    if (!object.contains("type")) object = {{"type", "object"}, {"additionalProperties", false}};
+    // What stands for any object's name.
+    const bool any =
+        (depth == 1 && resource.bracketed && parts.size() > 1) || (depth == 1 && parts.front() == "N");
+    Json& member = any ? object["patternProperties"][parts.front() == "N" ? "^[1-9][0-9]*$" : "^."]
+                       : object["properties"][parts.front()];
+    if (parts.size() == 1)
+        member = schema_of(kind);
+    else
+        add(member, parts.subspan(1), resource, depth + 1, kind);
+}
+
+Json settings_schema() {
+    const Machine sample = Machine::sample();
+    Json settings;
+    for (const Setting& setting : sample.settings()) {
+        const auto parts = parts_of(setting.path);
+        add(settings, parts, *resource_of(setting.path.resource), 0, *setting.kind);
+    }
+    // An interval stands beside the objects of its resource, whose names may be any.
+    for (auto& [name, resource] : settings["properties"].items()) {
+        if (!resource.contains("patternProperties") || !resource.contains("properties")) continue;
+        std::string others = "^(?!(";
+        for (const auto& [own, unused] : resource["properties"].items())
+            others.append(others.back() == '(' ? "" : "|").append(own);
+        Json objects = resource["patternProperties"].front();
+        if (resource["patternProperties"].contains("^."))
+            resource["patternProperties"] = {{others + ")$).", std::move(objects)}};
+    }
+    return settings;
+}
+
+}  // namespace
+
+Json schema() {
+    const Json text{{"type", "string"}};
+    const Json any = Json::object();
+    const Json change{{"type", "object"},
+                      {"required", {"path", "from", "to"}},
+                      {"additionalProperties", false},
+                      {"properties", {{"path", text}, {"from", any}, {"to", any}}}};
+    const Json error{{"type", "object"},
+                     {"required", {"path", "message"}},
+                     {"additionalProperties", false},
+                     {"properties", {{"path", text}, {"message", text}}}};
+    const Json list{{"type", "array"}};
+    return {{"$schema", "https://json-schema.org/draft/2020-12/schema"},
+            {"title", "Settings of the agent: documents that zelctl reads, and what it answers with --json"},
+            {"type", "object"},
+            {"required", {"schema"}},
+            {"properties",
+             {{"schema", {{"const", kSchema}}},
+              {"tag", {{"type", {"string", "null"}}}},
+              {"settings", {{"anyOf", {{{"$ref", "#/$defs/settings"}}, {{"$ref", "#/$defs/descriptions"}}}}}},
+              {"changes", {{"type", "array"}, {"items", change}}},
+              {"errors", {{"type", "array"}, {"items", error}}},
+              {"applied", {{"type", "boolean"}}},
+              {"valid", {{"type", "boolean"}}},
+              {"resources", list},
+              {"objects", list},
+              {"events", list}}},
+            {"$defs", {{"settings", settings_schema()}, {"descriptions", list}}}};
+}
+
+}  // namespace zel::ctl

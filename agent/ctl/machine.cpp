@@ -102,7 +102,7 @@ const Setting* Machine::find(const Path& path) const {
 
 std::string Machine::nearest(const std::string& path) const {
     std::string nearest;
-    std::size_t least = std::numeric_limits<std::size_t>::max();
+    std::size_t least = path.size() / 3 + 2;  // what is further off helps nobody
     for (const Setting& setting : contents_.settings) {
         const std::string known = text_of(setting.path);
         if (const std::size_t far = distance(path, known); far < least) {

@@ -32,7 +32,7 @@ class Machine {
     /// Those below a path; a sensor is known by its name, too.
     [[nodiscard]] std::vector<const Setting*> below(const Path& path) const;
     [[nodiscard]] const Setting* find(const Path& path) const;
-    /// The path that is most like a wrong one.
+    /// The path that is most like a wrong one; empty when none is like it.
     [[nodiscard]] std::string nearest(const std::string& path) const;
 
     /// All settings that differ from what was read.

@@ -13,6 +13,7 @@
 #include <string_view>
 
 #include "base/paths.h"
+#include "resource.h"
 #include "verbs.h"
 #include "zel/tracelog.h"
 
@@ -90,12 +91,12 @@ CommandLine parse(int argc, char** argv) {
     CommandLine line;
     opterr = 0;
     for (;;) {
-        const int at = std::max(optind, 1);
         const int found = ::getopt_long(argc, argv, ":h", known.data(), nullptr);
         if (found == -1) break;
         if (found == '?' || found == ':') {
             if (line.fault.empty())
-                line.fault = std::string(argv[at]) + (found == ':' ? " needs a value" : " is no option");
+                line.fault =
+                    std::string(argv[optind - 1]) + (found == ':' ? " needs a value" : " is no option");
         } else if (found == kHelp || found == 'h') {
             line.help = true;
         } else if (found == kVersion) {
@@ -149,7 +150,7 @@ Exit run(int argc, char** argv) {
     }
     if (std::string why = fault_of(*verb, line); !why.empty())
         return refuse(line, Exit::usage, why + "; zelctl " + verb->name + " --help tells more");
-    if (!verb->open && ::geteuid() != 0 && !base::is_private_agent())
+    if (!verb->open && !may_change())
         return refuse(line, Exit::not_permitted,
                       std::string(verb->name) + " is root's: run it as root or with sudo");
     Answer answer;

@@ -6,22 +6,13 @@
 namespace zel::ctl {
 namespace {
 
-bool has_object(const Machine& machine, const Path& path) {
-    return !machine.below({path.resource, path.object}).empty();
-}
-
 /// One wish; its setting when there is one.
 const Setting* take(const Machine& machine, const Wish& wish, Plan& plan, Problems& problems) {
     const auto path = parse_path(wish.path);
     const Setting* const setting = path ? machine.find(*path) : nullptr;
     if (setting == nullptr) {
-        if (path && !path->object.empty() && !has_object(machine, *path)) {
-            problems.push_back({wish.path, "is not on this machine"});
-            plan.exit = plan.exit == Exit::done ? Exit::no_such_object : plan.exit;
-            return nullptr;
-        }
-        tell_unknown(machine, wish.path, problems);
-        plan.exit = Exit::invalid;
+        const Exit unknown = tell_unknown(machine, wish.path, problems);
+        if (plan.exit == Exit::done) plan.exit = unknown;
         return nullptr;
     }
     if (setting->get(machine.values()) == wish.value) return setting;
@@ -59,6 +50,11 @@ Plan make_plan(const Machine& machine, std::span<const Wish> wishes, Problems& p
 }
 
 Exit tell_unknown(const Machine& machine, const std::string& path, Problems& problems) {
+    const auto parsed = parse_path(path);
+    if (parsed && !parsed->object.empty() && machine.below({parsed->resource, parsed->object}).empty()) {
+        problems.push_back({path, "is not on this machine"});
+        return Exit::no_such_object;
+    }
     const std::string nearest = machine.nearest(path);
     problems.push_back({path, "is unknown" + (nearest.empty() ? "" : "; did you mean " + nearest + "?")});
     return Exit::no_such_object;

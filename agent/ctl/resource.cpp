@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "resource.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 
+#include "base/paths.h"
 #include "bmc/settings.h"
 
 namespace zel::ctl {
@@ -41,6 +44,11 @@ const Resource* resource_of(const std::string& name) {
 bool has_controller() {
     const auto settings = bmc::read_settings();
     return settings && bmc::is_present(*settings);
+}
+
+bool may_change() {
+    return ::geteuid() == 0 ||
+           (base::is_private_agent() && ::access(base::settings_folder().c_str(), W_OK) == 0);
 }
 
 }  // namespace zel::ctl

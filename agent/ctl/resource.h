@@ -46,6 +46,9 @@ const Resource* resource_of(const std::string& name);
 /// True when agent.conf names a controller.
 bool has_controller();
 
+/// True for root, and for the owner of a private agent.
+bool may_change();
+
 /// Writes what differs; nothing is done when nothing does.
 /// @param failure  What could not be written.
 /// @return False when it stands as it was.

@@ -44,11 +44,6 @@ std::optional<store::HeldLocks> lock(const Names& names, Problems& problems) {
     return locks;
 }
 
-/// The worse one of two.
-Exit both(Exit one, Exit other) {
-    return one == Exit::done ? other : one;
-}
-
 std::string told(const Setting& setting, const Json& value, bool secrets = false) {
     return setting.kind->secret && !secrets ? kHidden : shown(value_text(value));
 }
@@ -153,7 +148,7 @@ Exit compare(const Request& request, Answer& answer, bool writes, bool& differs)
     if (!wanted) return exit;
     Task task(request, answer);
     task.writes = writes;
-    task.defaults = ::geteuid() != 0 && !base::is_private_agent();
+    task.defaults = !may_change();
     exit = task.run(*std::move(wanted));
     differs = task.differs();
     return exit;
@@ -204,7 +199,7 @@ std::vector<const Setting*> chosen(const Machine& machine, std::span<const std::
             all.push_back(&setting);
     for (const std::string& text : paths) {
         const auto found = machine.below(*parse_path(text));
-        if (found.empty()) exit = both(exit, tell_unknown(machine, text, problems));
+        if (found.empty() && exit == Exit::done) exit = tell_unknown(machine, text, problems);
         for (const Setting* setting : found)
             if (seen.insert(setting).second) all.push_back(setting);
     }
@@ -310,7 +305,7 @@ Exit run_get(const Request& request, Answer& answer) {
     Machine machine;
     Names names;
     Exit exit = read_named(request, machine, names, answer.problems);
-    if (exit == Exit::no_such_object) return exit;
+    if (exit != Exit::done && exit != Exit::no_controller) return exit;
     const auto settings = chosen(machine, request.words, answer.problems, exit);
     std::vector<Row> rows;
     for (const Setting* setting : settings)
@@ -357,20 +352,17 @@ Exit run_set(const Request& request, Answer& answer) {
     Wanted wanted;
     if (const Exit exit = add_resources(paths, wanted.names, answer.problems); exit != Exit::done)
         return exit;
-    bool unknown = false;
     Task task(request, answer);
     task.writes = true;
     task.complete = [&](const Machine& machine, Wanted& all, Problems&) {
         for (const auto& [path, text] : words) {
             const auto parsed = parse_path(path);
             const Setting* const setting = parsed ? machine.find(*parsed) : nullptr;
-            unknown = unknown || setting == nullptr;
             Json value = setting != nullptr ? parse_value(*setting->kind, text) : Json(nullptr);
             all.wishes.push_back({path, value.is_null() ? Json(text) : std::move(value)});
         }
     };
-    const Exit exit = task.run(std::move(wanted));
-    return exit == Exit::invalid && unknown ? Exit::no_such_object : exit;
+    return task.run(std::move(wanted));
 }
 
 Exit run_reset(const Request& request, Answer& answer) {

@@ -19,6 +19,7 @@
 #include "client/service_client.h"
 #include "document.h"
 #include "hooks/log_follower.h"
+#include "resource.h"
 #include "tell/event.h"
 #include "tell/status.h"
 #include "verbs.h"
@@ -123,17 +124,20 @@ std::string status_text(const Json& status) {
                        "; watchdog: " + shown(text_at(watchdog, "state")) +
                        (detail.empty() ? "" : " (" + shown(detail) + ')') + "\n\n";
     std::vector<Row> rows{{"LEVEL", "RESOURCE", "OBJECT", "VALUE", "LIMIT", "SINCE"}};
-    for (const Json& object : status["objects"])
-        rows.push_back({shown(text_at(object, "level")) + (flag_at(object, "stale") ? " (stale)" : ""),
-                        shown(text_at(object, "resource")), name_of(object), amount(object, "value"),
-                        amount(object, "limit"), local_time(text_at(object, "since"))});
+    for (const Json& object : status["objects"]) {
+        const std::string level = text_at(object, "level");
+        const bool stale = flag_at(object, "stale") && level != "unknown";
+        rows.push_back({shown(level) + (stale ? " (stale)" : ""), shown(text_at(object, "resource")),
+                        name_of(object), amount(object, "value"), amount(object, "limit"),
+                        local_time(text_at(object, "since"))});
+    }
     const std::string table = columns(rows);
     return text + (is_coloured() ? coloured(table) : table);
 }
 
 /// True when the service answers; who may not ask it takes its word.
 bool is_running() {
-    if (::geteuid() != 0 && !base::is_private_agent()) return true;
+    if (!may_change()) return true;
     return client::request("ping", std::chrono::steady_clock::now() + std::chrono::seconds(1)).outcome ==
            client::Outcome::ok;
 }

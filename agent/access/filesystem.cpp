@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "client/reset_service.h"
+#include "handed_out.h"
 #include "settings/filesystem_settings.h"
 #include "system/mount_probe.h"
 #include "system/mounts.h"
@@ -23,6 +24,8 @@ namespace {
 namespace settings = zel::settings;
 namespace client = zel::client;
 using settings::FsSettings;
+using settings::KnownFilesystems;
+using zel::access::handed_out;
 
 constexpr const char* kModule = "filesystem";
 constexpr int kDone = 0;
@@ -82,8 +85,6 @@ bool is_interval(int cycle) {
     return settings::kInterval.allows(static_cast<std::uint64_t>(cycle));
 }
 
-using Listed = std::vector<std::pair<std::string, FsSettings>>;
-
 /// Of `mounts` those that can be listed: they answer, and unless somebody saved their path have a capacity.
 std::vector<zel::system::Mount> ask_candidates(std::vector<zel::system::Mount> mounts,
                                                const zel::system::SavedPaths& saved) {
@@ -101,8 +102,18 @@ settings::FsSizes sizes_of(const std::vector<zel::system::Mount>& mounts) {
     return sizes;
 }
 
-/// Mounted file systems with their thresholds and the interval; nothing when they are not known.
-std::optional<Listed> list_filesystems(int& interval) {
+/// Mounted file systems with their thresholds and the interval, in their order.
+struct Listed {
+    std::vector<std::string> paths;
+    KnownFilesystems known;
+
+    [[nodiscard]] const FsSettings& of(const std::string& path) const {
+        return known.settings.filesystems.at(path);
+    }
+};
+
+/// Nothing when they are not known.
+std::optional<Listed> list_filesystems() {
     const auto mounts = zel::system::read_mounts();
     if (!mounts) return std::nullopt;
     std::vector<zel::system::Mount> chosen;
@@ -114,14 +125,16 @@ std::optional<Listed> list_filesystems(int& interval) {
     settings::FilesystemSettings settings;
     if (settings::read_filesystems(settings, ask) == zel::store::Status::failed) return std::nullopt;
 
-    Listed listed;
+    Listed listed{.paths = {},
+                  .known = {.settings = {.interval = settings.interval, .filesystems = {}}, .unsaved = {}}};
     for (const auto& mount : chosen) {
-        const auto known = settings.filesystems.find(mount.path);
-        listed.emplace_back(mount.path, known != settings.filesystems.end()
-                                            ? known->second
-                                            : settings::filesystem_defaults(mount.hundredth));
+        const auto saved = settings.filesystems.find(mount.path);
+        const bool unsaved = saved == settings.filesystems.end();
+        listed.paths.push_back(mount.path);
+        listed.known.settings.filesystems.insert_or_assign(
+            mount.path, unsaved ? settings::filesystem_defaults(mount.hundredth) : saved->second);
+        if (unsaved) listed.known.unsaved.insert(mount.path);
     }
-    interval = settings.interval;
     return listed;
 }
 
@@ -173,28 +186,40 @@ std::optional<settings::FilesystemSettings> from_list(const FsThresholdRecord* h
     return result;
 }
 
+/// The caller's list was saved: of what it was handed out, that is what it has now.
+void remember(const settings::FilesystemSettings& saved, KnownFilesystems known) {
+    known.settings.interval = saved.interval;
+    for (auto& [path, one] : known.settings.filesystems) {
+        const auto now = saved.filesystems.find(path);
+        if (now == saved.filesystems.end()) continue;
+        one = now->second;
+        if (one.mode != FS_MODE_OFF) known.unsaved.erase(path);
+    }
+    handed_out<KnownFilesystems>().keep(known);
+}
+
 }  // namespace
 
 extern "C" int File_ReadThresholdFromFile(FsThresholdRecord* head, int* cycle) try {
     if (!head || !cycle) return 0;
-    int interval = 0;
-    const auto listed = list_filesystems(interval);
-    if (!listed || listed->empty()) return 0;
+    const auto listed = list_filesystems();
+    if (!listed || listed->paths.empty()) return 0;
     FsThresholdRecord* further = nullptr;
-    for (auto one = listed->rbegin(); one + 1 != listed->rend(); ++one) {
+    for (auto path = listed->paths.rbegin(); path + 1 != listed->paths.rend(); ++path) {
         auto* record = static_cast<FsThresholdRecord*>(std::malloc(sizeof(FsThresholdRecord)));
         if (!record) {
-            ZEL_TRACE(TRACE_LEVEL_RESOURCE, "No memory for %zu records.", listed->size());
+            ZEL_TRACE(TRACE_LEVEL_RESOURCE, "No memory for %zu records.", listed->paths.size());
             FreeMemofStruct(&further);
             return 0;
         }
-        fill_record(*record, one->first, one->second);
+        fill_record(*record, *path, listed->of(*path));
         record->next = further;
         further = record;
     }
-    fill_record(*head, listed->front().first, listed->front().second);
+    fill_record(*head, listed->paths.front(), listed->of(listed->paths.front()));
     head->next = further;
-    *cycle = interval;
+    *cycle = listed->known.settings.interval;
+    handed_out<KnownFilesystems>().keep(listed->known);
     return 1;
 } catch (...) {
     return 0;
@@ -218,7 +243,9 @@ extern "C" int TestInputFilesysParameter(FsThresholdRecord* head, int cycle) try
 
 extern "C" int ResetFilesysService(FsThresholdRecord* head, int cycle) try {
     const auto settings = from_list(head, cycle);
-    if (!settings || !settings::save_filesystems(*settings, mounted())) return FS_WRITE_FAILED;
+    const auto before = handed_out<KnownFilesystems>().last();
+    if (!settings || !settings::save_filesystems(*settings, before, mounted())) return FS_WRITE_FAILED;
+    if (before) remember(*settings, *before);
     return client::reset_service("filesystem") ? kDone : kNoService;
 } catch (...) {
     return FS_WRITE_FAILED;

@@ -16,6 +16,7 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -44,11 +45,19 @@ struct FsSettings {
     int mode = FS_MODE_OFF;
     FsLevels percent{};  ///< In use.
     FsLevels space{};    ///< Free MiB.
+
+    bool operator==(const FsSettings&) const = default;
 };
 
 struct FilesystemSettings {
     int interval = 0;
     std::map<std::string, FsSettings> filesystems;  ///< By path; also of those that are not present.
+};
+
+/// What a caller was handed out.
+struct KnownFilesystems {
+    FilesystemSettings settings;
+    std::set<std::string> unsaved;  ///< Of these, the ones that the file did not hold.
 };
 
 /// One hundredth of a file system's capacity in MiB, nothing when that is not known.
@@ -73,6 +82,10 @@ store::Status read_filesystems(FilesystemSettings& settings,
 /// Writes interval and file systems in one replacement. A file system that is neither watched nor in the file
 /// is not added; those of the file that `settings` does not name keep their thresholds. What then is neither
 /// watched nor found goes. False when that failed; the file then stands as it was.
-bool save_filesystems(const FilesystemSettings& settings, const FoundNames& found);
+/// @param before  What the caller was handed out: values that it left so stay as somebody else has changed them
+///                since, and so does what is not watched still and has come into the file. Where a file system's
+///                thresholds would not be valid with both writers' values, nothing is written.
+bool save_filesystems(const FilesystemSettings& settings, const std::optional<KnownFilesystems>& before,
+                      const FoundNames& found);
 
 }  // namespace zel::settings

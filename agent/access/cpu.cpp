@@ -5,6 +5,7 @@
 #include <string>
 
 #include "client/service_client.h"
+#include "handed_out.h"
 #include "settings/registry_values.h"
 #include "store/registry.h"
 #include "system/cpu_count.h"
@@ -16,6 +17,7 @@ namespace {
 namespace settings = zel::settings;
 namespace client = zel::client;
 namespace registry = zel::store::registry;
+using zel::access::handed_out;
 
 /// The CPUs as they were last counted, 0 before the first time: hundreds of rows are not worth as many
 /// counts.
@@ -44,10 +46,15 @@ bool stands_already(int row, const CpuThresholdRow& values) {
 
 /// Writes a record and has the service reload it.
 template <class Table>
-int write(const Table& table, const typename Table::Record& record, const std::string& key) {
-    if (!settings::write_record(table, record, key)) return 0;
+bool write(const Table& table, const typename Table::Record& record, const std::string& key,
+           const settings::Writing<typename Table::Record>& how) {
+    if (!settings::write_record(table, record, key, how)) return false;
     client::notify("reset cpu");  // a missing service reads the settings when it starts
-    return 1;
+    return true;
+}
+
+bool is_possible(const CpuThresholdRow& row) {
+    return row.enable == 0 || settings::judge(row) == 0;
 }
 
 }  // namespace
@@ -56,6 +63,8 @@ extern "C" int GetCpuDataFromRegistry(CpuSettingsRecord* settings) try {
     if (!settings || !settings::registry_readable()) return 1;
     const auto cycle = settings::read_record(settings::kCpuCycle, settings::kCpuCycle.key);
     const CpuThresholdRow total = settings::read_cpu_row(0);
+    handed_out<CpuCycleRecord>().keep(cycle);
+    handed_out<CpuThresholdRow>().keep(total);
     *settings = {.samplingInterval = cycle.samplingInterval,
                  .cycleSeconds = cycle.cycleSeconds,
                  .initialRow = 0,
@@ -74,6 +83,7 @@ extern "C" int GetCpuDataFromRegistry(CpuSettingsRecord* settings) try {
 extern "C" int GetCpuThreshold(int row, CpuThresholdRow* out) try {
     if (!out || !row_exists(row) || !settings::registry_readable()) return 0;
     *out = settings::read_cpu_row(row);
+    handed_out<CpuThresholdRow>().keep(*out, row);
     return 1;
 } catch (...) {
     return 0;
@@ -85,15 +95,23 @@ extern "C" int TestInputCpuParameter(const CpuThresholdRow* row) {
 
 extern "C" int PutCpuThreshold(int row, const CpuThresholdRow* values) try {
     if (!values || !row_exists(row)) return 0;
+    auto& known = handed_out<CpuThresholdRow>();
     // With hundreds of CPUs, most rows of a table that is saved are as they were.
-    if (stands_already(row, *values)) return 1;
-    return write(settings::kCpuRow, *values, settings::cpu_row_key(row));
+    const bool done =
+        stands_already(row, *values) || write(settings::kCpuRow, *values, settings::cpu_row_key(row),
+                                              {.before = known.last(row), .fits = is_possible});
+    if (done) known.saved(*values, row);
+    return done ? 1 : 0;
 } catch (...) {
     return 0;
 }
 
 extern "C" int PutCycletoReg(const CpuCycleRecord* cycle) try {
-    return cycle ? write(settings::kCpuCycle, *cycle, settings::kCpuCycle.key) : 0;
+    auto& known = handed_out<CpuCycleRecord>();
+    if (!cycle || !write(settings::kCpuCycle, *cycle, settings::kCpuCycle.key, {.before = known.last()}))
+        return 0;
+    known.saved(*cycle);
+    return 1;
 } catch (...) {
     return 0;
 }

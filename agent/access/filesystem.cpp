@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "client/reset_service.h"
+#include "handed_out.h"
 #include "settings/filesystem_settings.h"
 #include "system/mount_probe.h"
 #include "system/mounts.h"
@@ -23,6 +24,8 @@ namespace {
 namespace settings = zel::settings;
 namespace client = zel::client;
 using settings::FsSettings;
+using settings::KnownFilesystems;
+using zel::access::handed_out;
 
 constexpr const char* kModule = "filesystem";
 constexpr int kDone = 0;
@@ -119,28 +122,40 @@ std::optional<settings::FilesystemSettings> from_list(const FsThresholdRecord* h
     return result;
 }
 
+/// The caller's list was saved: of what it was handed out, that is what it has now.
+void remember(const settings::FilesystemSettings& saved, KnownFilesystems known) {
+    known.settings.interval = saved.interval;
+    for (auto& [path, one] : known.settings.filesystems) {
+        const auto now = saved.filesystems.find(path);
+        if (now == saved.filesystems.end()) continue;
+        one = now->second;
+        if (one.mode != FS_MODE_OFF) known.unsaved.erase(path);
+    }
+    handed_out<KnownFilesystems>().keep(known);
+}
+
 }  // namespace
 
 extern "C" int File_ReadThresholdFromFile(FsThresholdRecord* head, int* cycle) try {
     if (!head || !cycle) return 0;
     const auto listed = settings::list_filesystems();
-    if (!listed || listed->filesystems.empty()) return 0;
-    const auto& filesystems = listed->filesystems;
+    if (!listed || listed->paths.empty()) return 0;
     FsThresholdRecord* further = nullptr;
-    for (auto one = filesystems.rbegin(); one + 1 != filesystems.rend(); ++one) {
+    for (auto path = listed->paths.rbegin(); path + 1 != listed->paths.rend(); ++path) {
         auto* record = static_cast<FsThresholdRecord*>(std::malloc(sizeof(FsThresholdRecord)));
         if (!record) {
-            ZEL_TRACE(TRACE_LEVEL_RESOURCE, "No memory for %zu records.", filesystems.size());
+            ZEL_TRACE(TRACE_LEVEL_RESOURCE, "No memory for %zu records.", listed->paths.size());
             FreeMemofStruct(&further);
             return 0;
         }
-        fill_record(*record, one->first, one->second);
+        fill_record(*record, *path, listed->of(*path));
         record->next = further;
         further = record;
     }
-    fill_record(*head, filesystems.front().first, filesystems.front().second);
+    fill_record(*head, listed->paths.front(), listed->of(listed->paths.front()));
     head->next = further;
-    *cycle = listed->interval;
+    *cycle = listed->known.settings.interval;
+    handed_out<KnownFilesystems>().keep(listed->known);
     return 1;
 } catch (...) {
     return 0;
@@ -164,7 +179,10 @@ extern "C" int TestInputFilesysParameter(FsThresholdRecord* head, int cycle) try
 
 extern "C" int ResetFilesysService(FsThresholdRecord* head, int cycle) try {
     const auto settings = from_list(head, cycle);
-    if (!settings || !settings::save_filesystems(*settings, settings::mounted())) return FS_WRITE_FAILED;
+    const auto before = handed_out<KnownFilesystems>().last();
+    if (!settings || !settings::save_filesystems(*settings, before, settings::mounted()))
+        return FS_WRITE_FAILED;
+    if (before) remember(*settings, *before);
     return client::reset_service("filesystem") ? kDone : kNoService;
 } catch (...) {
     return FS_WRITE_FAILED;

@@ -7,13 +7,14 @@
 //   agent.conf
 //   [snmp]
 //   conf=/etc/snmp/snmpd.conf    the daemon's configuration
-#include <array>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "base/plain_text.h"
+#include "handed_out.h"
 #include "settings/registry_values.h"
 #include "store/agent_config.h"
 #include "system/communities.h"
@@ -26,7 +27,7 @@ constexpr const char* kModule = "general";
 namespace settings = zel::settings;
 namespace base = zel::base;
 namespace store = zel::store;
-using zel::store::registry::Entry;
+namespace access = zel::access;
 
 constexpr int kDone = 0;
 constexpr int kFailed = 1;
@@ -41,14 +42,45 @@ std::string stored_community() {
     return name.empty() ? settings::kCommunity.fallback : name;
 }
 
-int write_text(const settings::Text& text, std::string_view words) {
-    const std::array entries{Entry{text.name, std::string(words)}};
-    return settings::write_values(text.key, entries) ? kDone : kFailed;
+// What was handed out: the whole texts, of which a caller may have got no more than the beginning.
+struct RackName {
+    static constexpr settings::Text kText = settings::kRackName;
+    static constexpr std::size_t kLongest = RACK_NAME_SIZE - 1;
+    std::string whole;
+};
+struct Community {
+    static constexpr settings::Text kText = settings::kCommunity;
+    static constexpr std::size_t kLongest = COMMUNITY_REGISTRY_SIZE - 1;
+    std::string whole;
+};
+
+/// The part of a text that a caller gets.
+template <class Kind>
+std::string_view part_of(std::string_view whole) {
+    return base::cut(whole, Kind::kLongest);
 }
 
-/// A name as GetCommunityNamefromReg hands it out.
-std::string_view handed_out(std::string_view name) {
-    return base::cut(name, COMMUNITY_REGISTRY_SIZE - 1);
+template <class Kind>
+void hand_out(const std::string& whole, char* out) {
+    access::handed_out<Kind>().keep({whole});
+    base::put(whole, {out, Kind::kLongest + 1});
+}
+
+template <class Kind>
+int write_text(std::string_view words) {
+    auto& known = access::handed_out<Kind>();
+    const auto before = known.last();
+    const bool same = before && (words == before->whole || words == part_of<Kind>(before->whole));
+    const std::string text(words);
+    if (!settings::write_text(Kind::kText, text, same ? std::optional(before->whole) : std::nullopt))
+        return kFailed;
+    if (!same) known.saved({text});
+    return kDone;
+}
+
+/// Permit counts only with Enable.
+void mask(SnmpFlags& flags) {
+    if (flags.enable == 0) flags.permit = 0;
 }
 
 const CommunityNode* find(const CommunityNode* node, std::string_view name) {
@@ -68,7 +100,7 @@ CommunityNode* append_node(CommunityNode* last) {
 
 extern "C" int GetCurrentRackId(char* name256) try {
     if (!name256 || !settings::registry_readable()) return kFailed;
-    base::put(settings::read_text(settings::kRackName), {name256, RACK_NAME_SIZE});
+    hand_out<RackName>(settings::read_text(settings::kRackName), name256);
     return kDone;
 } catch (...) {
     return kFailed;
@@ -81,15 +113,17 @@ extern "C" int ApplyRackmount(const char* name) try {
         ZEL_TRACE(TRACE_LEVEL_ERROR, "The rack name is not a plain text.");
         return kFailed;
     }
-    return write_text(settings::kRackName, fitting);
+    return write_text<RackName>(fitting);
 } catch (...) {
     return kFailed;
 }
 
 extern "C" int GetSnmpFlagsfromReg(SnmpFlags* flags) try {
-    const auto stored = settings::read_record(settings::kSnmp);
+    auto stored = settings::read_record(settings::kSnmp);
     if (!flags || !stored) return kFailed;
-    *flags = {.enable = stored->enable, .permit = stored->enable & stored->permit};
+    mask(*stored);
+    access::handed_out<SnmpFlags>().keep(*stored);
+    *flags = *stored;
     return kDone;
 } catch (...) {
     return kFailed;
@@ -99,7 +133,12 @@ extern "C" int SetSnmpFlagstoReg(const SnmpFlags* flags) try {
     if (!flags) return kFailed;
     const bool enable = flags->enable != 0;
     const SnmpFlags sane{.enable = enable, .permit = enable && flags->permit != 0};
-    return settings::write_record(settings::kSnmp, sane, settings::kSnmp.key) ? kDone : kFailed;
+    auto& known = access::handed_out<SnmpFlags>();
+    if (!settings::write_record(settings::kSnmp, sane, settings::kSnmp.key,
+                                {.before = known.last(), .mask = mask}))
+        return kFailed;
+    known.saved(sane);
+    return kDone;
 } catch (...) {
     return kFailed;
 }
@@ -122,7 +161,7 @@ extern "C" int GetCommunityNamefromConf(CommunityNode* head) try {
 
 extern "C" int GetCommunityNamefromReg(char* name32) try {
     if (!name32 || !settings::registry_readable()) return kFailed;
-    base::put(stored_community(), {name32, COMMUNITY_REGISTRY_SIZE});
+    hand_out<Community>(stored_community(), name32);
     return kDone;
 } catch (...) {
     return kFailed;
@@ -136,7 +175,7 @@ extern "C" int SetCommunityNametoReg(const char* name) try {
                   "A community name that is empty, too long or not a plain text is refused.");
         return kFailed;
     }
-    return write_text(settings::kCommunity, whole);
+    return write_text<Community>(whole);
 } catch (...) {
     return kFailed;
 }
@@ -149,7 +188,7 @@ extern "C" int TestCurrentSameasBefore(const char* name, CommunityNode* head, in
     if (!node) {
         // The caller may hold no more than the first bytes of the stored name.
         const std::string whole = stored_community();
-        if (handed_out(whole) == wanted) node = find(head, whole);
+        if (part_of<Community>(whole) == wanted) node = find(head, whole);
     }
     if (!node) return kMissing;
     *selectedIndex = node->index;

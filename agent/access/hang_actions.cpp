@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "client/service_client.h"
+#include "handed_out.h"
 #include "settings/registry_values.h"
 #include "zel/access_control.h"
 
@@ -10,6 +11,8 @@ namespace {
 
 namespace settings = zel::settings;
 namespace client = zel::client;
+
+using zel::access::handed_out;
 
 constexpr int kSaved = 0;
 constexpr int kNotSaved = 1;
@@ -21,7 +24,20 @@ int hand_out(const Table& table, typename Table::Record* record) {
     if (!settings || !record) return 0;
     for (const auto& field : table.fields)
         record->*field.member = (*settings).*field.member;
+    handed_out<typename Table::Record>().keep(*settings);
     return 1;
+}
+
+/// Saves the settings and has the service take them up.
+template <class Table>
+int save(const Table& table, const typename Table::Record* record, const char* request, const char* counter) {
+    auto& known = handed_out<typename Table::Record>();
+    if (!record ||
+        !settings::write_switched_record(table, *record, {.before = known.last(), .counter = counter}))
+        return kNotSaved;
+    known.saved(*record);
+    client::notify(request);  // a missing service reads the settings when it starts
+    return kSaved;
 }
 
 }  // namespace
@@ -33,9 +49,7 @@ extern "C" int GetAllofShutDown(ShutdownRecord* record) try {
 }
 
 extern "C" int SetAllofShutDown(ShutdownRecord* record) try {
-    if (!record || !settings::write_switched_record(settings::kShutdown, *record)) return kNotSaved;
-    client::notify("reset shutdown");  // a missing service reads the settings when it starts
-    return kSaved;
+    return save(settings::kShutdown, record, "reset shutdown", "");
 } catch (...) {
     return kNotSaved;
 }
@@ -49,10 +63,7 @@ extern "C" int GetAllofWDT(WdtRecord* record) try {
 }
 
 extern "C" int SetAllofWDT(WdtRecord* record) try {
-    constexpr const char* kCounter = settings::kWatchdogGeneration.name;
-    if (!record || !settings::write_switched_record(settings::kWatchdog, *record, kCounter)) return kNotSaved;
-    client::notify("reset watchdog");
-    return kSaved;
+    return save(settings::kWatchdog, record, "reset watchdog", settings::kWatchdogGeneration.name);
 } catch (...) {
     return kNotSaved;
 }

@@ -1,18 +1,21 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Network interfaces: settings in the registry.
 #include "client/service_client.h"
+#include "handed_out.h"
 #include "settings/registry_values.h"
 #include "zel/access_monitor.h"
 
 namespace {
 namespace settings = zel::settings;
 namespace client = zel::client;
+using zel::access::handed_out;
 }  // namespace
 
 extern "C" int GetLanDataFromRegistry(LanSettingsRecord* r) try {
     const auto settings = settings::read_record(settings::kLan);
     if (!r || !settings) return 1;
     *r = *settings;
+    handed_out<LanSettingsRecord>().keep(*settings);
     return 0;
 } catch (...) {
     return 1;
@@ -30,7 +33,10 @@ extern "C" int TestInputLanParameter(const LanSettingsRecord* r) {
 }
 
 extern "C" int PutLanThreshold(const LanSettingsRecord* r) try {
-    if (!r || !settings::write_record(settings::kLan, *r, settings::kLan.key)) return 0;
+    auto& known = handed_out<LanSettingsRecord>();
+    if (!r || !settings::write_record(settings::kLan, *r, settings::kLan.key, {.before = known.last()}))
+        return 0;
+    known.saved(*r);
     client::notify("reset lan");  // a missing service reads the settings when it starts
     return 1;
 } catch (...) {

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "client/reset_service.h"
+#include "handed_out.h"
 #include "settings/raid_settings.h"
 #include "settings/values.h"
 #include "zel/access_monitor.h"
@@ -10,7 +11,13 @@
 namespace {
 namespace settings = zel::settings;
 namespace client = zel::client;
+using zel::access::handed_out;
 using zel::store::Status;
+
+/// What was handed out.
+struct RaidInterval {
+    int seconds;
+};
 }  // namespace
 
 extern "C" int Mylex_ReadThresholdFromFile(void* block924) try {
@@ -23,6 +30,7 @@ extern "C" int Mylex_ReadThresholdFromFile(void* block924) try {
     }
     if (status == Status::failed) return MYLEX_NO_FILE;
     if (status != Status::ok) return MYLEX_READ_FAILED;
+    handed_out<RaidInterval>().keep({block.interval});
     std::memcpy(block924, &block, sizeof block);
     return 0;
 } catch (...) {
@@ -31,7 +39,11 @@ extern "C" int Mylex_ReadThresholdFromFile(void* block924) try {
 
 extern "C" int ResetMylexService(int interval) try {
     if (!settings::kRaidInterval.allows(static_cast<std::uint64_t>(interval))) return MYLEX_BAD_INTERVAL;
-    if (!settings::save_raid(interval)) return MYLEX_WRITE_FAILED;
+    auto& known = handed_out<RaidInterval>();
+    const auto before = known.last();
+    if (!settings::save_raid(interval, before ? std::optional(before->seconds) : std::nullopt))
+        return MYLEX_WRITE_FAILED;
+    known.saved({interval});
     return client::reset_service("raid") ? 0 : MYLEX_NO_SERVICE;
 } catch (...) {
     return MYLEX_WRITE_FAILED;

@@ -7,9 +7,11 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "client/reset_service.h"
+#include "handed_out.h"
 #include "settings/storage_settings.h"
 #include "system/disks.h"
 #include "zel/access_monitor.h"
@@ -20,6 +22,7 @@ namespace {
 namespace settings = zel::settings;
 namespace client = zel::client;
 using settings::StorageItems;
+using zel::access::handed_out;
 
 constexpr const char* kModule = "storage";
 constexpr const char* kResource = "storage";
@@ -80,6 +83,30 @@ std::optional<settings::StorageSettings> from_tables(int interval, int count, co
     return settings;
 }
 
+/// The caller's tables were saved: of what it was handed out, that is what it has now.
+void remember(const settings::StorageSettings& saved, settings::StorageSettings known) {
+    known.interval = saved.interval;
+    for (auto& [name, items] : known.devices)
+        if (const auto now = saved.devices.find(name); now != saved.devices.end()) items = now->second;
+    handed_out<settings::StorageSettings>().keep(known);
+}
+
+/// Saves a caller's tables and has the service take them up.
+/// @param own  The row that is the caller's own in all its values; nothing where none is.
+int write_tables(int interval, int count, const char (*names)[30], const StorageThresholdItem (*values)[4],
+                 std::optional<int> own) {
+    const auto settings = from_tables(interval, count, names, values);
+    if (!settings) return STORAGE_WRITE_FAILED;
+    settings::FoundNames found;
+    if (const auto disks = zel::system::list_disks()) found.emplace(disks->begin(), disks->end());
+    auto before = handed_out<settings::StorageSettings>().last();
+    auto others = before;
+    if (others && own) others->devices.erase(names[*own]);
+    if (!settings::save_storage(*settings, others, found)) return STORAGE_WRITE_FAILED;
+    if (before) remember(*settings, *std::move(before));
+    return client::reset_service(kResource) ? kDone : STORAGE_NO_SERVICE;
+}
+
 }  // namespace
 
 extern "C" int ReadThresholdFromFile(int* interval, int* count, char (*HD)[30],
@@ -91,13 +118,17 @@ extern "C" int ReadThresholdFromFile(int* interval, int* count, char (*HD)[30],
     if (!disks || settings::read_storage(settings) == zel::store::Status::failed) return 0;
     Rows::keep(*disks);
     *interval = settings.interval;
+    settings::StorageSettings given{.interval = settings.interval, .devices = {}};
     for (std::size_t row = 0; row < disks->size(); ++row) {
         const std::string& name = disks->at(row);
         const auto saved = settings.devices.find(name);
-        std::ranges::copy(saved != settings.devices.end() ? saved->second : settings::storage_defaults(),
-                          value[row]);
+        const StorageItems items =
+            saved != settings.devices.end() ? saved->second : settings::storage_defaults();
+        given.devices.insert_or_assign(name, items);
+        std::ranges::copy(items, value[row]);
         HD[row][name.copy(HD[row], STORAGE_NAME_SIZE - 1)] = '\0';
     }
+    handed_out<settings::StorageSettings>().keep(given);
     *count = static_cast<int>(disks->size());
     return *count;
 } catch (...) {
@@ -105,12 +136,7 @@ extern "C" int ReadThresholdFromFile(int* interval, int* count, char (*HD)[30],
 }
 
 extern "C" int WriteThreshold(int interval, int count, char (*HD)[30], StorageThresholdItem (*value)[4]) try {
-    const auto settings = from_tables(interval, count, HD, value);
-    if (!settings) return STORAGE_WRITE_FAILED;
-    settings::FoundNames found;
-    if (const auto disks = zel::system::list_disks()) found.emplace(disks->begin(), disks->end());
-    if (!settings::save_storage(*settings, found)) return STORAGE_WRITE_FAILED;
-    return client::reset_service(kResource) ? kDone : STORAGE_NO_SERVICE;
+    return write_tables(interval, count, HD, value, std::nullopt);
 } catch (...) {
     return STORAGE_WRITE_FAILED;
 }
@@ -135,7 +161,7 @@ extern "C" int SetDefaultStorageService(int interval, int count, char (*HD)[30],
     StorageItems before{};
     std::ranges::copy(std::span(value[device]), before.begin());
     std::ranges::copy(settings::storage_defaults(), value[device]);
-    const int result = WriteThreshold(interval, count, HD, value);
+    const int result = write_tables(interval, count, HD, value, device);
     if (result == STORAGE_WRITE_FAILED) std::ranges::copy(before, value[device]);
     return result;
 } catch (...) {

@@ -186,18 +186,18 @@ bool write_storage(const Contents& contents, const Values& wanted, Problems& fai
         if (wanted.disks[disk] != contents.values.disks[disk])
             settings.devices[contents.disks[disk]] = wanted.disks[disk];
     const settings::FoundNames found(std::in_place, contents.disks.begin(), contents.disks.end());
-    return settings::save_storage(settings, found) || cannot_write(settings::kStorageFile, failure);
+    return settings::save_storage(settings, std::nullopt, found) ||
+           cannot_write(settings::kStorageFile, failure);
 }
 
 Exit read_filesystems(Contents& contents, Problems& problems) {
-    const auto list = settings::list_filesystems();
+    auto list = settings::list_filesystems();
     if (!list) return cannot_read(settings::kFilesystemFile, problems);
-    contents.sizes = list->sizes;
-    contents.values.filesystem_interval = list->interval;
-    for (const auto& [path, one] : list->filesystems) {
-        contents.filesystems.push_back(path);
-        contents.values.filesystems.push_back(one);
-    }
+    contents.sizes = std::move(list->sizes);
+    contents.values.filesystem_interval = list->known.settings.interval;
+    for (const std::string& path : list->paths)
+        contents.values.filesystems.push_back(list->of(path));
+    contents.filesystems = std::move(list->paths);
     return Exit::done;
 }
 
@@ -223,7 +223,7 @@ bool write_filesystems(const Contents& contents, const Values& wanted, Problems&
     for (std::size_t row = 0; row < wanted.filesystems.size(); ++row)
         if (wanted.filesystems[row] != contents.values.filesystems[row])
             settings.filesystems[contents.filesystems[row]] = wanted.filesystems[row];
-    return settings::save_filesystems(settings, settings::mounted()) ||
+    return settings::save_filesystems(settings, std::nullopt, settings::mounted()) ||
            cannot_write(settings::kFilesystemFile, failure);
 }
 

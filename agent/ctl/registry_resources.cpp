@@ -5,7 +5,6 @@
 #include <cstring>
 
 #include "resource.h"
-#include "settings/change_log.h"
 #include "settings/registry_values.h"
 #include "store/registry.h"
 #include "system/cpu_count.h"
@@ -120,10 +119,8 @@ bool put_cpus(registry::Edit& edit, const Values& before, const Values& wanted) 
 bool put_watchdog(registry::Edit& edit, const WdtRecord& before, const WdtRecord& wanted) {
     const auto& table = settings::kWatchdog;
     if (!differs(table, before, wanted)) return true;
-    const auto times = edit.get(table.key, settings::kWatchdogGeneration.name);
-    const auto* number = times ? std::get_if<std::uint32_t>(&*times) : nullptr;
     return put_record(edit, table, table.key, before, wanted) &&
-           edit.set(table.key, settings::kWatchdogGeneration.name, (number != nullptr ? *number : 0) + 1);
+           edit.count(table.key, settings::kWatchdogGeneration.name);
 }
 
 bool put_text(registry::Edit& edit, const settings::Text& text, const std::string& before,
@@ -255,12 +252,8 @@ void judge_snmp(const Contents& contents, const Values& wanted, Problems& proble
 }
 
 bool write_registry(const Contents& contents, const Values& wanted, Problems& failure) {
-    std::vector<store::KeyFile::Change> changes;
     const auto edit = [&](registry::Edit& file) { return put_all(file, contents.values, wanted); };
-    if (registry::change(edit, &changes) == store::Status::ok) {
-        settings::log_registry_changes(changes);
-        return true;
-    }
+    if (settings::change_values("zelctl", edit)) return true;
     failure.push_back({"", registry::path() + ": " + std::strerror(errno)});
     return false;
 }

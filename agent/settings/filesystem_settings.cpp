@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "merge.h"
 #include "system/mount_probe.h"
 
 namespace zel::settings {
@@ -57,8 +58,9 @@ FsSettings read_one(ThresholdReader& reader, const std::string& group, const FsS
                         .percent = {},
                         .space = {}};
     for (std::size_t i = 0; i < kFsLevelNames.size(); ++i) {
-        settings.percent.at(i) = reader.number(group, percent_key(i), kFsPercent, defaults.percent.at(i));
-        settings.space.at(i) = reader.number(group, space_key(i), kFsSpace, defaults.space.at(i));
+        settings.percent.at(i) =
+            reader.number(group, percent_key(i), Range::of(kFsPercent), defaults.percent.at(i));
+        settings.space.at(i) = reader.number(group, space_key(i), Range::of(kFsSpace), defaults.space.at(i));
     }
     if (judge(settings, std::nullopt) != 0) {  // whatever the size: it may have changed
         reader.tell(group, "the thresholds in force are not in order, all taken as by default");
@@ -68,7 +70,37 @@ FsSettings read_one(ThresholdReader& reader, const std::string& group, const FsS
     return settings;
 }
 
-bool put_one(KeyFile& file, const std::string& group, const FsSettings& settings) {
+/// What a caller would be handed out now. What is missing or damaged counts as not changed since.
+FsSettings held_one(const KeyFile& file, const std::string& group, const FsSettings& before) {
+    FsSettings held = before;
+    const auto mode = std::ranges::find(kFsModeNames, file.get(group, kModeKey).value_or(""));
+    if (mode != kFsModeNames.end()) held.mode = FS_MODE_OFF + static_cast<int>(mode - kFsModeNames.begin());
+    for (std::size_t i = 0; i < kFsLevelNames.size(); ++i) {
+        held.percent.at(i) =
+            valid_number(file, group, percent_key(i), Range::of(kFsPercent)).value_or(before.percent.at(i));
+        held.space.at(i) =
+            valid_number(file, group, space_key(i), Range::of(kFsSpace)).value_or(before.space.at(i));
+    }
+    if (judge(held, std::nullopt) == 0) return held;
+    return {.mode = held.mode, .percent = before.percent, .space = before.space};
+}
+
+FsSettings merged_one(const FsSettings& wanted, const FsSettings& before, const FsSettings& held) {
+    FsSettings merged{.mode = merge(wanted.mode, before.mode, held.mode), .percent = {}, .space = {}};
+    for (std::size_t i = 0; i < kFsLevelNames.size(); ++i) {
+        merged.percent.at(i) = merge(wanted.percent.at(i), before.percent.at(i), held.percent.at(i));
+        merged.space.at(i) = merge(wanted.space.at(i), before.space.at(i), held.space.at(i));
+    }
+    return merged;
+}
+
+/// @param before  Null where the caller was not handed out the file system.
+bool put_one(KeyFile& file, const std::string& group, const FsSettings& wanted, const FsSettings* before) {
+    const FsSettings settings = before ? merged_one(wanted, *before, held_one(file, group, *before)) : wanted;
+    if (settings != wanted && judge(settings, std::nullopt) != 0) {
+        tell_misfit(kFile, group);
+        return false;
+    }
     bool fits = file.set(group, kModeKey, fs_mode_name(settings.mode));
     for (std::size_t i = 0; i < kFsLevelNames.size(); ++i) {
         fits = fits && file.set_int(group, percent_key(i), settings.percent.at(i)) &&
@@ -159,16 +191,17 @@ std::optional<FilesystemList> list_filesystems() {
     FilesystemSettings settings;
     if (read_filesystems(settings, ask) == store::Status::failed) return std::nullopt;
     for (const auto& mount : chosen) {
-        const auto known = settings.filesystems.find(mount.path);
-        list.filesystems.emplace_back(mount.path, known != settings.filesystems.end()
-                                                      ? known->second
-                                                      : filesystem_defaults(mount.hundredth));
+        const auto saved = settings.filesystems.find(mount.path);
+        const bool unsaved = saved == settings.filesystems.end();
+        list.paths.push_back(mount.path);
+        list.known.settings.filesystems.insert_or_assign(
+            mount.path, unsaved ? filesystem_defaults(mount.hundredth) : saved->second);
+        if (unsaved) list.known.unsaved.insert(mount.path);
     }
-    list.interval = settings.interval;
+    list.known.settings.interval = settings.interval;
     return list;
 }
 
-/// Wherever something is mounted now.
 FoundNames mounted() {
     const auto mounts = system::read_mounts();
     if (!mounts) return std::nullopt;
@@ -179,13 +212,18 @@ FoundNames mounted() {
     return paths;
 }
 
-bool save_filesystems(const FilesystemSettings& settings, const FoundNames& found) {
+bool save_filesystems(const FilesystemSettings& settings, const std::optional<KnownFilesystems>& before,
+                      const FoundNames& found) {
+    const KnownFilesystems known = before.value_or(KnownFilesystems{});
     const auto change = [&](KeyFile& file) {
         const auto groups = groups_by_name(file, kFile.naming);
-        bool fits = file.set_int(kGeneralGroup, kInterval.name, settings.interval);
+        bool fits = put_number(file, kGeneralGroup, kInterval, settings.interval, known.settings.interval);
         for (const auto& [name, one] : settings.filesystems) {
-            if (one.mode == FS_MODE_OFF && !groups.contains(name)) continue;
-            fits = fits && put_one(file, group_of(groups, kFile.naming, name), one);
+            const bool unsaved = !groups.contains(name) || known.unsaved.contains(name);
+            if (one.mode == FS_MODE_OFF && unsaved) continue;
+            const auto was = known.settings.filesystems.find(name);
+            fits = fits && put_one(file, group_of(groups, kFile.naming, name), one,
+                                   was != known.settings.filesystems.end() ? &was->second : nullptr);
         }
         if (found) remove_forgotten(file, *found);
         return fits && mark_present(file, kFile.naming, found);

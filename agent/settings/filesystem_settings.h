@@ -17,6 +17,7 @@
 #include <limits>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -65,6 +66,12 @@ struct FilesystemSettings {
     std::map<std::string, FsSettings> filesystems;  ///< By path; also of those that are not present.
 };
 
+/// What a caller was handed out.
+struct KnownFilesystems {
+    FilesystemSettings settings;
+    std::set<std::string> unsaved;  ///< Of these, the ones that the file did not hold.
+};
+
 /// One hundredth of a file system's capacity in MiB, nothing when that is not known.
 using FsSize = std::optional<std::uint64_t>;
 using FsSizes = std::map<std::string, FsSize>;  ///< By path; a missing one is not known.
@@ -87,11 +94,15 @@ int judge(const FsSettings& settings, const FsSize& size);
 store::Status read_filesystems(FilesystemSettings& settings,
                                const std::function<FsSizes(const system::SavedPaths&)>& sizes_of);
 
-/// What is mounted and can be watched, with its settings.
+/// What is mounted and can be watched.
 struct FilesystemList {
-    int interval = 0;
-    std::vector<std::pair<std::string, FsSettings>> filesystems;  ///< The root first, then by path.
+    std::vector<std::string> paths;  ///< The root first, then by path.
+    KnownFilesystems known;          ///< Of all these paths.
     FsSizes sizes;
+
+    [[nodiscard]] const FsSettings& of(const std::string& path) const {
+        return known.settings.filesystems.at(path);
+    }
 };
 /// Asks the mounted file systems; nothing when they or the settings cannot be read.
 std::optional<FilesystemList> list_filesystems();
@@ -102,6 +113,10 @@ FoundNames mounted();
 /// Writes interval and file systems in one replacement. A file system that is neither watched nor in the file
 /// is not added; those of the file that `settings` does not name keep their thresholds. What then is neither
 /// watched nor found goes. False when that failed; the file then stands as it was.
-bool save_filesystems(const FilesystemSettings& settings, const FoundNames& found);
+/// @param before  What the caller was handed out: values that it left so stay as somebody else has changed them
+///                since, and so does what is not watched still and has come into the file. Where a file system's
+///                thresholds would not be valid with both writers' values, nothing is written.
+bool save_filesystems(const FilesystemSettings& settings, const std::optional<KnownFilesystems>& before,
+                      const FoundNames& found);
 
 }  // namespace zel::settings

@@ -31,9 +31,9 @@ Status read_raid(int& interval) {
     return Status::ok;
 }
 
-bool save_raid(int interval) {
+bool save_raid(int interval, std::optional<int> before) {
     const auto change = [&](KeyFile& file) {
-        return file.set_int(kGeneralGroup, kRaidInterval.name, interval);
+        return put_number(file, kGeneralGroup, kRaidInterval, interval, before);
     };
     return save_thresholds(kFile, change);
 }

@@ -6,6 +6,8 @@
 //   interval=60
 #pragma once
 
+#include <optional>
+
 #include "store/key_file.h"
 #include "threshold_file.h"
 
@@ -21,6 +23,7 @@ inline constexpr ThresholdFile kRaidFile{
 store::Status read_raid(int& interval);
 
 /// Writes the interval; false, told in the trace log, when that failed.
-bool save_raid(int interval);
+/// @param before  What the caller was handed out: what it left so stays as somebody else has changed it since.
+bool save_raid(int interval, std::optional<int> before = {});
 
 }  // namespace zel::settings

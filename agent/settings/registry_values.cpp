@@ -15,6 +15,11 @@ namespace {
 namespace registry = store::registry;
 constexpr const char* kModule = "registry_values";
 
+/// A text that reads as it is kept.
+bool is_valid(const Text& text, const std::string& words) {
+    return base::is_plain(words) && (!words.empty() || *text.fallback == '\0');
+}
+
 }  // namespace
 
 bool registry_readable() {
@@ -58,9 +63,36 @@ bool is_valid(const Value& value, std::uint64_t number) {
     return valid;
 }
 
-bool write_values(const std::string& key, std::span<const registry::Entry> values, const char* counter) {
+std::optional<std::uint32_t> detail::valid_number(const registry::Edit& edit, const std::string& key,
+                                                  const Value& value) {
+    const auto stored = edit.get(key, value.name);
+    const auto* number = stored ? std::get_if<std::uint32_t>(&*stored) : nullptr;
+    return number && value.allows(*number) ? std::optional(*number) : std::nullopt;
+}
+
+void detail::tell_misfit(const std::string& key) {
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "%s does not fit what somebody else has written meanwhile.", key.c_str());
+}
+
+bool write_text(const Text& text, const std::string& words, const std::optional<std::string>& before) {
+    return change_values(text.key, [&](registry::Edit& edit) {
+        const auto stored = before ? edit.get(text.key, text.name) : std::nullopt;
+        const auto* held = stored ? std::get_if<std::string>(&*stored) : nullptr;
+        const bool left = held && *held != *before && is_valid(text, *held);
+        return left || edit.set(text.key, text.name, words);
+    });
+}
+
+bool write_values(const std::string& key, std::span<const registry::Entry> values) {
+    return change_values(key, [&](registry::Edit& edit) {
+        return std::ranges::all_of(
+            values, [&](const registry::Entry& entry) { return edit.set(key, entry.name, entry.value); });
+    });
+}
+
+bool change_values(const std::string& key, const std::function<bool(registry::Edit&)>& edit) {
     std::vector<store::KeyFile::Change> changes;
-    if (registry::set(key, values, counter, &changes) == store::Status::ok) {
+    if (registry::change(edit, &changes) == store::Status::ok) {
         log_registry_changes(changes);
         return true;
     }

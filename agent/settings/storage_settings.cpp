@@ -5,6 +5,8 @@
 #include <limits>
 #include <optional>
 
+#include "merge.h"
+
 namespace zel::settings {
 namespace {
 
@@ -46,11 +48,17 @@ std::string format_item(const StorageThresholdItem& item) {
            std::to_string(item.fatal) + " warning " + std::to_string(item.warning);
 }
 
-StorageThresholdItem read_item(const KeyFile& file, ThresholdReader& reader, const std::string& group,
-                               const StorageErrorKind& kind) {
+/// The item as it is kept; nothing when it is missing or damaged.
+std::optional<StorageThresholdItem> stored_item(const KeyFile& file, const std::string& group,
+                                                const StorageErrorKind& kind) {
     const auto text = file.get(group, kind.name);
     const auto item = text ? parse_item(*text) : std::nullopt;
-    if (item && is_valid(*item)) return *item;
+    return item && is_valid(*item) ? item : std::nullopt;
+}
+
+StorageThresholdItem read_item(const KeyFile& file, ThresholdReader& reader, const std::string& group,
+                               const StorageErrorKind& kind) {
+    if (const auto item = stored_item(file, group, kind)) return *item;
     reader.tell(group,
                 std::string(kind.name) + " is not \"on fatal <n> warning <less>\", taken as by default");
     return default_item(kind);
@@ -64,11 +72,25 @@ StorageItems read_items(const KeyFile& file, ThresholdReader& reader, const std:
     return items;
 }
 
-bool put_items(KeyFile& file, const std::string& group, const StorageItems& items) {
-    bool fits = true;
-    for (std::size_t i = 0; i < kStorageKinds.size(); ++i)
-        fits = fits && file.set(group, kStorageKinds.at(i).name, format_item(items.at(i)));
-    return fits;
+StorageThresholdItem merged_item(const StorageThresholdItem& wanted, const StorageThresholdItem& before,
+                                 const StorageThresholdItem& held) {
+    return {.fatal = merge(wanted.fatal, before.fatal, held.fatal),
+            .warning = merge(wanted.warning, before.warning, held.warning),
+            .state = merge(wanted.state, before.state, held.state)};
+}
+
+/// @param before  Null where the caller was not handed out the device.
+bool put_items(KeyFile& file, const std::string& group, const StorageItems& items,
+               const StorageItems* before) {
+    for (std::size_t i = 0; i < kStorageKinds.size(); ++i) {
+        const StorageErrorKind& kind = kStorageKinds.at(i);
+        const auto held = before ? stored_item(file, group, kind) : std::nullopt;
+        const auto item = held ? merged_item(items.at(i), before->at(i), *held) : items.at(i);
+        const bool fits = !held || is_valid(item);
+        if (!fits) tell_misfit(kFile, group);
+        if (!fits || !file.set(group, kind.name, format_item(item))) return false;
+    }
+    return true;
 }
 
 }  // namespace
@@ -100,12 +122,16 @@ store::Status read_storage(StorageSettings& settings) {
     return status;
 }
 
-bool save_storage(const StorageSettings& settings, const FoundNames& found) {
+bool save_storage(const StorageSettings& settings, const std::optional<StorageSettings>& before,
+                  const FoundNames& found) {
+    const StorageSettings known = before.value_or(StorageSettings{});
     const auto change = [&](KeyFile& file) {
         const auto groups = groups_by_name(file, kFile.naming);
-        bool fits = file.set_int(kGeneralGroup, kInterval.name, settings.interval);
+        bool fits = put_number(file, kGeneralGroup, kInterval, settings.interval, known.interval);
         for (const auto& [name, items] : settings.devices) {
-            fits = fits && put_items(file, group_of(groups, kFile.naming, name), items);
+            const auto was = known.devices.find(name);
+            fits = fits && put_items(file, group_of(groups, kFile.naming, name), items,
+                                     was != known.devices.end() ? &was->second : nullptr);
         }
         return fits && mark_present(file, kFile.naming, found);
     };

@@ -12,6 +12,7 @@
 #include <array>
 #include <limits>
 #include <map>
+#include <optional>
 #include <string>
 
 #include "threshold_file.h"
@@ -68,6 +69,9 @@ store::Status read_storage(StorageSettings& settings);
 
 /// Writes interval and devices in one replacement; devices of the file that `settings` does not name keep
 /// their thresholds. False when that failed; the file then stands as it was.
-bool save_storage(const StorageSettings& settings, const FoundNames& found);
+/// @param before  What the caller was handed out: values that it left so stay as somebody else has changed them
+///                since. Where an item would not be valid with both writers' values, nothing is written.
+bool save_storage(const StorageSettings& settings, const std::optional<StorageSettings>& before,
+                  const FoundNames& found);
 
 }  // namespace zel::settings

@@ -119,6 +119,25 @@ bool save_thresholds(const ThresholdFile& to, const std::function<bool(store::Ke
     return false;
 }
 
+std::optional<int> valid_number(const store::KeyFile& file, const std::string& group, const std::string& key,
+                                Range range) {
+    const auto number = file.get_int(group, key);
+    if (!number || *number < range.least || *number > range.greatest) return std::nullopt;
+    return static_cast<int>(*number);
+}
+
+bool put_number(store::KeyFile& file, const std::string& group, const Value& value, int wanted,
+                std::optional<int> before) {
+    const auto held =
+        before == wanted ? valid_number(file, group, value.name, Range::of(value)) : std::nullopt;
+    return (held && *held != wanted) || file.set_int(group, value.name, wanted);
+}
+
+void tell_misfit(const ThresholdFile& file, const std::string& group) {
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "%s: [%s] does not fit what somebody else has written meanwhile.", file.name,
+              group.c_str());
+}
+
 ThresholdReader::~ThresholdReader() {
     if (told_ <= kMostTold) return;
     ZEL_TRACE(TRACE_LEVEL_ERROR, "%s: %zu more values are invalid.", path_.c_str(), told_ - kMostTold);
@@ -126,8 +145,7 @@ ThresholdReader::~ThresholdReader() {
 
 int ThresholdReader::number(const std::string& group, const std::string& key, Range range, int fallback) {
     if (!file_.has_group(group)) return fallback;
-    const auto number = file_.get_int(group, key);
-    if (number && *number >= range.least && *number <= range.greatest) return static_cast<int>(*number);
+    if (const auto number = valid_number(file_, group, key, range)) return *number;
     tell(group, key + " is not a number from " + std::to_string(range.least) + " to " +
                     std::to_string(range.greatest) + ", taken as " + std::to_string(fallback));
     return fallback;

@@ -81,15 +81,32 @@ inline bool is_readable(store::Status status) {
 /// returned false.
 bool save_thresholds(const ThresholdFile& to, const std::function<bool(store::KeyFile&)>& change);
 
+/// The numbers that a value of a file may be.
+struct Range {
+    int least = 0;
+    int greatest = std::numeric_limits<int>::max();
+
+    static constexpr Range of(const Value& value) {
+        return {static_cast<int>(value.least), static_cast<int>(value.greatest)};
+    }
+};
+
+/// A number of the file; nothing when it is missing or invalid.
+std::optional<int> valid_number(const store::KeyFile& file, const std::string& group, const std::string& key,
+                                Range range);
+
+/// Sets a number, unless the caller was handed out the same and the file holds another valid one by now.
+/// @param before  What the caller was handed out; nothing where it was not.
+bool put_number(store::KeyFile& file, const std::string& group, const Value& value, int wanted,
+                std::optional<int> before);
+
+/// Tells in the trace that a group's settings are refused for what somebody else has written.
+void tell_misfit(const ThresholdFile& file, const std::string& group);
+
 /// Takes values out of a key file. What is missing or invalid is logged, up to a bound, and reads
 /// as its fallback; a group that does not exist is silent.
 class ThresholdReader {
   public:
-    struct Range {
-        int least = 0;
-        int greatest = 0;
-    };
-
     /// @param file  Kept by reference.
     ThresholdReader(const store::KeyFile& file, const ThresholdFile& from)
         : file_(file), path_(from.path()) {}
@@ -98,12 +115,8 @@ class ThresholdReader {
     ThresholdReader& operator=(const ThresholdReader&) = delete;
 
     int number(const std::string& group, const std::string& key, Range range, int fallback);
-    int number(const std::string& group, const std::string& key, const Value& value, int fallback) {
-        return number(group, key, {static_cast<int>(value.least), static_cast<int>(value.greatest)},
-                      fallback);
-    }
     int number(const std::string& group, const Value& value) {
-        return number(group, value.name, value, static_cast<int>(value.fallback));
+        return number(group, value.name, Range::of(value), static_cast<int>(value.fallback));
     }
     /// The position of the value among `words`.
     std::size_t word(const std::string& group, const std::string& key,

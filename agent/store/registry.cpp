@@ -186,6 +186,10 @@ bool Edit::set(std::string_view key, std::string_view name, const Value& value) 
     return places_->set(key, name, value);
 }
 
+bool Edit::count(std::string_view key, std::string_view name) {
+    return set(key, name, number_in(get(key, name)).value_or(0) + 1);
+}
+
 bool Edit::add(std::string_view key) {
     return places_->add(key);
 }
@@ -242,7 +246,7 @@ Status set(std::string_view key, std::span<const Entry> values, std::string_view
     const auto put_all = [&](Edit& edit) {
         const auto put = [&](const Entry& entry) { return edit.set(key, entry.name, entry.value); };
         if (!std::ranges::all_of(values, put)) return false;
-        return counter.empty() || edit.set(key, counter, number_in(edit.get(key, counter)).value_or(0) + 1);
+        return counter.empty() || edit.count(key, counter);
     };
     return change(put_all, changes);
 }

@@ -58,6 +58,8 @@ class Edit {
     [[nodiscard]] std::optional<Value> get(std::string_view key, std::string_view name) const;
     /// Sets one value, in the spelling that the file has. False when a name or the value cannot stand there.
     [[nodiscard]] bool set(std::string_view key, std::string_view name, const Value& value);
+    /// Adds one to a number, which is 0 where there is none. False as for `set`.
+    [[nodiscard]] bool count(std::string_view key, std::string_view name);
     /// Makes sure that the key exists, if without values. False when that cannot be its name.
     [[nodiscard]] bool add(std::string_view key);
 

@@ -4,6 +4,9 @@
 //
 // Mind the success senses: the Get calls of shutdown, watchdog and boot mode succeed with non-zero, their Set
 // calls with 0.
+//
+// A value that a caller saves as it was last handed out to its process stays as another program has changed it since,
+// if that is valid.
 #pragma once
 
 #include "base.h"

@@ -2,6 +2,9 @@
 // The agent access library (libzelaccess.so), first part: what a program asks when it starts, and the
 // settings of the monitored resources: CPU load, storage devices, file systems, network interfaces, RAID
 // controllers.
+//
+// A value that a caller saves as it was last handed out to its process stays as another program has changed it since,
+// if that is valid. Where the values of both do not fit together, nothing is saved and the call fails.
 #pragma once
 
 #include "base.h"

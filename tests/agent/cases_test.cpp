@@ -13,6 +13,9 @@
 //   set INTERVAL COUNT       the caller's table, as storage read it
 //   set ROW KIND FATAL WARNING STATE
 //   store, default ROW       saves that table; a row as by default
+//   other FILE [GROUP] KEY=VALUE  another process writes one value into a file of the settings
+//   both WHAT | FILE [GROUP] KEY=VALUE | VALUES  what is kept once they were read, then the other process and at
+//                            last these were written; "-" for none; VALUES | VALUES: the first before the other
 //   communities              the names that the SNMP daemon takes
 //   shutdown, watchdog NUMBER ...  saves such a record
 //   hang, cpus               both records; how many CPUs
@@ -30,12 +33,15 @@
 #include <sys/statfs.h>
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <csignal>
 #include <thread>
 
 #include "client/service_client.h"
 #include "made_up_machine.h"
 #include "steps.h"
+#include "store/key_file.h"
 #include "tell/event.h"
 #include "zel/access_control.h"
 #include "zel/tracelog.h"
@@ -116,6 +122,81 @@ std::string save_filesystems(Text what) {
         records.push_back(record(path, std::stoi(mode)));
     }
     return outcome(save(records, cycle) != FS_WRITE_FAILED);
+}
+
+/// How calls read and write settings, a record of numbers or a text.
+struct Kept {
+    std::function<std::string()> read;
+    std::function<bool(Text)> write;
+};
+
+template <class Record>
+Kept kept(int (*read)(Record*), int (*write)(const Record*), int failed) {
+    using Words = std::array<std::int32_t, sizeof(Record) / sizeof(std::int32_t)>;
+    return {[=] {
+                Record record{};
+                read(&record);
+                std::string text;
+                for (const std::int32_t word : std::bit_cast<Words>(record))
+                    text += (text.empty() ? "" : " ") + std::to_string(word);
+                return text;
+            },
+            [=](Text what) {
+                Words words{};
+                std::ranges::transform(numbers(what), words.begin(), [](auto n) { return std::int32_t(n); });
+                const auto record = std::bit_cast<Record>(words);
+                return write(&record) != failed;
+            }};
+}
+
+Kept kept(int (*read)(char*), int (*write)(const char*)) {
+    return {[=] {
+                std::array<char, RACK_NAME_SIZE> text{};
+                read(text.data());
+                return std::string(text.data());
+            },
+            [=](Text what) { return write(what.c_str()) != 1; }};
+}
+
+int read_cycle(CpuCycleRecord* cycle) {
+    CpuSettingsRecord all{};
+    const int result = GetCpuDataFromRegistry(&all);
+    *cycle = {all.samplingInterval, all.cycleSeconds};
+    return result;
+}
+
+const std::map<std::string, Kept> kKept = {
+    {"cpu", kept<CpuThresholdRow>([](auto* row) { return GetCpuThreshold(0, row); },
+                                  [](auto* row) { return PutCpuThreshold(0, row); }, 0)},
+    {"cycle", kept(read_cycle, PutCycletoReg, 0)},
+    {"lan", kept(GetLanDataFromRegistry, PutLanThreshold, 0)},
+    {"snmp", kept(GetSnmpFlagsfromReg, SetSnmpFlagstoReg, 1)},
+    {"raid", kept<MylexThresholdBlock>([](auto* block) { return Mylex_ReadThresholdFromFile(block); },
+                                       [](auto* block) { return ResetMylexService(block->lib[0]); },
+                                       MYLEX_WRITE_FAILED)},
+    {"rack", kept(GetCurrentRackId, ApplyRackmount)},
+    {"community", kept(GetCommunityNamefromReg, SetCommunityNametoReg)},
+};
+
+void write_as_another(Text what) {
+    const auto [file, line] = split_at(what, " [");
+    const auto [group, entry] = split_at(line, "] ");
+    const auto [key, value] = split_at(entry, "=");
+    const auto set = [&](zel::store::KeyFile& content) { return content.set(group, key, value); };
+    const auto write = [&] { return static_cast<int>(zel::store::update_key_file(state(file), set)); };
+    EXPECT_EQ(finish_process(start_process(write)), 0);
+}
+
+std::string both(Text what) {
+    const auto [name, rest] = split_at(what, " | ");
+    const auto [theirs, mine] = split_at(rest, " | ");
+    const auto [first, last] = split_at(mine, " | ");
+    const Kept& settings = kKept.at(name);
+    settings.read();
+    bool done = last.empty() || settings.write(first);
+    if (theirs != "-") write_as_another(theirs);
+    done = settings.write(last.empty() ? first : last) && done;
+    return done ? settings.read() : "failed";
 }
 
 std::string hang() {
@@ -254,6 +335,7 @@ class AgentCases : public Steps {
         };
         steps_["folder"] = [](Text name, Text) { fs::create_directories(home(name)); };
         steps_["disk"] = [](Text what, Text) { add_disk(what); };
+        steps_["other"] = [](Text what, Text) { write_as_another(what); };
         steps_["disks"] = [](Text count, Text) {
             for (int number = 1; number <= std::stoi(count); ++number)
                 add_disk("many" + std::to_string(number));
@@ -273,6 +355,7 @@ class AgentCases : public Steps {
                  {"filesystems", [](Text) { return filesystems(); }},
                  {"listed", [](Text) { return listed(); }},
                  {"save", save_filesystems},
+                 {"both", both},
                  {"storage", [this](Text) { return tables_.read(); }},
                  {"set", [this](Text what) { return tables_.set(what); }},
                  {"store", [this](Text) { return tables_.store(); }},

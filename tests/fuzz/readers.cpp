@@ -121,7 +121,8 @@ std::string rewrite_thresholds() {
     });
     for (const auto& [path, one] : filesystems.filesystems)
         require(settings::judge(one, std::nullopt) == 0, "valid file systems");
-    require(settings::save_filesystems(filesystems, std::nullopt), "file systems to be written");
+    require(settings::save_filesystems(filesystems, std::nullopt, std::nullopt),
+            "file systems to be written");
     MylexThresholdBlock raid{};
     if (Mylex_ReadThresholdFromFile(&raid) != MYLEX_READ_FAILED)
         require(ResetMylexService(raid.interval) >= MYLEX_NO_SERVICE, "a valid interval");
@@ -146,7 +147,7 @@ void read_mounts(Input input) {
         require(devices.insert(mount.device).second, "every file system once");
         held.filesystems[mount.path].mode = FS_MODE_PERCENT;  // what is not watched is not kept
     }
-    require(settings::save_filesystems(held, std::nullopt), "file systems to be written");
+    require(settings::save_filesystems(held, std::nullopt, std::nullopt), "file systems to be written");
     settings::FilesystemSettings kept;
     settings::read_filesystems(kept, [](const auto&) { return settings::FsSizes(); });
     for (const auto& [path, one] : held.filesystems)

@@ -179,11 +179,10 @@ const std::map<std::string, Kept> kKept = {
 };
 
 void write_as_another(Text what) {
-    const auto [file, line] = split_at(what, " [");
-    const auto [group, entry] = split_at(line, "] ");
-    const auto [key, value] = split_at(entry, "=");
-    const auto set = [&](zel::store::KeyFile& content) { return content.set(group, key, value); };
-    const auto write = [&] { return static_cast<int>(zel::store::update_key_file(state(file), set)); };
+    const auto line = split_at(what, " [");
+    const auto group = split_at(line.second, "] "), entry = split_at(group.second, "=");
+    const auto set = [&](auto& file) { return file.set(group.first, entry.first, entry.second); };
+    const auto write = [&] { return static_cast<int>(zel::store::update_key_file(state(line.first), set)); };
     EXPECT_EQ(finish_process(start_process(write)), 0);
 }
 

@@ -7,7 +7,6 @@
 #include <optional>
 #include <span>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "client/reset_service.h"
@@ -99,11 +98,11 @@ int write_tables(int interval, int count, const char (*names)[30], const Storage
     if (!settings) return STORAGE_WRITE_FAILED;
     settings::FoundNames found;
     if (const auto disks = zel::system::list_disks()) found.emplace(disks->begin(), disks->end());
-    auto before = handed_out<settings::StorageSettings>().last();
-    auto others = before;
-    if (others && own) others->devices.erase(names[*own]);
-    if (!settings::save_storage(*settings, others, found)) return STORAGE_WRITE_FAILED;
-    if (before) remember(*settings, *std::move(before));
+    const auto known = handed_out<settings::StorageSettings>().last();
+    auto before = known;
+    if (before && own) before->devices.erase(names[*own]);
+    if (!settings::save_storage(*settings, before, found)) return STORAGE_WRITE_FAILED;
+    if (known) remember(*settings, *known);
     return client::reset_service(kResource) ? kDone : STORAGE_NO_SERVICE;
 }
 

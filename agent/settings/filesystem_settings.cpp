@@ -214,7 +214,8 @@ FoundNames mounted() {
 
 bool save_filesystems(const FilesystemSettings& settings, const std::optional<KnownFilesystems>& before,
                       const FoundNames& found) {
-    const KnownFilesystems known = before.value_or(KnownFilesystems{});
+    const KnownFilesystems none;
+    const KnownFilesystems& known = before ? *before : none;
     const auto change = [&](KeyFile& file) {
         const auto groups = groups_by_name(file, kFile.naming);
         bool fits = put_number(file, kGeneralGroup, kInterval, settings.interval, known.settings.interval);

@@ -124,7 +124,8 @@ store::Status read_storage(StorageSettings& settings) {
 
 bool save_storage(const StorageSettings& settings, const std::optional<StorageSettings>& before,
                   const FoundNames& found) {
-    const StorageSettings known = before.value_or(StorageSettings{});
+    const StorageSettings none;
+    const StorageSettings& known = before ? *before : none;
     const auto change = [&](KeyFile& file) {
         const auto groups = groups_by_name(file, kFile.naming);
         bool fits = put_number(file, kGeneralGroup, kInterval, settings.interval, known.interval);

@@ -17,6 +17,8 @@ namespace zel::ctl {
 namespace {
 
 constexpr std::size_t kGap = 2;
+/// One long name shall not push all that stands behind the others off the screen.
+constexpr std::size_t kWidest = 60;
 
 std::size_t width_of(std::string_view text) {
     std::size_t width = 0;
@@ -37,14 +39,15 @@ std::string columns(std::span<const Row> rows) {
     for (const Row& row : rows) {
         widths.resize(std::max(widths.size(), row.size()));
         for (std::size_t i = 0; i < row.size(); ++i)
-            widths[i] = std::max(widths[i], width_of(row[i]));
+            if (const std::size_t width = width_of(row[i]); width <= kWidest)
+                widths[i] = std::max(widths[i], width);
     }
     std::string text;
     for (const Row& row : rows) {
         std::size_t blanks = 0;
         for (std::size_t i = 0; i < row.size(); ++i) {
             if (!row[i].empty()) text.append(std::exchange(blanks, 0), ' ').append(row[i]);
-            blanks += widths[i] + kGap - width_of(row[i]);
+            blanks += std::max(widths[i], width_of(row[i])) + kGap - width_of(row[i]);
         }
         text += '\n';
     }

@@ -103,13 +103,16 @@ const Setting* Machine::find(const Path& path) const {
 std::string Machine::nearest(const std::string& path) const {
     std::string nearest;
     std::size_t least = path.size() / 3 + 2;  // what is further off helps nobody
-    for (const Setting& setting : contents_.settings) {
-        const std::string known = text_of(setting.path);
-        if (const std::size_t far = distance(path, known); far < least) {
-            least = far;
-            nearest = known;
-        }
-    }
+    const auto compare = [&](std::string known) {
+        const std::size_t far = distance(path, known);
+        if (far >= least) return;
+        least = far;
+        nearest = std::move(known);
+    };
+    for (const Resource& resource : resources())
+        compare(resource.name);
+    for (const Setting& setting : contents_.settings)
+        compare(text_of(setting.path));
     return nearest;
 }
 

@@ -7,12 +7,12 @@ namespace zel::ctl {
 namespace {
 
 /// One wish; its setting when there is one.
-const Setting* take(const Machine& machine, const Wish& wish, Plan& plan, Problems& problems) {
+const Setting* take(const Machine& machine, const Wish& wish, Exit unknown, Plan& plan, Problems& problems) {
     const auto path = parse_path(wish.path);
     const Setting* const setting = path ? machine.find(*path) : nullptr;
     if (setting == nullptr) {
-        const Exit unknown = tell_unknown(machine, wish.path, problems);
-        if (plan.exit == Exit::done) plan.exit = unknown;
+        const Exit exit = tell_unknown(machine, wish.path, problems, unknown);
+        if (plan.exit == Exit::done || exit == Exit::invalid) plan.exit = exit;
         return nullptr;
     }
     if (setting->get(machine.values()) == wish.value) return setting;
@@ -28,12 +28,12 @@ const Setting* take(const Machine& machine, const Wish& wish, Plan& plan, Proble
 
 }  // namespace
 
-Plan make_plan(const Machine& machine, std::span<const Wish> wishes, Problems& problems) {
+Plan make_plan(const Machine& machine, std::span<const Wish> wishes, Exit unknown, Problems& problems) {
     Plan plan{.wanted = machine.values(), .changes = {}};
     std::unordered_set<const Setting*> seen;
     bool names_permit = false;
     for (const Wish& wish : wishes) {
-        const Setting* const setting = take(machine, wish, plan, problems);
+        const Setting* const setting = take(machine, wish, unknown, plan, problems);
         if (setting != nullptr && !seen.insert(setting).second) {
             problems.push_back({wish.path, "is given twice"});
             plan.exit = Exit::invalid;
@@ -49,7 +49,7 @@ Plan make_plan(const Machine& machine, std::span<const Wish> wishes, Problems& p
     return plan;
 }
 
-Exit tell_unknown(const Machine& machine, const std::string& path, Problems& problems) {
+Exit tell_unknown(const Machine& machine, const std::string& path, Problems& problems, Exit unknown) {
     const auto parsed = parse_path(path);
     if (parsed && !parsed->object.empty() && machine.below({parsed->resource, parsed->object}).empty()) {
         problems.push_back({path, "is not on this machine"});
@@ -57,7 +57,7 @@ Exit tell_unknown(const Machine& machine, const std::string& path, Problems& pro
     }
     const std::string nearest = machine.nearest(path);
     problems.push_back({path, "is unknown" + (nearest.empty() ? "" : "; did you mean " + nearest + "?")});
-    return Exit::no_such_object;
+    return unknown;
 }
 
 Exit add_resources(std::span<const std::string> paths, Names& names, Problems& problems) {

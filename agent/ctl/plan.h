@@ -17,10 +17,14 @@ struct Plan {
 };
 
 /// Judges all wishes, each and together; what is wrong with them is among the problems.
-Plan make_plan(const Machine& machine, std::span<const Wish> wishes, Problems& problems);
+/// @param unknown  What a path makes of the plan that no setting has; an object that is not here makes it
+///                 no_such_object.
+Plan make_plan(const Machine& machine, std::span<const Wish> wishes, Exit unknown, Problems& problems);
 
 /// Says that there is no such path, and which there is.
-Exit tell_unknown(const Machine& machine, const std::string& path, Problems& problems);
+/// @return `unknown`, or no_such_object for a path of an object that is not here.
+Exit tell_unknown(const Machine& machine, const std::string& path, Problems& problems,
+                  Exit unknown = Exit::no_such_object);
 
 /// Adds the resources that the paths begin with to `names`; unknown ones are problems.
 Exit add_resources(std::span<const std::string> paths, Names& names, Problems& problems);

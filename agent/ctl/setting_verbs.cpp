@@ -53,7 +53,8 @@ void tell_changes(std::span<const Change> changes, Answer& answer) {
     Json list = Json::array();
     for (const auto& [setting, from, to] : changes) {
         const std::string path = text_of(setting->path);
-        rows.push_back({shown(path), told(*setting, from) + " -> " + told(*setting, to)});
+        const auto side = [&](const Json& value) { return value == "" ? "\"\"" : told(*setting, value); };
+        rows.push_back({shown(path), side(from) + " -> " + side(to)});
         const bool secret = setting->kind->secret;
         list.push_back(
             {{"path", path}, {"from", secret ? Json(kHidden) : from}, {"to", secret ? Json(kHidden) : to}});
@@ -75,6 +76,7 @@ class Task {
 
     bool writes = false;
     bool defaults = false;
+    Exit unknown = Exit::no_such_object;  ///< What a path is that no setting has.
     /// Turns arguments into wishes, once the settings are known.
     std::function<void(const Machine&, Wanted&, Problems&)> complete = [](auto&, auto&, auto&) {};
 
@@ -94,10 +96,11 @@ class Task {
             return Exit::tag_differs;
         }
         complete(machine_, wanted, answer_.problems);
-        const Plan plan = make_plan(machine_, wanted.wishes, answer_.problems);
+        const Plan plan = make_plan(machine_, wanted.wishes, unknown, answer_.problems);
         if (plan.exit != Exit::done) return plan.exit;
         if (!answer_.problems.empty()) return Exit::invalid;
         tell_changes(plan.changes, answer_);
+        if (writes && plan.changes.empty()) answer_.text = "nothing to change\n";
         if (!write || plan.changes.empty()) return Exit::done;
         exit = machine_.write(plan.wanted, locks_, answer_.problems);
         if (exit == Exit::done || exit == Exit::no_service)
@@ -148,6 +151,7 @@ Exit compare(const Request& request, Answer& answer, bool writes, bool& differs)
     if (!wanted) return exit;
     Task task(request, answer);
     task.writes = writes;
+    task.unknown = Exit::invalid;
     task.defaults = !may_change();
     exit = task.run(*std::move(wanted));
     differs = task.differs();
@@ -418,7 +422,6 @@ Exit run_apply(const Request& request, Answer& answer) {
     bool differs = false;
     const Exit exit = compare(request, answer, true, differs);
     answer.json["applied"] = (exit == Exit::done || exit == Exit::no_service) && !request.dry_run;
-    if (exit == Exit::done && !differs) answer.text = "nothing to change\n";
     return exit == Exit::done && differs && request.exit_code ? Exit::differs : exit;
 }
 

@@ -237,6 +237,16 @@ std::string judge(Text what) {
     std::ranges::copy(numbers(what), &row.enable);
     std::ostringstream faults;
     faults << std::hex << TestInputCpuParameter(&row);
+    // The command line refuses what the panel refuses, and what cannot be saved.
+    const bool valid = (row.enable == 0 || faults.str() == "0") && PutCpuThreshold(1, &row) != 0;
+    write_text(home("row.json"), R"({"schema":1,"settings":{"cpu":{"1":{"enable":)" +
+                                     std::string(row.enable ? "true" : "false") + R"(,"fatal":{"report":)" +
+                                     std::to_string(row.fatalReport) + R"(,"reset":)" +
+                                     std::to_string(row.fatalReset) + R"(},"warning":{"report":)" +
+                                     std::to_string(row.warningReport) + R"(,"reset":)" +
+                                     std::to_string(row.warningReset) + "}}}}}");
+    fs::remove(state("registry.conf"));
+    EXPECT_EQ(shell("zelctl check row.json 2>/dev/null"), valid ? "ok" : "(3)");
     return faults.str();
 }
 

@@ -77,6 +77,19 @@ Sensor sensor_of(const std::string& line) {
 
 }  // namespace
 
+std::string shell(const std::string& command) {
+    const std::string whole = "cd '" + base::agent_dir() + "' && PATH=" PROGRAMS ":$PATH\n{ " + command + "\n} 2>&1";
+    FILE* const pipe = popen(whole.c_str(), "r");
+    std::string said;
+    char buffer[4096];
+    for (std::size_t got = 1; pipe && (got = fread(buffer, 1, sizeof buffer, pipe)) > 0;)
+        said.append(buffer, got);
+    const int status = pipe ? pclose(pipe) : -1;
+    if (said.ends_with('\n')) said.pop_back();
+    if (status != 0) said = joined(said, "(" + std::to_string(WEXITSTATUS(status)) + ')');
+    return said.empty() ? "ok" : said;
+}
+
 std::pair<std::string, std::string> split_at(const std::string& text, const std::string& mark) {
     const auto at = std::min(text.find(mark), text.size());
     return {text.substr(0, at), text.substr(std::min(at + mark.size(), text.size()))};
@@ -148,6 +161,7 @@ Steps::Steps() {
                    EXPECT_TRUE(took.count() >= std::stoi(shortest) && took.count() < std::stoi(longest))
                        << took.count();
                }}};
+    add_call("shell", shell);
 }
 
 void Steps::add_call(const std::string& name, const Call& call) {

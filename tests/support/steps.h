@@ -23,6 +23,7 @@
 //   service                 starts the service
 //   ends                    it is told to end, and does
 //   log TEXT                the service says this, or the indented lines, one right behind the other
+//   shell COMMAND           what a command in the agent's directory says
 //   within MS STEP          the step takes no longer; within MS-MS: nor is it done earlier
 #pragma once
 
@@ -38,6 +39,9 @@ namespace zel::test {
 /// What stands before the first `mark`, and what behind it.
 std::pair<std::string, std::string> split_at(const std::string& text, const std::string& mark);
 bool has(const std::string& text, const std::string& part);
+
+/// What a command says on both of its outputs, and its status where that is not 0: "text (3)"; "ok" for nothing at all.
+std::string shell(const std::string& command);
 
 class Steps : public testing::TestWithParam<std::string> {
   protected:

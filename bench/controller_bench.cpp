@@ -13,33 +13,22 @@
 #include <stdexcept>
 
 #include "agent_service.h"
+#include "controllers.h"
 #include "programs.h"
-#include "running.h"
 #include "statistics.h"
 #include "store/registry.h"
 
 namespace {
 
 using bench::AgentService;
+using bench::Controller;
+using bench::Peer;
+using bench::peers_of;
 using bench::Samples;
 using zel::simulator::Access;
 using zel::simulator::Sensor;
 using zeltest::VtApp;
 using Strings = std::vector<std::string>;
-
-/// A controller that agent.conf leads to.
-class Controller : public zel::simulator::Running {
-  public:
-    Controller(const AgentService& agent, std::vector<Sensor> sensors)
-        : Running({.folder = agent.folder() / "simulator",
-                   .port = zel::simulator::new_port(),
-                   .module = ZELSIM_MODULE,
-                   .sensors = std::move(sensors),
-                   .more_records = {}}) {
-        if (!failure().empty()) throw std::runtime_error(failure());
-        agent.write_file("agent.conf", controller_section(simulation()));
-    }
-};
 
 // ---- reading and changing thresholds
 
@@ -86,42 +75,6 @@ int read_all(int temperatures, int voltages) {
     const bool right = read(degrees) && read(volts) && is_right(degrees, sensors, temperatures) &&
                        is_right(volts, sensors, voltages);
     return right ? 0 : 1;
-}
-
-struct Peer {
-    std::string name;
-    Strings command;
-    Samples ms{};
-    int status = 0;
-
-    void run() {
-        ms.push_back(bench::milliseconds([&] { status = bench::run_program(command); }));
-    }
-};
-
-std::array<Peer, 3> peers_of(const Controller& controller, const std::string& cache) {
-    const std::string port = std::to_string(controller.simulation().port);
-    const Strings freeipmi{"-h",
-                           "127.0.0.1:" + port,
-                           "-u",
-                           zel::simulator::kUser,
-                           "-p",
-                           zel::simulator::kPassword,
-                           "-D",
-                           "LAN_2_0",
-                           "-l",
-                           "ADMIN",
-                           "-W",
-                           "opensesspriv",
-                           "--sdr-cache-directory=" + cache};
-    std::array peers{Peer{"ipmitool sensor",
-                          {"ipmitool", "-I", "lanplus", "-C", "3", "-H", "127.0.0.1", "-p", port, "-U",
-                           zel::simulator::kUser, "-P", zel::simulator::kPassword, "sensor"}},
-                     Peer{"ipmi-sensors", {"ipmi-sensors", "--output-sensor-thresholds"}},
-                     Peer{"ipmi-sensors-config", {"ipmi-sensors-config", "--checkout"}}};
-    for (Peer& peer : {std::ref(peers[1]), std::ref(peers[2])})
-        peer.command.insert(peer.command.end(), freeipmi.begin(), freeipmi.end());
-    return peers;
 }
 
 /// How many requests a full reading takes: no more than one for each sensor with thresholds, and three.

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "agent_service.h"
+#include "made_up_machine.h"
 #include "statistics.h"
 
 namespace {
@@ -60,31 +61,12 @@ Samples panel_samples(const VtOptions& options, const char* row) {
     return samples;
 }
 
-/// A /sys/block of `disks` made-up disks, named by agent.conf.
 void make_disks(const bench::AgentService& agent, int disks) {
-    namespace fs = std::filesystem;
-    const fs::path block = agent.folder() / "block";
-    fs::remove_all(block);
-    for (int i = 0; i < disks; ++i) {
-        const fs::path disk = block / ("disk" + std::to_string(1000 + i));
-        fs::create_directories(disk);
-        std::ofstream(disk / "size") << "2048000\n";
-    }
-    agent.write_file("agent.conf", "[monitor]\nsys_block=" + block.string() + "\n");
+    agent.write_file("agent.conf", bench::made_up_machine(agent, disks, -1));
 }
 
-/// File systems to list: one real folder under many made-up mounts, which statfs answers for.
 void make_mounts(const bench::AgentService& agent, int mounts) {
-    namespace fs = std::filesystem;
-    std::string mountinfo;
-    for (int i = 0; i < mounts; ++i) {
-        const fs::path at = agent.folder() / "mounts" / std::to_string(1000 + i);
-        fs::create_directories(at);
-        mountinfo += std::to_string(100 + i) + " 1 8:" + std::to_string(i + 1) + " / " + at.string() +
-                     " rw - ext4 /dev/sd" + std::to_string(i) + " rw\n";
-    }
-    agent.write_file("mountinfo", mountinfo);
-    agent.write_file("agent.conf", "[monitor]\nmountinfo=" + (agent.folder() / "mountinfo").string() + "\n");
+    agent.write_file("agent.conf", bench::made_up_machine(agent, -1, mounts));
 }
 
 /// How a panel's opening grows with what it lists.

@@ -45,7 +45,8 @@ class Reader : public nlohmann::json_sax<Json> {
         const Resource* const resource = levels_.size() > 1 ? resource_of(levels_[1].key) : nullptr;
         const bool object = levels_.size() == 3 && resource != nullptr && resource->bracketed;
         if (!object && name.find_first_of(".[]") != std::string::npos) return refuse("is unknown");
-        if (!levels_.back().seen.insert(name).second) problems_.push_back({path(), "is given twice"});
+        if (!levels_.back().seen.insert(name).second)
+            problems_.push_back({text_of(path()), "is given twice"});
         return true;
     }
     bool end_object() override {
@@ -66,8 +67,8 @@ class Reader : public nlohmann::json_sax<Json> {
     };
 
     /// The path of what is being read.
-    [[nodiscard]] std::string path() const {
-        if (levels_.size() < 2) return levels_.empty() ? "" : levels_.front().key;
+    [[nodiscard]] Path path() const {
+        if (levels_.size() < 2) return {.resource = levels_.empty() ? "" : levels_.front().key};
         Path path{.resource = levels_[1].key};
         std::size_t next = 2;
         const Resource* const resource = resource_of(path.resource);
@@ -77,11 +78,11 @@ class Reader : public nlohmann::json_sax<Json> {
         }
         for (; next < levels_.size(); ++next)
             path.rest.append(path.rest.empty() ? "" : ".").append(levels_[next].key);
-        return text_of(path);
+        return path;
     }
 
     bool refuse(std::string why) {
-        problems_.push_back({path(), std::move(why)});
+        problems_.push_back({text_of(path()), std::move(why)});
         return true;
     }
     bool stop(std::string why) {

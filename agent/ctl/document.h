@@ -19,7 +19,7 @@ inline constexpr std::size_t kLargestDocument = std::size_t{1} << 20U;
 
 /// What a document, or the arguments of a command, want.
 struct Wish {
-    std::string path;
+    Path path;
     Json value;
 };
 struct Document {

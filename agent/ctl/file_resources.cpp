@@ -52,14 +52,14 @@ StorageKinds storage_kinds(std::size_t kind) {
             .warning = kind_of(settings::kStorageThreshold, errors + " at which the warning is raised")};
 }
 
-void list_storage_item(Contents& contents, std::size_t disk, std::size_t kind, const StorageKinds& kinds) {
+void list_storage_item(Contents& contents, std::size_t disk, const std::string& object, std::size_t kind,
+                       const StorageKinds& kinds) {
     const auto item = [ disk, kind ](auto& values) -> auto& {
         return values.disks[disk][kind];
     };
     const settings::StorageErrorKind& errors = settings::kStorageKinds.at(kind);
     const auto path = [&](const char* name) {
-        return Path{"storage", settings::escape_name(contents.disks[disk]),
-                    std::string(errors.name) + '.' + name};
+        return Path{"storage", object, std::string(errors.name) + '.' + name};
     };
     contents.settings.push_back(
         {.path = path("enable"),
@@ -163,9 +163,11 @@ void list_storage(Contents& contents) {
     std::array<StorageKinds, STORAGE_ERROR_KINDS> kinds;
     for (std::size_t kind = 0; kind < kinds.size(); ++kind)
         kinds.at(kind) = storage_kinds(kind);
-    for (std::size_t disk = 0; disk < contents.disks.size(); ++disk)
+    for (std::size_t disk = 0; disk < contents.disks.size(); ++disk) {
+        const std::string object = settings::escape_name(contents.disks[disk]);
         for (std::size_t kind = 0; kind < kinds.size(); ++kind)
-            list_storage_item(contents, disk, kind, kinds.at(kind));
+            list_storage_item(contents, disk, object, kind, kinds.at(kind));
+    }
 }
 
 void judge_storage(const Contents& contents, const Values& wanted, Problems& problems) {

@@ -7,6 +7,7 @@
 #include <numeric>
 
 #include "client/reset_service.h"
+#include "store/registry.h"
 
 namespace zel::ctl {
 namespace {
@@ -51,16 +52,19 @@ Contents sample_contents() {
 Machine Machine::sample() {
     Machine machine;
     machine.contents_ = sample_contents();
-    for (const Resource& resource : resources())
+    for (const Resource& resource : resources()) {
+        const std::size_t first = machine.contents_.settings.size();
         resource.list(machine.contents_);
+        machine.places_[resource.name] = {first, machine.contents_.settings.size()};
+    }
     for (Setting& setting : machine.contents_.settings)
         if (setting.path.object == "0.0") setting.path.object = "LUN.NUMBER";
-    machine.index();
     return machine;
 }
 
 Exit Machine::read(const Names& names, Problems& problems, bool defaults) {
     contents_.defaults = defaults;
+    const store::registry::Pinned pinned;
     Exit exit = Exit::done;
     std::set<Exit (*)(Contents&, Problems&)> done;
     for (const Resource& resource : resources()) {
@@ -70,34 +74,56 @@ Exit Machine::read(const Names& names, Problems& problems, bool defaults) {
             if (one != Exit::done) exit = one;
             if (one == Exit::failed) continue;
         }
+        const std::size_t first = contents_.settings.size();
         resource.list(contents_);
+        places_[resource.name] = {first, contents_.settings.size()};
     }
-    index();
+    index_.clear();
     return exit;
 }
 
-void Machine::index() {
-    for (std::size_t i = 0; i < contents_.settings.size(); ++i)
-        index_.try_emplace(text_of(contents_.settings[i].path), i);
+const Path& Machine::own_path(const Path& path, Path& room) const {
+    if (contents_.aliases.empty()) return path;
+    const auto alias = contents_.aliases.find({path.resource, path.object});
+    if (alias == contents_.aliases.end() || alias->second.empty()) return path;
+    room = path;
+    room.object = alias->second;
+    return room;
 }
 
-Path Machine::own_path(Path path) const {
-    const auto alias = contents_.aliases.find({path.resource, path.object});
-    if (alias != contents_.aliases.end() && !alias->second.empty()) path.object = alias->second;
-    return path;
+std::span<const Setting> Machine::of(const std::string& resource) const {
+    const auto place = places_.find(resource);
+    if (place == places_.end()) return {};
+    const auto& [first, end] = place->second;
+    return std::span(contents_.settings).subspan(first, end - first);
 }
 
 std::vector<const Setting*> Machine::below(const Path& path) const {
-    const Path own = own_path(path);
+    Path room;
+    const Path& own = own_path(path, room);
     std::vector<const Setting*> found;
-    for (const Setting& setting : contents_.settings)
+    for (const Setting& setting : of(path.resource))
         if (holds(own, setting.path)) found.push_back(&setting);
     return found;
 }
 
+void Machine::make_index() const {
+    for (std::size_t i = 0; i < contents_.settings.size(); ++i)
+        index_.try_emplace(text_of(contents_.settings[i].path), i);
+}
+
 const Setting* Machine::find(const Path& path) const {
-    const auto found = index_.find(text_of(own_path(path)));
-    return found != index_.end() ? &contents_.settings[found->second] : nullptr;
+    Path room;
+    const Path& own = own_path(path, room);
+    const auto& settings = contents_.settings;
+    // A document that was exported here has them in their order.
+    if (next_ >= settings.size() || settings[next_].path != own) {
+        if (index_.empty()) make_index();
+        const auto found = index_.find(text_of(own));
+        if (found == index_.end()) return nullptr;
+        next_ = found->second;
+    }
+    return &settings[next_++];
 }
 
 std::string Machine::nearest(const std::string& path) const {
@@ -172,9 +198,16 @@ std::string Machine::tag(const Names& names, const Values& values) const {
             hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3;
     };
     for (const std::string& name : names) {
-        for (const Setting& setting : contents_.settings) {
-            if (setting.kind->secret || setting.path.resource != name) continue;
-            add(text_of(setting.path) + '=' + base::json_text(setting.get(values)) + '\n');
+        for (const Setting& setting : of(name)) {
+            if (setting.kind->secret) continue;
+            add(setting.path.resource);
+            add("[");
+            add(setting.path.object);
+            add("].");
+            add(setting.path.rest);
+            add(setting.kind->type == Kind::Type::text ? "=text:" : "=");
+            add(value_text(setting.get(values)));
+            add("\n");
         }
     }
     constexpr std::string_view kDigits = "0123456789abcdef";

@@ -2,10 +2,13 @@
 // The machine's settings as they stand: read by resource, judged, written.
 #pragma once
 
+#include <map>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "exit.h"
@@ -48,11 +51,15 @@ class Machine {
     [[nodiscard]] std::string tag(const Names& names, const Values& values) const;
 
   private:
-    void index();
-    [[nodiscard]] Path own_path(Path path) const;
+    [[nodiscard]] const Path& own_path(const Path& path, Path& room) const;
+    void make_index() const;
+    [[nodiscard]] std::span<const Setting> of(const std::string& resource) const;
 
     Contents contents_;
-    std::unordered_map<std::string, std::size_t> index_;
+    std::map<std::string, std::pair<std::size_t, std::size_t>>
+        places_;                    ///< Of a resource's settings: first and end.
+    mutable std::size_t next_ = 0;  ///< Behind the one that was found last.
+    mutable std::unordered_map<std::string, std::size_t> index_;  ///< Made when somebody goes another way.
 };
 
 }  // namespace zel::ctl

@@ -8,10 +8,9 @@ namespace {
 
 /// One wish; its setting when there is one.
 const Setting* take(const Machine& machine, const Wish& wish, Exit unknown, Plan& plan, Problems& problems) {
-    const auto path = parse_path(wish.path);
-    const Setting* const setting = path ? machine.find(*path) : nullptr;
+    const Setting* const setting = machine.find(wish.path);
     if (setting == nullptr) {
-        const Exit exit = tell_unknown(machine, wish.path, problems, unknown);
+        const Exit exit = tell_unknown(machine, text_of(wish.path), problems, unknown);
         if (plan.exit == Exit::done || exit == Exit::invalid) plan.exit = exit;
         return nullptr;
     }
@@ -20,7 +19,7 @@ const Setting* take(const Machine& machine, const Wish& wish, Exit unknown, Plan
     if (fault.empty()) {
         setting->put(plan.wanted, wish.value);
     } else {
-        problems.push_back({wish.path, fault});
+        problems.push_back({text_of(wish.path), fault});
         plan.exit = Exit::invalid;
     }
     return setting;
@@ -35,10 +34,10 @@ Plan make_plan(const Machine& machine, std::span<const Wish> wishes, Exit unknow
     for (const Wish& wish : wishes) {
         const Setting* const setting = take(machine, wish, unknown, plan, problems);
         if (setting != nullptr && !seen.insert(setting).second) {
-            problems.push_back({wish.path, "is given twice"});
+            problems.push_back({text_of(wish.path), "is given twice"});
             plan.exit = Exit::invalid;
         }
-        names_permit = names_permit || wish.path == "snmp.permit";
+        names_permit = names_permit || (wish.path.resource == "snmp" && wish.path.rest == "permit");
     }
     // Without SNMP nothing is permitted through it: who switches it off need not say so.
     if (!names_permit && plan.wanted.snmp.enable == 0) plan.wanted.snmp.permit = 0;

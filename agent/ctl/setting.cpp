@@ -79,7 +79,9 @@ std::string range_text(const Kind& kind) {
 }
 
 std::string value_text(const Json& value) {
-    return value.is_string() ? value.get<std::string>() : base::json_text(value);
+    if (value.is_string()) return value.get<std::string>();
+    if (value.is_boolean()) return value.get<bool>() ? "true" : "false";
+    return value.is_number_integer() ? std::to_string(value.get<std::int64_t>()) : base::json_text(value);
 }
 
 Json parse_value(const Kind& kind, const std::string& text) {

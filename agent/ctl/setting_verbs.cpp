@@ -360,10 +360,10 @@ Exit run_set(const Request& request, Answer& answer) {
     task.writes = true;
     task.complete = [&](const Machine& machine, Wanted& all, Problems&) {
         for (const auto& [path, text] : words) {
-            const auto parsed = parse_path(path);
-            const Setting* const setting = parsed ? machine.find(*parsed) : nullptr;
+            const Path parsed = *parse_path(path);
+            const Setting* const setting = machine.find(parsed);
             Json value = setting != nullptr ? parse_value(*setting->kind, text) : Json(nullptr);
-            all.wishes.push_back({path, value.is_null() ? Json(text) : std::move(value)});
+            all.wishes.push_back({parsed, value.is_null() ? Json(text) : std::move(value)});
         }
     };
     return task.run(std::move(wanted));
@@ -395,7 +395,7 @@ Exit run_reset(const Request& request, Answer& answer) {
         const auto settings = machine.below(path);
         for (const Setting* setting : settings)
             if (!setting->fallback.is_null() && !setting->kind->read_only)
-                all.wishes.push_back({text_of(setting->path), setting->fallback});
+                all.wishes.push_back({setting->path, setting->fallback});
         unknown = settings.empty();
         if (unknown) tell_unknown(machine, word, problems);
         if (!unknown && all.wishes.empty()) problems.push_back({word, "has no default"});

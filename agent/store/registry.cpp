@@ -103,7 +103,10 @@ struct Snapshot {
     Keys keys;
 };
 
+thread_local std::shared_ptr<const Snapshot> pinned;
+
 std::shared_ptr<const Snapshot> current() {
+    if (pinned) return pinned;
     // Never destroyed: threads may still read while the process ends.
     static auto& file = *new CachedFile<Snapshot>(path());
     return file.current();
@@ -202,6 +205,14 @@ const std::string& path() {
 Status check() {
     const Status status = current()->status;
     return status == Status::not_found ? Status::ok : status;
+}
+
+Pinned::Pinned() : outermost_(!pinned) {
+    if (outermost_) pinned = current();
+}
+
+Pinned::~Pinned() {
+    if (outermost_) pinned.reset();
 }
 
 bool key_exists(std::string_view key) {

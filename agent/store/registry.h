@@ -38,6 +38,19 @@ const std::string& path();
 /// `ok` when the registry can be read (an absent file is an empty registry), else `corrupt` or `failed`.
 Status check();
 
+/// While it lives, its thread reads the registry as it stands now, without looking at the file again: many values
+/// belong together, and each look costs a system call.
+class Pinned {
+  public:
+    Pinned();
+    ~Pinned();
+    Pinned(const Pinned&) = delete;
+    Pinned& operator=(const Pinned&) = delete;
+
+  private:
+    bool outermost_;
+};
+
 /// True when the key or any key below it exists.
 bool key_exists(std::string_view key);
 

@@ -51,6 +51,7 @@ class CpuSampler : public Sampler {
 
   private:
     void read_settings() {
+        const store::registry::Pinned pinned;
         const auto cycle = settings::read_record(settings::kCpuCycle);
         if (!cycle) return;
         cycle_ = *cycle;

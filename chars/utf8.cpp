@@ -43,6 +43,10 @@ Utf8Character first_character(std::string_view text) {
 std::size_t valid_utf8_prefix(std::string_view text) {
     std::size_t valid = 0;
     while (valid < text.size()) {
+        if (static_cast<unsigned char>(text[valid]) < 0x80) {
+            ++valid;
+            continue;
+        }
         const Utf8Character next = first_character(text.substr(valid));
         if (next.kind != Utf8Character::Kind::whole) break;
         valid += next.size;

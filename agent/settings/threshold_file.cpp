@@ -36,6 +36,10 @@ std::optional<char> escaped_byte(std::string_view text) {
 std::string escape_name(std::string_view name) {
     constexpr std::string_view kDigits = "0123456789ABCDEF";
     const bool utf8 = chars::is_utf8(name);
+    const auto stays = [utf8](char character) {
+        return !must_escape(static_cast<unsigned char>(character), utf8);
+    };
+    if (std::ranges::all_of(name, stays)) return std::string(name);
     std::string text;
     text.reserve(name.size());
     for (const char character : name) {
@@ -50,6 +54,7 @@ std::string escape_name(std::string_view name) {
 }
 
 std::string unescape_name(std::string_view text) {
+    if (text.find('%') == std::string_view::npos) return std::string(text);
     std::string name;
     name.reserve(text.size());
     while (!text.empty()) {

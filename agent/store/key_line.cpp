@@ -55,6 +55,12 @@ bool is_value(std::string_view value) {
 }
 
 void append_escaped(std::string& text, std::string_view value) {
+    const bool plain = value.find_first_of("\\\n\r\t") == std::string_view::npos && !value.starts_with(' ') &&
+                       !value.ends_with(' ');
+    if (plain) {  // as most are; thousands are written at a time
+        text += value;
+        return;
+    }
     for (std::size_t at = 0; at < value.size(); ++at) {
         const char escape = escape_of(value, at);
         if (escape != '\0') text += '\\';
@@ -63,6 +69,7 @@ void append_escaped(std::string& text, std::string_view value) {
 }
 
 std::optional<std::string> unescaped(std::string_view text) {
+    if (text.find('\\') == std::string_view::npos) return std::string(text);
     constexpr std::string_view kEscapes = "\\nrts";
     constexpr std::string_view kMeanings = "\\\n\r\t ";
     std::string value;

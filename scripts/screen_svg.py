@@ -13,7 +13,7 @@ WIDTH, HEIGHT = 9, 18  # of a cell
 MARGIN = 12
 # As the Linux console has them. What is bold shows bright there.
 COLOURS = "#000 #a00 #0a0 #a50 #00a #a0a #0aa #aaa #555 #f55 #5f5 #ff5 #55f #f5f #5ff #fff".split()
-FOREGROUND, BACKGROUND = 7, 0
+FOREGROUND, BACKGROUND, DIM = 7, 0, 8
 FONT = "'DejaVu Sans Mono',Menlo,Consolas,'Liberation Mono',monospace"
 WIDE_FONT = "'Noto Sans Mono CJK JP','Noto Sans CJK JP','Hiragino Sans','Yu Gothic','MS Gothic',sans-serif"
 
@@ -35,9 +35,9 @@ class Pen:
     def select(self, codes):
         for code in codes:
             if code == 0:
-                self.fore, self.back, self.bold, self.reverse = FOREGROUND, BACKGROUND, False, False
-            elif code in (1, 22):
-                self.bold = code == 1
+                self.fore, self.back, self.bold, self.dim, self.reverse = FOREGROUND, BACKGROUND, False, False, False
+            elif code in (1, 2, 22):
+                self.bold, self.dim = code == 1, code == 2
             elif code in (7, 27):
                 self.reverse = code == 7
             elif 30 <= code <= 37 or 90 <= code <= 97:
@@ -52,7 +52,7 @@ class Pen:
                 sys.exit(f"screen_svg.py: no drawing for ESC [ {code} m")
 
     def cell(self, char):
-        fore = self.fore + 8 if self.bold and self.fore < 8 else self.fore
+        fore = self.fore + 8 if self.bold and self.fore < 8 else DIM if self.dim else self.fore
         fore, back = (self.back, fore) if self.reverse else (fore, self.back)
         return Cell(char, 2 if unicodedata.east_asian_width(char) in "WF" else 1, COLOURS[fore], COLOURS[back])
 

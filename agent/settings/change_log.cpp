@@ -137,13 +137,17 @@ void log_registry_changes(Changed changes) {
 }
 
 void log_file_changes(const ThresholdFile& file, Changed changes) {
+    std::string group;
+    std::string holder = file.resource;  // of the changes of one group, which stand together
     tell_all(changes, [&](const Change& change, const Tell& tell) {
         if (change.key == kPresentKey) return;
-        const auto name = name_of_group(change.group, file.naming);
-        std::string path = file.resource;
-        if (name) path.append("[").append(escape_name(*name)).append("]");
-        path.append(".").append(change.key);
-        tell({path, change.before.value_or("(not set)"), change.after});
+        if (group != change.group) {
+            group = change.group;
+            holder = file.resource;
+            if (const auto name = name_of_group(group, file.naming))
+                holder.append("[").append(escape_name(*name)).append("]");
+        }
+        tell({holder + '.' + change.key, change.before.value_or("(not set)"), change.after});
     });
 }
 

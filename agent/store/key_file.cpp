@@ -142,7 +142,8 @@ bool KeyFile::set(const std::string& group, const std::string& key, const std::s
     Line* const known = found != nullptr ? found->find(key) : nullptr;
     if (known != nullptr && known->value == std::string_view(text).substr(key.size() + 1)) return true;
 
-    impl_->changes.push_back({group, key, get(group, key), value});
+    const bool readable = known != nullptr && chars::is_utf8(known->value);
+    impl_->changes.push_back({group, key, readable ? unescaped(known->value) : std::nullopt, value});
     const std::string_view kept = impl_->keep(std::move(text));
     const Line line{.text = kept, .key = kept.substr(0, key.size()), .value = kept.substr(key.size() + 1)};
     if (known != nullptr) {

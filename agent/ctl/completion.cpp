@@ -26,8 +26,12 @@ _zelctl() {
         case $verb in
             get | set | reset | describe) choices=$("${COMP_WORDS[0]}" completion paths 2>/dev/null) ;;
             export) choices=$("${COMP_WORDS[0]}" completion resources 2>/dev/null) ;;
-            check | diff | apply) mapfile -t COMPREPLY < <(compgen -f -- "$word"); return ;;
-            alert) choices=test ;;
+            check | diff | apply)
+                compopt -o filenames
+                mapfile -t COMPREPLY < <(compgen -f -- "$word")
+                return
+                ;;
+            alert) choices="test" ;;
             watchdog) choices=$'status\ndisarm' ;;
             identify) choices=off ;;
             boot-mode) choices=$'get\non\noff' ;;
@@ -39,7 +43,7 @@ _zelctl() {
         if [[ -n $choice && $choice == "$word"* ]]; then COMPREPLY+=("$(printf %q "$choice")"); fi
     done <<<"$choices"
     if [ "$verb" = set ] && [ "${#COMPREPLY[@]}" -eq 1 ]; then
-        COMPREPLY[0]+==
+        COMPREPLY=("${COMPREPLY[0]}=")
         compopt -o nospace
     fi
 }

@@ -159,7 +159,7 @@ Document parse_document(std::string_view text, Problems& problems) {
         return document;
     }
     Reader reader(document, problems);
-    Json::sax_parse(text, &reader);
+    document.whole = Json::sax_parse(text, &reader);
     return document;
 }
 

@@ -25,6 +25,7 @@ struct Wish {
 struct Document {
     std::set<std::string> resources{};
     std::vector<Wish> wishes{};
+    bool whole = false;  ///< It was read to its end; what is wrong with it is no more than what was told.
 };
 
 /// Reads a document. Problems are what is no JSON, nests too deep, has a key twice or one that no document has.

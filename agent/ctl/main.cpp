@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // zelctl, the agent's command line.
+#include <fcntl.h>
 #include <getopt.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <clocale>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <exception>
 #include <string>
 #include <string_view>
@@ -133,6 +136,18 @@ Exit refuse(const CommandLine& line, Exit exit, std::string why) {
     return give(line.request, std::move(answer), exit);
 }
 
+/// Fills up descriptors that are closed: the next file opened would be taken for what they stand for. They take nothing.
+void keep_standard_descriptors() {
+    for (int file = 0; file <= STDERR_FILENO;)
+        file = ::fcntl(file, F_GETFD) < 0 ? ::open("/dev/null", O_RDONLY) : file + 1;
+}
+
+/// Whether there is an output: what nobody can be told is not begun.
+bool has_output() {
+    const int flags = ::fcntl(STDOUT_FILENO, F_GETFL);
+    return flags >= 0 && (flags & O_ACCMODE) != O_RDONLY;
+}
+
 Exit run(int argc, char** argv) {
     const CommandLine line = parse(argc, argv);
     const Verb* const verb = verb_of(line.verb);
@@ -153,6 +168,11 @@ Exit run(int argc, char** argv) {
     if (!verb->open && !may_change())
         return refuse(line, Exit::not_permitted,
                       std::string(verb->name) + " is root's: run it as root or with sudo");
+    if (!has_output()) {
+        std::fprintf(stderr, "zelctl: standard output: %s\n", std::strerror(EBADF));
+        return Exit::failed;
+    }
+    TraceLogInit(0, "zelctl", 0, 5, 0);
     Answer answer;
     const Exit exit = verb->run(line.request, answer);
     return give(line.request, std::move(answer), exit);
@@ -164,7 +184,7 @@ Exit run(int argc, char** argv) {
 int main(int argc, char** argv) try {
     std::setlocale(LC_CTYPE, "");
     std::signal(SIGPIPE, SIG_IGN);
-    TraceLogInit(0, "zelctl", 0, 5, 0);
+    zel::ctl::keep_standard_descriptors();
     return static_cast<int>(zel::ctl::run(argc, argv));
 } catch (const std::exception& error) {
     std::fprintf(stderr, "zelctl: %s\n", error.what());

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "plan.h"
 
+#include <algorithm>
 #include <unordered_set>
 
 namespace zel::ctl {
@@ -34,7 +35,8 @@ Plan make_plan(const Machine& machine, std::span<const Wish> wishes, Exit unknow
     for (const Wish& wish : wishes) {
         const Setting* const setting = take(machine, wish, unknown, plan, problems);
         if (setting != nullptr && !seen.insert(setting).second) {
-            problems.push_back({text_of(wish.path), "is given twice"});
+            const Problem twice{text_of(wish.path), "is given twice"};
+            if (std::ranges::find(problems, twice) == problems.end()) problems.push_back(twice);
             plan.exit = Exit::invalid;
         }
         names_permit = names_permit || (wish.path.resource == "snmp" && wish.path.rest == "permit");
@@ -50,6 +52,10 @@ Plan make_plan(const Machine& machine, std::span<const Wish> wishes, Exit unknow
 
 Exit tell_unknown(const Machine& machine, const std::string& path, Problems& problems, Exit unknown) {
     const auto parsed = parse_path(path);
+    if (path.empty()) {
+        problems.push_back({"", "a path is empty"});
+        return unknown;
+    }
     if (parsed && !parsed->object.empty() && machine.below({parsed->resource, parsed->object}).empty()) {
         problems.push_back({path, "is not on this machine"});
         return Exit::no_such_object;

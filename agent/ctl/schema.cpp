@@ -24,7 +24,7 @@ Json schema_of(const Kind& kind) {
             json = {{"enum", kind.words}};
             break;
         case Kind::Type::text:
-            json = {{"type", "string"}};
+            json = {{"type", "string"}, {"minLength", kind.least}, {"maxLength", kind.greatest}};
             break;
     }
     const std::string unit = unit_name(kind.unit);
@@ -72,31 +72,39 @@ Json settings_schema() {
 Json schema() {
     const Json text{{"type", "string"}};
     const Json any = Json::object();
-    const Json change{{"type", "object"},
-                      {"required", {"path", "from", "to"}},
-                      {"additionalProperties", false},
-                      {"properties", {{"path", text}, {"from", any}, {"to", any}}}};
-    const Json error{{"type", "object"},
-                     {"required", {"path", "message"}},
-                     {"additionalProperties", false},
-                     {"properties", {{"path", text}, {"message", text}}}};
     const Json list{{"type", "array"}};
-    return {{"$schema", "https://json-schema.org/draft/2020-12/schema"},
-            {"title", "Settings of the agent: documents that zelctl reads, and what it answers with --json"},
-            {"type", "object"},
-            {"required", {"schema"}},
-            {"properties",
-             {{"schema", {{"const", kSchema}}},
-              {"tag", {{"type", {"string", "null"}}}},
-              {"settings", {{"anyOf", {{{"$ref", "#/$defs/settings"}}, {{"$ref", "#/$defs/descriptions"}}}}}},
-              {"changes", {{"type", "array"}, {"items", change}}},
-              {"errors", {{"type", "array"}, {"items", error}}},
-              {"applied", {{"type", "boolean"}}},
-              {"valid", {{"type", "boolean"}}},
-              {"resources", list},
-              {"objects", list},
-              {"events", list}}},
-            {"$defs", {{"settings", settings_schema()}, {"descriptions", list}}}};
+    const Json flag{{"type", "boolean"}};
+    const Json number{{"const", kSchema}};
+    const Json tag{{"type", {"string", "null"}}};
+    const auto object = [](Json properties, Json required) {
+        return Json{{"type", "object"},
+                    {"properties", std::move(properties)},
+                    {"required", std::move(required)},
+                    {"additionalProperties", false}};
+    };
+    const Json change = object({{"path", text}, {"from", any}, {"to", any}}, {"path", "from", "to"});
+    const Json error = object({{"path", text}, {"message", text}}, {"path", "message"});
+    const Json document = object(
+        {{"schema", number}, {"tag", tag}, {"settings", {{"$ref", "#/$defs/settings"}}}}, Json::array());
+    Json answer = object({{"schema", number},
+                          {"errors", {{"type", "array"}, {"items", error}}},
+                          {"tag", tag},
+                          {"changes", {{"type", "array"}, {"items", change}}},
+                          {"applied", flag},
+                          {"valid", flag},
+                          {"settings", {{"anyOf", {{{"$ref", "#/$defs/settings"}}, list}}}}},
+                         {"schema", "errors"});
+    for (const char* name : {"resources", "objects", "events"})
+        answer["properties"][name] = list;
+    for (const char* name : {"time", "version", "boot_mode", "metrics", "completion"})
+        answer["properties"][name] = text;
+    for (const char* name : {"controller", "watchdog"})
+        answer["properties"][name] = {{"type", "object"}};
+    return {
+        {"$schema", "https://json-schema.org/draft/2020-12/schema"},
+        {"title", "Settings of the agent: documents that zelctl reads, and what it answers with --json"},
+        {"anyOf", {{{"$ref", "#/$defs/document"}}, {{"$ref", "#/$defs/answer"}}}},
+        {"$defs", {{"document", document}, {"answer", std::move(answer)}, {"settings", settings_schema()}}}};
 }
 
 }  // namespace zel::ctl

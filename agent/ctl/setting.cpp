@@ -101,7 +101,7 @@ Json parse_value(const Kind& kind, const std::string& text) {
 std::string fault_of(const Kind& kind, const Json& value) {
     if (kind.read_only) return "cannot be set";
     if (fits(kind, value) && is_in_range(kind, value)) return {};
-    const std::string shown = kind.secret || value.is_null() ? "this" : base::json_text(value);
+    const std::string shown = kind.secret ? "this" : base::json_text(value);
     switch (kind.type) {
         case Kind::Type::number:
             return shown + " is not a whole number from " + std::to_string(kind.least) + " to " +

@@ -71,6 +71,7 @@ struct Setting {
 struct Problem {
     std::string path;
     std::string message;
+    bool operator==(const Problem&) const = default;
 };
 using Problems = std::vector<Problem>;
 

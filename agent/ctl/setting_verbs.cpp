@@ -63,6 +63,10 @@ void tell_changes(std::span<const Change> changes, Answer& answer) {
     answer.json["changes"] = std::move(list);
 }
 
+Json empty_answer() {
+    return {{"schema", kSchema}, {"tag", nullptr}, {"changes", Json::array()}};
+}
+
 /// Settings as they shall be, from a document or from arguments.
 struct Wanted {
     Names names;
@@ -81,7 +85,8 @@ class Task {
     std::function<void(const Machine&, Wanted&, Problems&)> complete = [](auto&, auto&, auto&) {};
 
     Exit run(Wanted wanted) {
-        answer_.json = {{"schema", kSchema}, {"tag", nullptr}, {"changes", Json::array()}};
+        answer_.json = empty_answer();
+        const bool told_before = !answer_.problems.empty();  // of a document
         const bool write = writes && !request_.dry_run;
         const auto [controller, files] = split(wanted.names);
         Exit exit = machine_.read(controller, answer_.problems, defaults);
@@ -97,8 +102,8 @@ class Task {
         }
         complete(machine_, wanted, answer_.problems);
         const Plan plan = make_plan(machine_, wanted.wishes, unknown, answer_.problems);
-        if (plan.exit != Exit::done) return plan.exit;
-        if (!answer_.problems.empty()) return Exit::invalid;
+        if (!answer_.problems.empty())
+            return told_before || plan.exit == Exit::done ? Exit::invalid : plan.exit;
         tell_changes(plan.changes, answer_);
         if (writes && plan.changes.empty()) answer_.text = "nothing to change\n";
         if (!write || plan.changes.empty()) return Exit::done;
@@ -134,14 +139,14 @@ std::optional<Wanted> wanted_by(const std::string& name, Problems& problems, Exi
     if (!text) return std::nullopt;
     exit = Exit::invalid;
     Document document = parse_document(*text, problems);
+    if (!document.whole) return std::nullopt;
     const std::vector<std::string> resources(document.resources.begin(), document.resources.end());
     Wanted wanted{.names = {}, .wishes = std::move(document.wishes)};
     add_resources(resources, wanted.names, problems);
-    return problems.empty() ? std::optional(std::move(wanted)) : std::nullopt;
-}
-
-Json empty_answer() {
-    return {{"schema", kSchema}, {"tag", nullptr}, {"changes", Json::array()}};
+    // What is below an unknown resource needs no telling.
+    std::erase_if(wanted.wishes,
+                  [&](const Wish& wish) { return !wanted.names.contains(wish.path.resource); });
+    return wanted;
 }
 
 Exit compare(const Request& request, Answer& answer, bool writes, bool& differs) {

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+// Readers that stand beside those of readers.cpp.
 #pragma once
 
 #include <stdexcept>
@@ -25,5 +26,6 @@ void read_proc_stat(Input text);
 void read_counters(Input text);
 void read_events(Input text);
 void read_state(Input text);
+void read_document(Input text);
 
 }  // namespace zel::test

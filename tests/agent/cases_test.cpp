@@ -303,25 +303,6 @@ class Tables {
     int count_ = -1;
 };
 
-void add_disk(Text what) {
-    const auto fields_at = what.find('=') < what.size() ? what.rfind(' ', what.find('=')) : what.size();
-    const std::string name = what.substr(0, fields_at);
-    std::istringstream words(what.substr(name.size()));
-    std::map<std::string, std::string> fields = {
-        {"below", "pci0/block"}, {"size", "8"}, {"wwid", ""}, {"hidden", "0"}};
-    for (std::string word; words >> word;) {
-        const auto [field, value] = split_at(word, "=");
-        fields.at(field) = value;
-    }
-    const std::string device = "devices/" + fields.at("below") + '/' + name;
-    fs::create_directories(home("sys/" + device + "/device"));
-    const std::string wwid = name.starts_with("nvme") ? "/wwid" : "/device/wwid";
-    for (const auto& [attribute, field] :
-         {std::pair<std::string, const char*>{"/size", "size"}, {"/hidden", "hidden"}, {wwid, "wwid"}})
-        write_text(home("sys/" + device + attribute), fields.at(field) + '\n');
-    fs::create_symlink("../" + device, home("sys/block/" + name));
-}
-
 class AgentCases : public Steps {
   protected:
     AgentCases() {

@@ -2,7 +2,10 @@
 // A machine made up of files, and its file systems.
 #pragma once
 
+#include <map>
+
 #include "home.h"
+#include "steps.h"
 #include "zel/access_monitor.h"
 
 namespace zel::test {
@@ -13,6 +16,26 @@ inline void mount(const std::string& mounts) {
     std::ofstream file(home("mountinfo"));
     for (std::string line; std::getline(lines, line);)
         file << line.substr(0, line.rfind(' ')) << " rw - " << line.substr(line.rfind(' ')) << " x rw\n";
+}
+
+/// A disk "NAME FIELD=TEXT ...": below (the folder of its device), size, wwid, hidden.
+inline void add_disk(const std::string& what) {
+    const auto fields_at = what.find('=') < what.size() ? what.rfind(' ', what.find('=')) : what.size();
+    const std::string name = what.substr(0, fields_at);
+    std::istringstream words(what.substr(name.size()));
+    std::map<std::string, std::string> fields = {
+        {"below", "pci0/block"}, {"size", "8"}, {"wwid", ""}, {"hidden", "0"}};
+    for (std::string word; words >> word;) {
+        const auto [field, value] = split_at(word, "=");
+        fields.at(field) = value;
+    }
+    const std::string device = "devices/" + fields.at("below") + '/' + name;
+    fs::create_directories(home("sys/" + device + "/device"));
+    const std::string wwid = name.starts_with("nvme") ? "/wwid" : "/device/wwid";
+    for (const auto& [attribute, field] :
+         {std::pair<std::string, const char*>{"/size", "size"}, {"/hidden", "hidden"}, {wwid, "wwid"}})
+        write_text(home("sys/" + device + attribute), fields.at(field) + '\n');
+    fs::create_symlink("../" + device, home("sys/block/" + name));
 }
 
 inline void make_machine() {

@@ -17,6 +17,7 @@ _zelctl() {
     COMPREPLY=()
     word=${COMP_LINE:0:COMP_POINT}
     word=${word##* }
+    word=${word//\\/}
     verb=${COMP_WORDS[1]}
     if [ "$COMP_CWORD" -eq 1 ]; then
         choices=$("${COMP_WORDS[0]}" completion verbs 2>/dev/null)

@@ -42,8 +42,9 @@ Setting action_setting(Path path, const settings::ActionPart& part, std::uint32_
 template <class Table, class Of>
 void list_table(Contents& contents, const Table& table, const Path& at, Of of) {
     const std::string before = at.rest.empty() ? "" : at.rest + '.';
-    for (const auto& [value, member] : table.fields) {
-        const auto field = [ of, member ](auto& values) -> auto& {
+    for (const auto& one : table.fields) {
+        const settings::Value& value = one.value;
+        const auto field = [ of, member = one.member ](auto& values) -> auto& {
             return of(values).*member;
         };
         const auto path = [&](const char* words) { return Path{at.resource, at.object, before + words}; };

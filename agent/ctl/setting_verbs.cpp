@@ -51,13 +51,13 @@ std::string told(const Setting& setting, const Json& value, bool secrets = false
 void tell_changes(std::span<const Change> changes, Answer& answer) {
     std::vector<Row> rows;
     Json list = Json::array();
-    for (const auto& [setting, from, to] : changes) {
-        const std::string path = text_of(setting->path);
-        const auto side = [&](const Json& value) { return value == "" ? "\"\"" : told(*setting, value); };
-        rows.push_back({shown(path), side(from) + " -> " + side(to)});
-        const bool secret = setting->kind->secret;
-        list.push_back(
-            {{"path", path}, {"from", secret ? Json(kHidden) : from}, {"to", secret ? Json(kHidden) : to}});
+    for (const Change& change : changes) {
+        const Setting& setting = *change.setting;
+        const std::string path = text_of(setting.path);
+        const auto side = [&](const Json& value) { return value == "" ? "\"\"" : told(setting, value); };
+        const auto given = [&](const Json& value) { return setting.kind->secret ? Json(kHidden) : value; };
+        rows.push_back({shown(path), side(change.from) + " -> " + side(change.to)});
+        list.push_back({{"path", path}, {"from", given(change.from)}, {"to", given(change.to)}});
     }
     answer.text = columns(rows);
     answer.json["changes"] = std::move(list);

@@ -78,7 +78,8 @@ Sensor sensor_of(const std::string& line) {
 }  // namespace
 
 std::string shell(const std::string& command) {
-    const std::string whole = "cd '" + base::agent_dir() + "' && PATH=" PROGRAMS ":$PATH\n{ " + command + "\n} 2>&1";
+    const std::string whole =
+        "cd '" + base::agent_dir() + "' && PATH=" PROGRAMS ":$PATH\n{ " + command + "\n} 2>&1";
     FILE* const pipe = popen(whole.c_str(), "r");
     std::string said;
     char buffer[4096];

@@ -32,6 +32,12 @@ bool learn_codes(Controller& controller, Sensor& sensor, const ThresholdCodes& r
     });
 }
 
+bool learn_code(Controller& controller, Sensor& sensor, std::uint8_t code) {
+    ThresholdCodes reading;
+    reading.set(0, code);
+    return learn_codes(controller, sensor, reading);
+}
+
 bool append_factors(Controller& controller, Record& record) {
     auto sensor = parse_record(record).sensor;
     if (!sensor || !sensor->conversion.is_non_linear() || sensor->readable == 0) return true;

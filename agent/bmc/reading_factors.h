@@ -14,6 +14,9 @@ namespace zel::bmc {
 /// @return False when the controller did not answer.
 bool learn_codes(Controller& controller, Sensor& sensor, const ThresholdCodes& reading);
 
+/// The same for one code, as of a reading.
+bool learn_code(Controller& controller, Sensor& sensor, std::uint8_t code);
+
 /// Puts what the present thresholds of such a sensor stand for behind its record, to be kept with it.
 /// @return False when the controller did not answer.
 bool append_factors(Controller& controller, Record& record);

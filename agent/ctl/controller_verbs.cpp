@@ -1,37 +1,20 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// watchdog, identify, boot-mode. What the agent's library does for the panels is asked of it, when it is needed.
+// watchdog, identify, boot-mode: what the agent's library does for the panels.
 #include <array>
 #include <charconv>
 #include <limits>
 
 #include "document.h"
 #include "resource.h"
-#include "store/late_library.h"
 #include "verbs.h"
 #include "zel/access_control.h"
 
 namespace zel::ctl {
 namespace {
 
-// clang-format off
-#define ZEL_ACCESS_ENTRY_POINTS(X) \
-    X(ZELChassisIdentify_V15) X(GetInstallStatus) X(GetUtlBootMode) X(MOVALSetMode)
-// clang-format on
-struct AccessLibrary {
-    static constexpr const char* kLibrary = "libzelaccess.so";
-    ZEL_LATE_TABLE(ZEL_ACCESS_ENTRY_POINTS)
-};
-
 Exit refuse(Answer& answer, Exit exit, const char* why) {
     answer.problems.push_back({"", why});
     return exit;
-}
-
-const AccessLibrary* access_library(Answer& answer) {
-    const auto* library = store::late_table<AccessLibrary>();
-    if (library == nullptr)
-        answer.problems.push_back({"", "libzelaccess.so cannot be loaded; the trace log says why"});
-    return library;
 }
 
 /// Whole seconds, 0 for "off".
@@ -44,9 +27,9 @@ std::optional<std::uint8_t> parse_seconds(const std::string& text) {
     return seconds;
 }
 
-Exit tell_boot_mode(const AccessLibrary& library, Answer& answer) {
+Exit tell_boot_mode(Answer& answer) {
     int mode = MOVAL_MODE_OFF;
-    if (library.GetUtlBootMode(&mode) == 0)
+    if (::GetUtlBootMode(&mode) == 0)
         return refuse(answer, Exit::no_controller, "the boot mode cannot be read; the trace log says why");
     const bool on = mode == MOVAL_MODE_ON;
     answer.json["boot_mode"] = on ? "on" : "off";
@@ -72,9 +55,7 @@ Exit run_identify(const Request& request, Answer& answer) {
     if (!seconds) return refuse(answer, Exit::usage, "identify needs 1 to 255 seconds, or off");
     if (!has_controller())
         return refuse(answer, Exit::no_controller, "no management controller is configured");
-    const auto* library = access_library(answer);
-    if (library == nullptr) return Exit::failed;
-    if (library->ZELChassisIdentify_V15(&*seconds) == CHASSIS_IDENTIFY_FAILED)
+    if (::ZELChassisIdentify_V15(&*seconds) == CHASSIS_IDENTIFY_FAILED)
         return refuse(answer, Exit::no_controller,
                       "the management controller did not do it; the trace log says why");
     return Exit::done;
@@ -85,14 +66,12 @@ Exit run_boot_mode(const Request& request, Answer& answer) {
     const std::string& word = request.words.front();
     if (word != "get" && word != "on" && word != "off")
         return refuse(answer, Exit::usage, "boot-mode needs get, on or off");
-    const auto* library = access_library(answer);
-    if (library == nullptr) return Exit::failed;
-    if (library->GetInstallStatus() == 0)
+    if (::GetInstallStatus() == 0)
         return refuse(answer, Exit::no_such_object, "no maintenance boot mode is set up on this server");
     const bool on = word == "on";
-    if (word != "get" && library->MOVALSetMode(on ? MOVAL_MODE_ON : MOVAL_MODE_OFF, on ? 1 : 0) != 0)
+    if (word != "get" && ::MOVALSetMode(on ? MOVAL_MODE_ON : MOVAL_MODE_OFF, on ? 1 : 0) != 0)
         return refuse(answer, Exit::no_controller, "the boot mode cannot be set; the trace log says why");
-    return tell_boot_mode(*library, answer);
+    return tell_boot_mode(answer);
 }
 
 }  // namespace zel::ctl

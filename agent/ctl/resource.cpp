@@ -23,9 +23,9 @@ constexpr std::array kResources{
     Resource{"shutdown", "a shutdown that hangs", false, true, read_registry, list_shutdown, nullptr},
     Resource{"snmp", "SNMP", false, false, read_registry, list_snmp, judge_snmp},
     Resource{"storage", "storage devices", true, true, read_storage, list_storage, judge_storage},
-    Resource{"temperature", "temperature sensors", true, false, read_temperatures, list_temperature,
+    Resource{"temperature", "temperature sensors", true, true, read_temperatures, list_temperature,
              judge_sensors},
-    Resource{"voltage", "voltage sensors", true, false, read_voltages, list_voltage, judge_sensors},
+    Resource{"voltage", "voltage sensors", true, true, read_voltages, list_voltage, judge_sensors},
     Resource{"watchdog", "a system that hangs", false, true, read_registry, list_watchdog, nullptr},
 };
 

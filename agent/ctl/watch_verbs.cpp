@@ -23,6 +23,7 @@
 #include "tell/event.h"
 #include "tell/status.h"
 #include "verbs.h"
+#include "watch/reading.h"
 
 namespace zel::ctl {
 namespace {
@@ -77,8 +78,8 @@ std::string local_time(const std::string& text) {
 std::string amount(const Json& object, const char* name) {
     const auto number = number_at(object, name);
     if (!number) return "-";
-    const std::string unit = text_at(object, "unit");
-    return std::to_string(*number) + (unit == "percent" ? " %" : unit.empty() ? "" : ' ' + unit);
+    const std::string sign = shown(watch::unit_sign(text_at(object, "unit")));
+    return std::to_string(*number) + (sign.empty() ? "" : ' ' + sign);
 }
 
 std::string name_of(const Json& object) {

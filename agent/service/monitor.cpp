@@ -9,6 +9,7 @@
 
 #include "base/paths.h"
 #include "bmc/controller.h"
+#include "bmc/request_limit.h"
 #include "controller_watch.h"
 #include "log.h"
 #include "settings/threshold_file.h"
@@ -159,8 +160,10 @@ namespace {
 
 /// A look at a resource.
 Rota::Task watching(const std::shared_ptr<Told>& told, const watch::SamplerRow& row) {
-    return {row.resource, [told, resource = std::string(row.resource),
-                           sampler = std::shared_ptr<watch::Sampler>(row.make())](const std::stop_token&) {
+    return {row.resource,
+            [told, resource = std::string(row.resource),
+             sampler = std::shared_ptr<watch::Sampler>(row.make())](const std::stop_token& stop) {
+                const bmc::RequestLimit limit(stop);
                 const auto readings = sampler->look(watch::now());
                 told->take(resource, readings);
                 return Rota::meeting(sampler->interval());

@@ -23,6 +23,11 @@ std::string reload_one(const std::string& name, const Reload& reload) {
     return "ok";
 }
 
+/// Of the sensors nothing is held: the controller has their thresholds. Who changed them wants them judged.
+std::optional<Changes> nothing_held() {
+    return Changes();
+}
+
 /// Starts again with one thing of a resource.
 std::string start_again(const std::string& name, std::string_view thing) {
     const std::string device = settings::unescape_name(thing);
@@ -50,6 +55,8 @@ Resources::Resources()
           {"raid", raid_resource()},
           {"shutdown", record_resource(settings::kShutdown)},
           {"storage", storage_resource()},
+          {"temperature", nothing_held},
+          {"voltage", nothing_held},
           {"watchdog", record_resource(settings::kWatchdog)},
       } {}
 

@@ -29,7 +29,8 @@ constexpr int kFirstYear = 70;
 constexpr int kLastYear = 300;
 
 std::string amount(std::int64_t value, const std::string& unit) {
-    return std::to_string(value) + (unit == "percent" ? " %" : unit.empty() ? "" : ' ' + unit);
+    const std::string sign = watch::unit_sign(unit);
+    return std::to_string(value) + (sign.empty() ? "" : ' ' + sign);
 }
 
 /// How the value is told: "load 97 % over 60 s".
@@ -82,6 +83,7 @@ Event event_of(const watch::Transition& transition, std::chrono::system_clock::t
                 .what = transition.kind,
                 .resource = transition.resource,
                 .object = settings::escape_name(reading.object),
+                .id = reading.id,
                 .kind = reading.kind,
                 .from = transition.from,
                 .to = transition.to,
@@ -102,6 +104,7 @@ std::string to_line(const Event& event) {
               {"event", what_name(event.what)},
               {"resource", event.resource},
               {"object", event.object}};
+    if (!event.id.empty()) json["id"] = event.id;
     if (!event.kind.empty()) json["kind"] = event.kind;
     json["from"] = level_name(event.from);
     json["to"] = level_name(event.to);
@@ -129,6 +132,7 @@ std::optional<Event> from_line(std::string_view line) try {
                  .what = static_cast<What>(what - kWhatNames.begin()),
                  .resource = text_at(json, "resource"),
                  .object = text_at(json, "object"),
+                 .id = text_at(json, "id"),
                  .kind = text_at(json, "kind"),
                  .from = *from,
                  .to = *to,

@@ -20,7 +20,8 @@ struct Event {
     std::chrono::system_clock::time_point time = {};
     watch::Transition::Kind what = watch::Transition::Kind::level;
     std::string resource;
-    std::string object;  ///< Fit for one line, see escape_name; so are kind and message.
+    std::string object;   ///< Fit for one line, see escape_name; so are kind and message.
+    std::string id = {};  ///< What the source knows the object by, where that is not its name.
     std::string kind = {};
     watch::Level from = watch::Level::unknown;
     watch::Level to = watch::Level::unknown;

@@ -18,13 +18,19 @@ using watch::Level;
 /// The bound that counts next: that of the level it has, else the one it would reach first.
 std::optional<std::int64_t> limit_of(const watch::Thing& thing) {
     const auto& limits = thing.last.limits;
-    const auto& bounds = thing.level == Level::fatal || !limits.warning ? limits.fatal : limits.warning;
+    const bool fatal = thing.level == Level::fatal;
+    const auto& bounds = fatal || !limits.warning ? limits.fatal : limits.warning;
+    const auto& low = fatal || !limits.low_warning ? limits.low_fatal : limits.low_warning;
+    // Of two sides the low one where the value is near it.
+    const std::int64_t value = thing.last.value;
+    if (low && (!bounds || value - low->report < (bounds->report - low->report) / 4)) return low->report;
     return bounds ? std::optional(bounds->report) : std::nullopt;
 }
 
 Json json_of(const watch::ThingName& name, const watch::Thing& thing) {
     const auto& [resource, object, kind] = name;
     Json json{{"resource", resource}, {"object", settings::escape_name(object)}};
+    if (!thing.last.id.empty()) json["id"] = thing.last.id;
     if (!kind.empty()) json["kind"] = kind;
     json["level"] = level_name(thing.level);
     json["stale"] = thing.stale;

@@ -31,9 +31,9 @@ struct Verdict {
     std::optional<std::int64_t> limit;  ///< What made it so.
 };
 
-/// What a value makes of a level. Between report and reset a level stays, and fatal falls to warning before
+/// What a value makes of a level on one side. Between report and reset a level stays, and fatal falls to warning before
 /// it falls to ok.
-Verdict judge(Level before, const Limits& limits, std::int64_t value) {
+Verdict judge_side(Level before, const Limits& limits, std::int64_t value) {
     const auto& [fatal, warning] = std::tie(limits.fatal, limits.warning);
     if (fatal && reports(limits, value, fatal->report)) return {Level::fatal, fatal->report};
     if (fatal && before == Level::fatal && !resets(limits, value, fatal->reset)) return {before, {}};
@@ -46,6 +46,15 @@ Verdict judge(Level before, const Limits& limits, std::int64_t value) {
     return {Level::ok, left ? std::optional(left->reset) : std::nullopt};
 }
 
+/// The worse of both sides.
+Verdict judge(Level before, const Limits& limits, std::int64_t value) {
+    const Verdict verdict = judge_side(before, limits, value);
+    if (!limits.low_fatal && !limits.low_warning) return verdict;
+    const Verdict low = judge_side(
+        before, {.fatal = limits.low_fatal, .warning = limits.low_warning, .falling = true}, value);
+    return low.level > verdict.level ? low : verdict;
+}
+
 Transition transition(Transition::Kind kind, const std::string& resource, const Thing& thing) {
     return {.kind = kind,
             .resource = resource,
@@ -53,6 +62,24 @@ Transition transition(Transition::Kind kind, const std::string& resource, const 
             .from = thing.told,
             .to = thing.level,
             .limit = {}};
+}
+
+/// Readings in a row that are on one side of the level agree on what is nearest to it. Nothing while there are too few.
+std::optional<Verdict> agree(Thing& thing, const Verdict& verdict, const Limits& limits) {
+    const bool ends = verdict.level < thing.level;
+    const bool rises = verdict.level > thing.level;
+    const bool goes_on = (ends && thing.calm > 0) || (rises && thing.rising > 0);
+    const bool nearer = ends ? verdict.level > thing.agreed : verdict.level < thing.agreed;
+    if (!goes_on || nearer) {
+        thing.agreed = verdict.level;
+        thing.agreed_limit = verdict.limit;
+    }
+    thing.calm = ends ? thing.calm + 1 : 0;
+    thing.rising = rises ? thing.rising + 1 : 0;
+    const bool ended = ends && thing.calm >= limits.calm && !limits.latched;
+    // That something is as it should be needs no second reading.
+    const bool risen = rises && (thing.rising >= limits.rise || verdict.level == Level::ok);
+    return ended || risen ? std::optional<Verdict>({thing.agreed, thing.agreed_limit}) : std::nullopt;
 }
 
 ThingName name_of(const std::string& resource, const Reading& reading) {
@@ -69,6 +96,13 @@ std::optional<Level> level_of(const std::string& name) {
     const auto* found = std::ranges::find(kLevelNames, name);
     if (found == kLevelNames.end()) return std::nullopt;
     return static_cast<Level>(found - kLevelNames.begin());
+}
+
+std::string unit_sign(const std::string& unit) {
+    constexpr std::array kSigns{std::pair{"percent", "%"}, std::pair{"degrees", "°C"},
+                                std::pair{"millivolts", "mV"}};
+    const auto* const known = std::ranges::find(kSigns, unit, &std::pair<const char*, const char*>::first);
+    return known != kSigns.end() ? known->second : unit;
 }
 
 Now now() {
@@ -121,11 +155,8 @@ void Judge::look(const std::string& resource, Thing& thing, const Reading& readi
     if (std::exchange(thing.unreadable, false))
         told.push_back(transition(Transition::Kind::readable, resource, thing));
     const auto [level, limit] = judge(thing.level, reading.limits, reading.value);
-    const bool ends = level < thing.level;
-    thing.calm = ends ? thing.calm + 1 : 0;
-    if (level != thing.level && (!ends || (thing.calm >= reading.limits.calm && !reading.limits.latched))) {
-        change(resource, thing, level, limit, now, told);
-    }
+    if (const auto agreed = agree(thing, {level, limit}, reading.limits))
+        change(resource, thing, agreed->level, agreed->limit, now, told);
     settle(resource, thing, now, told);
 }
 
@@ -136,6 +167,7 @@ void Judge::change(const std::string& resource, Thing& thing, Level to, std::opt
     thing.level = to;
     thing.since = now.wall;
     thing.calm = 0;
+    thing.rising = 0;
     if (!known && to == Level::ok) thing.told = to;  // as it should be, from the first look on
     if (known) thing.changes.push_back(now.since_boot);
     if (thing.changes.size() > kChangesUntilUnsteady) thing.changes.pop_front();

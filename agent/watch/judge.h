@@ -41,8 +41,11 @@ struct Thing {
     bool stale = true;            ///< The level is that of an earlier look.
     bool unreadable = false;      ///< And that was told.
     bool unsteady = false;
-    int missed = 0;  ///< Looks in a row that failed.
-    int calm = 0;    ///< Readings in a row that would end the level.
+    int missed = 0;                 ///< Looks in a row that failed.
+    int rising = 0;                 ///< Readings in a row that would raise the level.
+    int calm = 0;                   ///< Readings in a row that would end it.
+    Level agreed = Level::unknown;  ///< What they would make of it.
+    std::optional<std::int64_t> agreed_limit = {};
     Reading last = {};
     std::chrono::system_clock::time_point since = {};    ///< When the level was reached.
     std::chrono::system_clock::time_point sampled = {};  ///< When it was last read.

@@ -27,15 +27,22 @@ struct Bounds {
 struct Limits {
     std::optional<Bounds> fatal = {};
     std::optional<Bounds> warning = {};
-    bool falling = false;  ///< What is low is bad: free space.
-    bool strict = false;   ///< A level is reached beyond report, not at it.
-    int calm = 1;          ///< So many readings in a row at or beyond reset end a level.
-    bool latched = false;  ///< Only `Judge::reset` ends a level.
+    std::optional<Bounds> low_fatal = {};  ///< Beside these, where what is low is bad as well: a temperature.
+    std::optional<Bounds> low_warning = {};  ///< See low_fatal.
+    bool falling = false;                    ///< What is low is bad: free space.
+    bool strict = false;                     ///< A level is reached beyond report, not at it.
+    int rise = 1;                            ///< So many readings in a row at or beyond report raise one.
+    int calm = 1;                            ///< So many readings in a row at or beyond reset end a level.
+    bool latched = false;                    ///< Only `Judge::reset` ends a level.
 };
+
+/// What stands behind a number of this unit, as people write it: "%", "°C".
+std::string unit_sign(const std::string& unit);
 
 /// One look at one watched thing.
 struct Reading {
     std::string object;     ///< Path, device, interface: names it within its resource.
+    std::string id = {};    ///< What the source knows it by, where that is not its name.
     std::string kind = {};  ///< Which of several values of an object; empty where there is one.
     enum class State {
         value,

@@ -11,6 +11,9 @@ constexpr std::array kSamplers{
     SamplerRow{"cpu", "CPU", cpu_sampler},
     SamplerRow{"filesystem", "File system", filesystem_sampler},
     SamplerRow{"lan", "LAN", lan_sampler},
+    SamplerRow{"raid", "RAID", raid_sampler},
+    SamplerRow{"temperature", "Temperature", temperature_sampler},
+    SamplerRow{"voltage", "Voltage", voltage_sampler},
 };
 
 }  // namespace

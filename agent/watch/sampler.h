@@ -37,5 +37,8 @@ std::string title_of(const std::string& resource);
 std::unique_ptr<Sampler> cpu_sampler();
 std::unique_ptr<Sampler> filesystem_sampler();
 std::unique_ptr<Sampler> lan_sampler();
+std::unique_ptr<Sampler> raid_sampler();
+std::unique_ptr<Sampler> temperature_sampler();
+std::unique_ptr<Sampler> voltage_sampler();
 
 }  // namespace zel::watch

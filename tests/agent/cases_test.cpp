@@ -27,7 +27,6 @@
 //   told TEXT                how often an event began so, once one did: resource, object, level, value
 //   killed                   the service is, and started again
 //   ask REQUEST              the service's answer
-//   reload                   the service is told to read its settings again
 #include <sys/inotify.h>
 #include <sys/stat.h>
 #include <sys/statfs.h>
@@ -340,7 +339,6 @@ class AgentCases : public Steps {
             service_.reset();
             ASSERT_TRUE(service_.emplace().ready());
         };
-        steps_["reload"] = [this](Text, Text) { kill(service_->id(), SIGHUP); };
         for (const auto& [name, call] : std::initializer_list<std::pair<const char*, Call>>{
                  {"filesystems", [](Text) { return filesystems(); }},
                  {"listed", [](Text) { return listed(); }},

@@ -34,16 +34,16 @@ store base
 client base
 system base|store
 settings base|store|system
-watch base|store|system|settings
-tell base|store|system|settings|watch
 bmc base|store|settings
+watch base|store|system|settings|bmc
+tell base|store|system|settings|watch
 compat base|store|settings
 smbios system
 sensorshare store|system
 access base|store|client|system|settings|bmc
 service base|store|client|system|settings|watch|tell|bmc
 hooks base|store
-ctl base|store|client|system|settings|tell|bmc|hooks
+ctl base|store|client|system|settings|watch|tell|bmc|hooks
 EOT
 # Panels call newt through Dialog and the widgets' helpers only, where its traps are known.
 if grep -rnE 'newt\.newt' src/monitor src/ipmi src/control src/main/menu.cpp src/main/panel_table.cpp; then

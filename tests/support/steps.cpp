@@ -148,6 +148,7 @@ Steps::Steps() {
                    service_.reset();
                    EXPECT_TRUE(service_.emplace().ready()) << service_->said();
                }},
+              {"reload", [this](Text, Text) { kill(service_->id(), SIGHUP); }},
               {"log",
                [this](Text text, Text lines) {
                    EXPECT_TRUE(service_->says(lines.empty() ? text : lines + '\n')) << service_->said();

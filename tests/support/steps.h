@@ -21,6 +21,7 @@
 //   await REQUEST           it is asked something that begins so, within ten seconds
 //   each ITEM; ITEM         the indented steps, $it being one item after the other
 //   service                 starts the service
+//   reload                  it is told to read its settings again, and looks at everything
 //   ends                    it is told to end, and does
 //   log TEXT                the service says this, or the indented lines, one right behind the other
 //   shell COMMAND           what a command in the agent's directory says

@@ -33,6 +33,11 @@ Limits limits_of(const std::string& text) {
         limits.strict |= word == "strict";
         limits.latched |= word == "latched";
         if (word.starts_with("calm=")) limits.calm = std::stoi(word.substr(5));
+        if (word.starts_with("rise=")) limits.rise = std::stoi(word.substr(5));
+        for (auto& [name, bounds] : {std::pair("low=", &limits.low_fatal), {"cool=", &limits.low_warning}})
+            if (Bounds read; word.starts_with(name) && std::sscanf(word.substr(word.find('=') + 1).c_str(),
+                                                                   "%ld/%ld", &read.report, &read.reset) == 2)
+                *bounds = read;
     }
     return limits;
 }

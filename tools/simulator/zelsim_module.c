@@ -11,6 +11,7 @@
  * repository's time stamp changes, COUNT times in all, at every EVERYth reading of records BYTE is what the
  * request's data begin with (0 when there are none), or * for any. COUNT requests are meant, all without it
  * or with 0, after the first SKIP ones. Numbers are hexadecimal, but for MICROSECONDS, EVERY, COUNT and SKIP.
+ *               reading NUMBER CODE FLAGS              what a sensor reads
  * It also answers boot options and watchdog (zelsim_commands.h) and Chassis Identify.
  */
 #include <signal.h>
@@ -55,7 +56,15 @@ static void log_request(const msg_t* request) {
     fclose(file);
 }
 
-enum { STORAGE = 0x0a, REPOSITORY_INFO = 0x20, RESERVE = 0x22, GET_SDR = 0x23, MOST_RULES = 16 };
+enum {
+    SENSOR_EVENT = 0x04,
+    GET_READING = 0x2d,
+    STORAGE = 0x0a,
+    REPOSITORY_INFO = 0x20,
+    RESERVE = 0x22,
+    GET_SDR = 0x23,
+    MOST_RULES = 16
+};
 
 static struct Rules {
     char text[1000];
@@ -131,6 +140,17 @@ static void lie_about_size(const msg_t* request, unsigned char* answer) {
     }
 }
 
+/* Changes a sensor's reading where the rules say so. */
+static void change_reading(const msg_t* request, unsigned char* answer) {
+    for (const char* line = strstr(rules.text, "reading"); line; line = strstr(line + 1, "reading")) {
+        unsigned number, code, flags;
+        if (sscanf(line, "reading %x %x %x", &number, &code, &flags) != 3 || number != request->data[0])
+            continue;
+        answer[1] = (unsigned char)code;
+        answer[2] = (unsigned char)flags;
+    }
+}
+
 static void answer_originally(lmc_data_t* mc, msg_t* request, unsigned char* answer, unsigned* size,
                               void* data) {
     for (unsigned i = 0; i < sizeof families / sizeof families[0]; ++i) {
@@ -156,6 +176,8 @@ static void handle(lmc_data_t* mc, msg_t* request, unsigned char* answer, unsign
     answer_originally(mc, request, answer, size, data);
     if (is(request, STORAGE, GET_SDR) && request->len == 6 && !request->data[4] && *size >= 8)
         lie_about_size(request, answer);
+    if (is(request, SENSOR_EVENT, GET_READING) && request->len == 1 && *size >= 3)
+        change_reading(request, answer);
     if (is(request, STORAGE, REPOSITORY_INFO) && *size >= 10) answer[6] += (unsigned char)rules.stamps;
     if (*size > orders.size) *size = orders.size;
 }

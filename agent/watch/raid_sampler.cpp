@@ -1,0 +1,124 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// RAID: the kernel's own arrays (md), and those of controllers that tell the kernel about theirs (raid_class).
+//
+//   agent.conf
+//   [monitor]
+//   sys_block=/sys/block                  arrays of the kernel have a folder `md`
+//   raid_devices=/sys/class/raid_devices  those of controllers
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+#include "base/file_io.h"
+#include "sampler.h"
+#include "settings/raid_settings.h"
+#include "settings/values.h"
+#include "store/agent_config.h"
+#include "store/key_file.h"
+
+namespace zel::watch {
+namespace {
+
+constexpr std::size_t kMostArrays = 1024;
+
+/// A file's first line; nothing when it cannot be read.
+std::optional<std::string> line_of(const std::string& path) {
+    const auto file = base::open_regular(path);
+    std::string text;
+    if (!file || !base::read_at_most(file.get(), 256, text, 256)) return std::nullopt;
+    return text.substr(0, text.find('\n'));
+}
+
+int number_of(const std::string& path, int fallback) {
+    const auto number = store::parse_int(line_of(path).value_or(""));
+    return number && *number >= 0 && *number <= 4096 ? static_cast<int>(*number) : fallback;
+}
+
+std::vector<std::string> names_in(const std::string& folder) {
+    auto names = base::names_in(folder).value_or(std::vector<std::string>());
+    std::ranges::sort(names);
+    if (names.size() > kMostArrays) names.resize(kMostArrays);
+    return names;
+}
+
+/// How many of its disks an array can lose without losing what is on it.
+int spare_disks(std::string_view level, int disks) {
+    constexpr std::array kLevels{std::pair{"raid4", 1}, std::pair{"raid5", 1}, std::pair{"raid6", 2}};
+    const auto* const known = std::ranges::find(kLevels, level, &std::pair<const char*, int>::first);
+    if (known != kLevels.end()) return known->second;
+    // Of a mirror all but one; of a striped one as many may be too many, which its state tells.
+    return level == "raid1" || level == "raid10" ? std::max(disks - 1, 0) : 0;
+}
+
+/// Missing disks: one is a warning, more than can be spared are fatal.
+Limits limits_of(int spare) {
+    return {.fatal = Bounds{spare + 1, spare}, .warning = Bounds{1, 0}};
+}
+
+/// One of the kernel's arrays; nothing for what is none.
+std::optional<Reading> md_reading(const std::string& name, const std::string& folder) {
+    const auto state = line_of(folder + "array_state");
+    if (!state || *state == "clear") return std::nullopt;
+    const int disks = number_of(folder + "raid_disks", 0);
+    const int spare = spare_disks(line_of(folder + "level").value_or(""), disks);
+    const bool failed = *state == "broken" || *state == "inactive";
+    const int missing = number_of(folder + "degraded", 0);
+    const std::string action = line_of(folder + "sync_action").value_or("idle");
+    return Reading{.object = name,
+                   .state = Reading::State::value,
+                   .value = failed ? std::max(missing, spare + 1) : missing,
+                   .unit = "",
+                   .about = (failed ? *state : "%v of " + std::to_string(disks) + " disks missing") +
+                            (action == "idle" ? "" : ", " + action),
+                   .limits = limits_of(spare)};
+}
+
+/// One of a controller's; nothing for one of unknown state.
+std::optional<Reading> controller_reading(const std::string& name, const std::string& folder) {
+    constexpr std::array kStates{std::pair{"active", 0}, std::pair{"taking-io", 0}, std::pair{"resyncing", 1},
+                                 std::pair{"degraded", 1}, std::pair{"offline", 2}};
+    const auto state = line_of(folder + "state");
+    const auto* const known =
+        std::ranges::find(kStates, state.value_or(""), &std::pair<const char*, int>::first);
+    if (known == kStates.end()) return std::nullopt;
+    return Reading{.object = name,
+                   .state = Reading::State::value,
+                   .value = known->second,
+                   .unit = "",
+                   .about = *state,
+                   .limits = limits_of(1)};
+}
+
+class RaidSampler : public Sampler {
+  public:
+    std::vector<Reading> look(const Now& /*now*/) override {
+        settings::read_raid(interval_);
+        std::vector<Reading> readings;
+        const std::string blocks = store::configured("monitor", "sys_block", "/sys/block") + '/';
+        add(readings, blocks, "/md/", md_reading);
+        const std::string devices =
+            store::configured("monitor", "raid_devices", "/sys/class/raid_devices") + '/';
+        add(readings, devices, "/", controller_reading);
+        return readings;
+    }
+
+    [[nodiscard]] std::chrono::seconds interval() const override { return std::chrono::seconds(interval_); }
+
+  private:
+    template <class Read>
+    static void add(std::vector<Reading>& readings, const std::string& folder, const char* below, Read read) {
+        for (const std::string& name : names_in(folder)) {
+            if (auto reading = read(name, folder + name + below)) readings.push_back(*std::move(reading));
+        }
+    }
+
+    int interval_ = static_cast<int>(settings::kRaidInterval.fallback);
+};
+
+}  // namespace
+
+std::unique_ptr<Sampler> raid_sampler() {
+    return std::make_unique<RaidSampler>();
+}
+
+}  // namespace zel::watch

@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The management controller's temperature and voltage sensors. Their thresholds are read when they are found; later the
+// administrator's are kept in the registry, and the controller is asked for nothing but readings.
+#include <algorithm>
+#include <cmath>
+#include <string>
+
+#include "bmc/controller_visit.h"
+#include "bmc/sensor_list.h"
+#include "bmc/sensor_reading.h"
+#include "bmc/sensor_registry.h"
+#include "bmc/settings.h"
+#include "sampler.h"
+#include "store/registry.h"
+#include "zel/trace.h"
+
+namespace zel::watch {
+namespace {
+
+constexpr const char* kModule = "sensor_sampler";
+constexpr std::chrono::seconds kInterval{60};
+/// Controllers are slow, and others ask them as well.
+constexpr std::size_t kMostRequestsASecond = 2;
+constexpr int kAgreeing = 2;
+/// What stands for the controller itself among the temperatures, so that its silence is told once.
+constexpr const char* kController = "controller";
+
+/// How far a value has to go back beyond a threshold: a step of the sensor, a whole unit at least.
+std::int64_t step_at(const bmc::Sensor& sensor, std::int64_t value) {
+    const auto code = sensor.conversion.code(value);
+    if (!code) return 1;
+    const int neighbour = *code > 0 ? *code - 1 : *code + 1;
+    const double step = std::abs(sensor.conversion.exact(*code) -
+                                 sensor.conversion.exact(static_cast<std::uint8_t>(neighbour)));
+    return std::isnan(step) ? 1 : std::max<std::int64_t>(1, std::llround(std::ceil(step)));
+}
+
+/// The administrator's thresholds where there are any, else those that the controller has.
+bmc::ThresholdValues thresholds_of(const bmc::SensorState& state) {
+    bmc::ThresholdValues values = state.values;
+    const auto kept = bmc::kept_thresholds(state);
+    for (std::size_t i = 0; kept && i < values.size(); ++i)
+        if (values[i] != SENSOR_NO_THRESHOLD && (*kept)[i] != SENSOR_NO_THRESHOLD) values[i] = (*kept)[i];
+    return values;
+}
+
+Limits limits_of(const bmc::SensorState& state) {
+    const bmc::ThresholdValues values = thresholds_of(state);
+    const auto bounds = [&](std::size_t threshold, int back) -> std::optional<Bounds> {
+        const std::int64_t value = values[threshold];
+        if (value == SENSOR_NO_THRESHOLD) return std::nullopt;
+        return Bounds{value, value + back * step_at(state.sensor, value)};
+    };
+    return {.fatal = bounds(0, -1),
+            .warning = bounds(1, -1),
+            .low_fatal = bounds(3, 1),
+            .low_warning = bounds(2, 1),
+            .rise = kAgreeing,
+            .calm = kAgreeing};
+}
+
+class SensorSampler : public Sampler {
+  public:
+    SensorSampler(bmc::Kind kind, std::size_t most) : kind_(kind), most_(most) {}
+
+    std::vector<Reading> look(const Now& /*now*/) override {
+        const auto settings = bmc::read_settings();
+        if (!settings || !bmc::is_present(*settings)) {
+            sensors_.clear();
+            return {};
+        }
+        const bmc::ControllerVisit visit(std::max<std::chrono::milliseconds>(interval_, bmc::kLongestList));
+        answers_ = read_all(find());
+        std::vector<Reading> readings = std::move(readings_);
+        if (kind_ == bmc::Kind::temperature) readings.push_back(controller_reading());
+        return readings;
+    }
+
+    [[nodiscard]] std::chrono::seconds interval() const override { return interval_; }
+
+  private:
+    /// Finds the sensors and their thresholds, at first and when the controller was away or is another one.
+    bool find() {
+        bmc::Controller& controller = bmc::controller();
+        if (answers_ && controller.target() == target_) return true;
+        auto found = bmc::find_sensors(controller, kind_, most_);
+        if (!found) return false;
+        std::vector<bmc::SensorState> sensors;
+        for (bmc::Sensor& sensor : found->sensors) {
+            sensors.push_back({.sensor = std::move(sensor), .controller = found->controller});
+            if (bmc::read_sensor(controller, sensors.back()) == bmc::WriteResult::unreachable) return false;
+        }
+        sensors_ = std::move(sensors);
+        target_ = controller.target();
+        pace();
+        return true;
+    }
+
+    /// More sensors than a minute has room for are read less often.
+    void pace() {
+        const auto needed = std::chrono::seconds(sensors_.size() / kMostRequestsASecond);
+        if (needed > kInterval && needed != interval_)
+            ZEL_TRACE(TRACE_LEVEL_INFO, "%zu sensors are read each %lld s.", sensors_.size(),
+                      static_cast<long long>(needed.count()));
+        interval_ = std::max(kInterval, needed);
+    }
+
+    /// False when the controller does not answer, or stops to; what was not read then has no reading.
+    bool read_all(bool answers) {
+        const store::registry::Pinned pinned;
+        for (bmc::SensorState& state : sensors_) {
+            if (bmc::monitor_flag(state) != 1) continue;
+            const auto read =
+                answers ? bmc::read_value(bmc::controller(), state.sensor) : bmc::SensorReading{};
+            answers = answers && read.state != bmc::SensorReading::State::unreachable;
+            add(state, read);
+        }
+        return answers;
+    }
+
+    void add(const bmc::SensorState& state, const bmc::SensorReading& read) {
+        const bool value = read.state == bmc::SensorReading::State::value;
+        readings_.push_back(
+            {.object = state.sensor.name,
+             .id = std::to_string(state.sensor.lun) + '.' + std::to_string(state.sensor.number),
+             .state = value ? Reading::State::value : Reading::State::nothing,
+             .value = read.value,
+             .unit = kind_ == bmc::Kind::temperature ? "degrees" : "millivolts",
+             .about = "%v",
+             .limits = limits_of(state)});
+    }
+
+    [[nodiscard]] Reading controller_reading() const {
+        return {.object = kController,
+                .state = answers_ ? Reading::State::value : Reading::State::unreadable,
+                .value = static_cast<std::int64_t>(sensors_.size()),
+                .unit = "sensors",
+                .about = "%v"};
+    }
+
+    bmc::Kind kind_;
+    std::size_t most_;
+    std::vector<bmc::SensorState> sensors_;
+    std::vector<Reading> readings_;
+    std::string target_;
+    std::chrono::seconds interval_ = kInterval;
+    bool answers_ = false;
+};
+
+}  // namespace
+
+std::unique_ptr<Sampler> temperature_sampler() {
+    return std::make_unique<SensorSampler>(bmc::Kind::temperature, TEMP_SENSORS_MAX);
+}
+
+std::unique_ptr<Sampler> voltage_sampler() {
+    return std::make_unique<SensorSampler>(bmc::Kind::voltage, VOLT_SENSORS_MAX);
+}
+
+}  // namespace zel::watch

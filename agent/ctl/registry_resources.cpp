@@ -17,13 +17,13 @@ using settings::Type;
 
 /// One of the two settings that a byte of actions holds.
 template <class Of>
-Setting action_setting(Path path, const settings::ActionPart& part, std::uint32_t fallback, Of of) {
+Setting action_setting(const Path& path, const settings::ActionPart& part, std::uint32_t fallback, Of of) {
     const auto kind =
         std::make_shared<Kind>(Kind{.type = Kind::Type::word,
                                     .words = {part.choices.begin(), part.choices.begin() + part.count},
                                     .meaning = part.meaning});
     return {
-        .path = std::move(path),
+        .path = path,
         .kind = kind,
         .fallback = part.choice_of(fallback),
         .get = [of, &part](
@@ -55,8 +55,7 @@ void list_table(Contents& contents, const Table& table, const Path& at, Of of) {
         }
         Json fallback = value.fallback;
         if (value.type == Type::flag) fallback = value.fallback != 0;
-        contents.settings.push_back(
-            number_setting(path(value.words), kind_of(value), std::move(fallback), field));
+        contents.settings.push_back(number_setting(path(value.words), kind_of(value), fallback, field));
     }
 }
 

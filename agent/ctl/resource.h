@@ -92,12 +92,13 @@ std::shared_ptr<const Kind> kind_of(const settings::Value& value, const std::str
 
 /// A setting that `of(values)` refers to, as a number or a flag.
 template <class Of>
-Setting number_setting(Path path, std::shared_ptr<const Kind> kind, Json fallback, Of of) {
+Setting number_setting(const Path& path, const std::shared_ptr<const Kind>& kind, const Json& fallback,
+                       Of of) {
     const bool flag = kind->type == Kind::Type::flag;
     return {
-        .path = std::move(path),
-        .kind = std::move(kind),
-        .fallback = std::move(fallback),
+        .path = path,
+        .kind = kind,
+        .fallback = fallback,
         .get = [of, flag](const Values& values) { return flag ? Json(of(values) != 0) : Json(of(values)); },
         .put =
             [of](Values& values, const Json& value) {
@@ -109,10 +110,11 @@ Setting number_setting(Path path, std::shared_ptr<const Kind> kind, Json fallbac
 
 /// A setting that is one of some words: `of(values)` counts from `first`.
 template <class Of>
-Setting word_setting(Path path, std::shared_ptr<const Kind> kind, Json fallback, std::int32_t first, Of of) {
-    return {.path = std::move(path),
+Setting word_setting(const Path& path, const std::shared_ptr<const Kind>& kind, const Json& fallback,
+                     std::int32_t first, Of of) {
+    return {.path = path,
             .kind = kind,
-            .fallback = std::move(fallback),
+            .fallback = fallback,
             .get =
                 [of, first, kind](const Values& values) {
                     return kind->words.at(static_cast<std::size_t>(of(values) - first));

@@ -54,7 +54,10 @@ void tell_changes(std::span<const Change> changes, Answer& answer) {
     for (const Change& change : changes) {
         const Setting& setting = *change.setting;
         const std::string path = text_of(setting.path);
-        const auto side = [&](const Json& value) { return value == "" ? "\"\"" : told(setting, value); };
+        const auto side = [&](const Json& value) {
+            std::string text = told(setting, value);
+            return text.empty() ? "\"\"" : text;
+        };
         const auto given = [&](const Json& value) { return setting.kind->secret ? Json(kHidden) : value; };
         rows.push_back({shown(path), side(change.from) + " -> " + side(change.to)});
         list.push_back({{"path", path}, {"from", given(change.from)}, {"to", given(change.to)}});
@@ -189,9 +192,11 @@ std::vector<const Setting*> chosen(const Machine& machine, std::span<const std::
                                    Problems& problems, Exit& exit) {
     std::vector<const Setting*> all;
     std::unordered_set<const Setting*> seen;
-    if (paths.empty())
+    if (paths.empty()) {
+        all.reserve(machine.settings().size());
         for (const Setting& setting : machine.settings())
             all.push_back(&setting);
+    }
     for (const std::string& text : paths) {
         const auto found = machine.below(*parse_path(text));
         if (found.empty() && exit == Exit::done) exit = tell_unknown(machine, text, problems);
@@ -221,6 +226,7 @@ Exit run_get(const Request& request, Answer& answer) {
     if (exit != Exit::done && exit != Exit::no_controller) return exit;
     const auto settings = chosen(machine, request.words, answer.problems, exit);
     std::vector<Row> rows;
+    rows.reserve(settings.size());
     for (const Setting* setting : settings)
         rows.push_back({shown(text_of(setting->path)),
                         told(*setting, setting->get(machine.values()), request.show_secrets)});
@@ -268,6 +274,7 @@ Exit run_set(const Request& request, Answer& answer) {
     Task task(request, answer);
     task.writes = true;
     task.complete = [&](const Machine& machine, Wanted& all, Problems&) {
+        all.wishes.reserve(words.size());
         for (const auto& [path, text] : words) {
             const Path parsed = *parse_path(path);
             const Setting* const setting = machine.find(parsed);

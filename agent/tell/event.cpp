@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstdio>
 #include <limits>
 
@@ -42,7 +43,7 @@ std::string told_value(const watch::Reading& reading) {
 }
 
 std::string told_level(const watch::Transition& transition) {
-    const std::string level = level_name(transition.to);
+    std::string level = level_name(transition.to);
     if (!transition.limit) return level;
     const bool worse = transition.to > transition.from;
     const char* const above = worse && transition.reading.limits.strict ? "above " : "at ";
@@ -51,7 +52,7 @@ std::string told_level(const watch::Transition& transition) {
 }
 
 std::string sentence(const watch::Transition& transition) {
-    const std::string level = level_name(transition.to);
+    std::string level = level_name(transition.to);
     switch (transition.kind) {
         case What::level:
             return told_value(transition.reading) + ", " + told_level(transition);
@@ -159,11 +160,14 @@ std::string time_text(std::chrono::system_clock::time_point time) {
 std::optional<std::chrono::system_clock::time_point> time_of(const std::string& text) {
     tm parts{};
     const char* const rest = ::strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S", &parts);
+    const std::string_view fraction = rest ? rest : "";
+    constexpr std::size_t kLength = 5;  // ".123Z"
+    if (fraction.size() != kLength || fraction.front() != '.' || fraction.back() != 'Z') return std::nullopt;
     int milliseconds = 0;
-    char zone = 0;
-    char end = 0;
-    if (!rest || std::sscanf(rest, ".%3d%c%c", &milliseconds, &zone, &end) != 2 || zone != 'Z' ||
-        milliseconds < 0 || parts.tm_year < kFirstYear || parts.tm_year > kLastYear)
+    const char* const end = fraction.data() + kLength - 1;
+    const auto [stop, error] = std::from_chars(fraction.data() + 1, end, milliseconds);
+    if (error != std::errc{} || stop != end || milliseconds < 0 || parts.tm_year < kFirstYear ||
+        parts.tm_year > kLastYear)
         return std::nullopt;
     return std::chrono::system_clock::from_time_t(::timegm(&parts)) + std::chrono::milliseconds(milliseconds);
 }

@@ -84,10 +84,11 @@ class LanSampler : public Sampler {
     std::vector<Reading> look(const Now& /*now*/) override {
         if (const auto settings = settings::read_record(settings::kLan)) settings_ = *settings;
         const std::string folder = store::configured("monitor", "sys_net", "/sys/class/net");
+        const std::string below = folder + '/';
         std::map<std::string, std::optional<Counters>> now;
         std::vector<Reading> readings;
         for (const std::string& name : interfaces(folder)) {
-            const auto& counters = now[name] = read_counters(folder + '/' + name);
+            const auto& counters = now[name] = read_counters(below + name);
             for (std::size_t kind = 0; kind < kKinds.size(); ++kind)
                 readings.push_back(reading(name, kind, counters));
         }

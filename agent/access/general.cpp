@@ -78,11 +78,6 @@ int write_text(std::string_view words) {
     return kDone;
 }
 
-/// Permit counts only with Enable.
-void mask(SnmpFlags& flags) {
-    if (flags.enable == 0) flags.permit = 0;
-}
-
 const CommunityNode* find(const CommunityNode* node, std::string_view name) {
     while (node && bounded(node->name, sizeof node->name) != name)
         node = node->next;
@@ -121,7 +116,7 @@ extern "C" int ApplyRackmount(const char* name) try {
 extern "C" int GetSnmpFlagsfromReg(SnmpFlags* flags) try {
     auto stored = settings::read_record(settings::kSnmp);
     if (!flags || !stored) return kFailed;
-    mask(*stored);
+    settings::mask(*stored);
     access::handed_out<SnmpFlags>().keep(*stored);
     *flags = *stored;
     return kDone;
@@ -135,7 +130,7 @@ extern "C" int SetSnmpFlagstoReg(const SnmpFlags* flags) try {
     const SnmpFlags sane{.enable = enable, .permit = enable && flags->permit != 0};
     auto& known = access::handed_out<SnmpFlags>();
     if (!settings::write_record(settings::kSnmp, sane, settings::kSnmp.key,
-                                {.before = known.last(), .mask = mask}))
+                                {.before = known.last(), .mask = settings::mask}))
         return kFailed;
     known.saved(sane);
     return kDone;

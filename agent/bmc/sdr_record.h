@@ -41,6 +41,8 @@ struct Sensor {
 
     /// LUN and number in one: what the controller knows the sensor by.
     [[nodiscard]] std::uint16_t id() const { return static_cast<std::uint16_t>(lun << 8 | number); }
+    /// The same as it is told: "0.48".
+    [[nodiscard]] std::string place() const { return std::to_string(lun) + '.' + std::to_string(number); }
     [[nodiscard]] bool can_set(std::size_t threshold) const {
         return (settable >> kThresholdBits[threshold] & 1) != 0;
     }

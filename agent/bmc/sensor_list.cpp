@@ -30,7 +30,7 @@ constexpr std::array kEntityNames{
 };
 
 std::string number_suffix(const Sensor& sensor) {
-    return '#' + std::to_string(sensor.lun) + '.' + std::to_string(sensor.number);
+    return '#' + sensor.place();
 }
 
 std::string with_entity(const Sensor& sensor) {

@@ -50,8 +50,7 @@ std::optional<Place::Owner> owner_of(const std::string& key, const SensorState& 
 }
 
 Place place_of(const SensorState& state) {
-    const std::string first = std::string(kSensors) + '/' + std::to_string(state.sensor.lun) + '.' +
-                              std::to_string(state.sensor.number);
+    const std::string first = std::string(kSensors) + '/' + state.sensor.place();
     std::string key = first;
     for (int n = 2; n <= kMostOfANumber; ++n) {
         if (const auto owner = owner_of(key, state)) return {key, *owner};
@@ -76,8 +75,7 @@ std::string told(const std::string& name, const std::string& stored) {
 void log_changes(const SensorState& state, settings::Changed changes) {
     constexpr std::array<const char*, kThresholds> kWords{"high.fatal", "high.warning", "low.warning",
                                                           "low.fatal"};
-    const std::string path = std::string(type_of(state)) + '[' + std::to_string(state.sensor.lun) + '.' +
-                             std::to_string(state.sensor.number) + "].";
+    const std::string path = std::string(type_of(state)) + '[' + state.sensor.place() + "].";
     for (const auto& change : changes) {
         const auto* name = std::ranges::find(kThresholdNames, change.key);
         const bool flag = change.key == kMonitor;
@@ -115,7 +113,7 @@ bool keep_settings(const SensorState& state, std::uint32_t flag, const Threshold
         entries.push_back({kThresholdNames[i], static_cast<std::uint32_t>((*written)[i] & 0xffffffff)});
     }
     std::vector<store::KeyFile::Change> changes;
-    if (registry::set(place.key, entries, {}, &changes) == store::Status::ok) {
+    if (registry::set(place.key, entries, &changes) == store::Status::ok) {
         log_changes(state, changes);
         return true;
     }

@@ -101,4 +101,9 @@ bool is_present(const Settings& settings) {
     return false;
 }
 
+bool is_present() {
+    const auto settings = read_settings();
+    return settings && is_present(*settings);
+}
+
 }  // namespace zel::bmc

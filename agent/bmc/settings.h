@@ -44,7 +44,9 @@ struct Settings {
 /// The settings as they stand now. Nothing, with the reason traced, when the file or a value is not valid.
 std::optional<Settings> read_settings();
 
-/// True when there may be somebody to ask: a controller in the network, or the kernel's device.
+/// True when there may be somebody to ask by these settings, or by those of agent.conf: a controller in the network, or
+/// the kernel's device.
 bool is_present(const Settings& settings);
+bool is_present();
 
 }  // namespace zel::bmc

@@ -147,7 +147,7 @@ int32_t RegSetValueEx(HKEY key, const char* name, uint32_t /*reserved*/, uint32_
     if (!value) return ERROR_INVALID_PARAMETER;
     const registry::Entry entry{.name = name, .value = *value};
     std::vector<zel::store::KeyFile::Change> changes;
-    const std::int32_t result = write_result(registry::set(*path, {&entry, 1}, {}, &changes));
+    const std::int32_t result = write_result(registry::set(*path, {&entry, 1}, &changes));
     zel::settings::log_registry_changes(changes);
     return result;
 } catch (...) {

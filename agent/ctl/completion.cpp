@@ -62,7 +62,7 @@ std::string lines(const std::vector<std::string>& words) {
 std::vector<std::string> paths() {
     Names names;
     for (const Resource& resource : resources())
-        if (resource.read != read_temperatures && resource.read != read_voltages) names.insert(resource.name);
+        if (!resource.controller) names.insert(resource.name);
     Machine machine;
     Problems none;
     machine.read(names, none, !may_change());
@@ -72,14 +72,10 @@ std::vector<std::string> paths() {
     return all;
 }
 
-std::vector<std::string> options_of(const Verb& verb) {
+std::vector<std::string> dashed_options(const Verb& verb) {
     std::vector<std::string> all{"--json", "--help"};
-    std::string_view rest = verb.options;
-    while (!rest.empty()) {
-        const std::size_t end = std::min(rest.find(' '), rest.size());
-        all.push_back("--" + std::string(rest.substr(0, end)));
-        rest.remove_prefix(std::min(end + 1, rest.size()));
-    }
+    for (const std::string_view option : options_of(verb))
+        all.push_back("--" + std::string(option));
     return all;
 }
 
@@ -99,7 +95,7 @@ Exit run_completion(const Request& request, Answer& answer) {
         for (const Resource& resource : resources())
             words.emplace_back(resource.name);
     } else if (const Verb* const verb = verb_of(what)) {
-        words = options_of(*verb);
+        words = dashed_options(*verb);
     } else {
         answer.problems.push_back({"", "completion needs bash"});
         return Exit::usage;

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // watchdog, identify, boot-mode: what the agent's library does for the panels.
-#include <array>
 #include <charconv>
-#include <limits>
 
+#include "bmc/settings.h"
 #include "document.h"
 #include "resource.h"
 #include "verbs.h"
@@ -53,7 +52,7 @@ Exit run_identify(const Request& request, Answer& answer) {
     answer.json = {{"schema", kSchema}};
     auto seconds = parse_seconds(request.words.front());
     if (!seconds) return refuse(answer, Exit::usage, "identify needs 1 to 255 seconds, or off");
-    if (!has_controller())
+    if (!bmc::is_present())
         return refuse(answer, Exit::no_controller, "no management controller is configured");
     if (::ZELChassisIdentify_V15(&*seconds) == CHASSIS_IDENTIFY_FAILED)
         return refuse(answer, Exit::no_controller,

@@ -20,14 +20,10 @@ constexpr std::array kStorageKindMeanings{"recoverable errors", "non-recoverable
 constexpr std::array kLevelMeanings{"the fatal alert is raised", "it falls to a warning",
                                     "the warning is raised", "it ends"};
 
-Exit cannot_read(const ThresholdFile& file, Problems& problems) {
+/// Tells why a file cannot be read or written.
+Exit failed(const ThresholdFile& file, Problems& problems) {
     problems.push_back({"", file.path() + ": " + std::strerror(errno)});
     return Exit::failed;
-}
-
-bool cannot_write(const ThresholdFile& file, Problems& problems) {
-    problems.push_back({"", file.path() + ": " + std::strerror(errno)});
-    return false;
 }
 
 void list_interval(Contents& contents, const char* resource, const settings::Value& value,
@@ -147,7 +143,7 @@ Exit read_storage(Contents& contents, Problems& problems) {
     const auto disks = system::list_disks();
     settings::StorageSettings kept{.interval = static_cast<int>(settings::kInterval.fallback), .devices = {}};
     if (!contents.defaults && settings::read_storage(kept) == store::Status::failed)
-        return cannot_read(settings::kStorageFile, problems);
+        return failed(settings::kStorageFile, problems);
     contents.disks = disks.value_or(std::vector<std::string>());
     contents.values.storage_interval = kept.interval;
     for (const std::string& disk : contents.disks) {
@@ -182,19 +178,19 @@ void judge_storage(const Contents& contents, const Values& wanted, Problems& pro
     }
 }
 
-bool write_storage(const Contents& contents, const Values& wanted, Problems& failure) {
+Exit write_storage(Contents& contents, const Values& wanted, Problems& failure) {
     settings::StorageSettings settings{.interval = wanted.storage_interval, .devices = {}};
     for (std::size_t disk = 0; disk < wanted.disks.size(); ++disk)
         if (wanted.disks[disk] != contents.values.disks[disk])
             settings.devices[contents.disks[disk]] = wanted.disks[disk];
     const settings::FoundNames found(std::in_place, contents.disks.begin(), contents.disks.end());
-    return settings::save_storage(settings, std::nullopt, found) ||
-           cannot_write(settings::kStorageFile, failure);
+    return settings::save_storage(settings, std::nullopt, found) ? Exit::done
+                                                                 : failed(settings::kStorageFile, failure);
 }
 
 Exit read_filesystems(Contents& contents, Problems& problems) {
     auto list = settings::list_filesystems();
-    if (!list) return cannot_read(settings::kFilesystemFile, problems);
+    if (!list) return failed(settings::kFilesystemFile, problems);
     contents.sizes = std::move(list->sizes);
     contents.values.filesystem_interval = list->known.settings.interval;
     for (const std::string& path : list->paths)
@@ -220,19 +216,20 @@ void judge_filesystem(const Contents& contents, const Values& wanted, Problems& 
     }
 }
 
-bool write_filesystems(const Contents& contents, const Values& wanted, Problems& failure) {
+Exit write_filesystems(Contents& contents, const Values& wanted, Problems& failure) {
     settings::FilesystemSettings settings{.interval = wanted.filesystem_interval, .filesystems = {}};
     for (std::size_t row = 0; row < wanted.filesystems.size(); ++row)
         if (wanted.filesystems[row] != contents.values.filesystems[row])
             settings.filesystems[contents.filesystems[row]] = wanted.filesystems[row];
-    return settings::save_filesystems(settings, std::nullopt, settings::mounted()) ||
-           cannot_write(settings::kFilesystemFile, failure);
+    return settings::save_filesystems(settings, std::nullopt, settings::mounted())
+               ? Exit::done
+               : failed(settings::kFilesystemFile, failure);
 }
 
 Exit read_raid(Contents& contents, Problems& problems) {
     int& interval = contents.values.raid_interval = static_cast<int>(settings::kRaidInterval.fallback);
     if (!contents.defaults && settings::read_raid(interval) == store::Status::failed)
-        return cannot_read(settings::kRaidFile, problems);
+        return failed(settings::kRaidFile, problems);
     return Exit::done;
 }
 
@@ -240,8 +237,8 @@ void list_raid(Contents& contents) {
     list_interval(contents, "raid", settings::kRaidInterval, &Values::raid_interval);
 }
 
-bool write_raid(const Contents& /*contents*/, const Values& wanted, Problems& failure) {
-    return settings::save_raid(wanted.raid_interval) || cannot_write(settings::kRaidFile, failure);
+Exit write_raid(Contents& /*contents*/, const Values& wanted, Problems& failure) {
+    return settings::save_raid(wanted.raid_interval) ? Exit::done : failed(settings::kRaidFile, failure);
 }
 
 }  // namespace zel::ctl

@@ -2,7 +2,6 @@
 #include "machine.h"
 
 #include <algorithm>
-#include <array>
 #include <limits>
 #include <numeric>
 
@@ -52,11 +51,8 @@ Contents sample_contents() {
 Machine Machine::sample() {
     Machine machine;
     machine.contents_ = sample_contents();
-    for (const Resource& resource : resources()) {
-        const std::size_t first = machine.contents_.settings.size();
-        resource.list(machine.contents_);
-        machine.places_[resource.name] = {first, machine.contents_.settings.size()};
-    }
+    for (const Resource& resource : resources())
+        machine.list(resource);
     for (Setting& setting : machine.contents_.settings)
         if (setting.path.object == "0.0") setting.path.object = "LUN.NUMBER";
     return machine;
@@ -74,12 +70,16 @@ Exit Machine::read(const Names& names, Problems& problems, bool defaults) {
             if (one != Exit::done) exit = one;
             if (one == Exit::failed) continue;
         }
-        const std::size_t first = contents_.settings.size();
-        resource.list(contents_);
-        places_[resource.name] = {first, contents_.settings.size()};
+        list(resource);
     }
     index_.clear();
     return exit;
+}
+
+void Machine::list(const Resource& resource) {
+    const std::size_t first = contents_.settings.size();
+    resource.list(contents_);
+    places_[resource.name] = {first, contents_.settings.size()};
 }
 
 const Path& Machine::own_path(const Path& path, Path& room) const {
@@ -163,25 +163,11 @@ Exit Machine::write(const Values& wanted, std::optional<store::HeldLocks>& locks
     Names changed;
     for (const Change& change : changes(wanted))
         changed.insert(change.setting->path.resource);
-    const auto any = [&](auto... names) { return (changed.contains(names) || ...); };
-    struct Step {
-        bool due;
-        bool (*write)(const Contents&, const Values&, Problems&);
-    };
-    const std::array steps{
-        Step{any("agent", "cpu", "eventlog", "lan", "rack", "shutdown", "snmp", "watchdog"), write_registry},
-        Step{any("storage"), write_storage}, Step{any("filesystem"), write_filesystems},
-        Step{any("raid"), write_raid}};
     bool written = false;
-    for (const Step& step : steps) {
-        if (!step.due) continue;
-        if (!step.write(contents_, wanted, problems)) return written ? Exit::in_part : Exit::failed;
-        written = true;
-    }
+    Exit exit = write_changed(false, changed, wanted, problems, written);
+    if (exit != Exit::done) return exit;
     locks.reset();
-    Exit exit = Exit::done;
-    if (any("temperature", "voltage")) exit = write_sensors(contents_, wanted, problems);
-    if (exit == Exit::no_controller && written) exit = Exit::in_part;
+    exit = write_changed(true, changed, wanted, problems, written);
     for (const Resource& resource : resources()) {
         if (!resource.reloaded || !changed.contains(resource.name) || client::reset_service(resource.name))
             continue;
@@ -189,6 +175,20 @@ Exit Machine::write(const Values& wanted, std::optional<store::HeldLocks>& locks
         return exit == Exit::done ? Exit::no_service : exit;
     }
     return exit;
+}
+
+Exit Machine::write_changed(bool controller, const Names& changed, const Values& wanted, Problems& problems,
+                            bool& written) {
+    std::set<Exit (*)(Contents&, const Values&, Problems&)> done;
+    for (const Resource& resource : resources()) {
+        if (resource.controller != controller || !changed.contains(resource.name) ||
+            !done.insert(resource.write).second)
+            continue;
+        const Exit exit = resource.write(contents_, wanted, problems);
+        if (exit != Exit::done) return written ? Exit::in_part : exit;
+        written = true;
+    }
+    return Exit::done;
 }
 
 std::string Machine::tag(const Names& names, const Values& values) const {

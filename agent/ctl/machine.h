@@ -51,6 +51,11 @@ class Machine {
     [[nodiscard]] std::string tag(const Names& names, const Values& values) const;
 
   private:
+    void list(const Resource& resource);
+    /// Writes those of the changed resources that the controller has, or the others.
+    /// @param written  Whether anything was, before and by now: then a failure is one in part.
+    Exit write_changed(bool controller, const Names& changed, const Values& wanted, Problems& problems,
+                       bool& written);
     [[nodiscard]] const Path& own_path(const Path& path, Path& room) const;
     void make_index() const;
     [[nodiscard]] std::span<const Setting> of(const std::string& resource) const;

@@ -16,6 +16,7 @@
 #include <string_view>
 
 #include "base/paths.h"
+#include "document.h"
 #include "resource.h"
 #include "verbs.h"
 #include "zel/tracelog.h"
@@ -46,14 +47,9 @@ constexpr std::array kOptions{
 constexpr int kHelp = 1000;
 constexpr int kVersion = 1001;
 
-/// Whether a blank-separated list has the word.
-bool has_word(std::string_view list, std::string_view word) {
-    while (!list.empty()) {
-        const std::size_t end = std::min(list.find(' '), list.size());
-        if (list.substr(0, end) == word) return true;
-        list.remove_prefix(std::min(end + 1, list.size()));
-    }
-    return false;
+bool knows(const Verb& verb, const Option& option) {
+    const auto options = options_of(verb);
+    return option.flag == &Request::json || std::ranges::find(options, option.name) != options.end();
 }
 
 std::string help() {
@@ -67,7 +63,7 @@ std::string help() {
 std::string help_of(const Verb& verb) {
     std::vector<Row> rows;
     for (const Option& option : kOptions) {
-        if (option.flag != &Request::json && !has_word(verb.options, option.name)) continue;
+        if (!knows(verb, option)) continue;
         const std::string placeholder =
             option.argument != nullptr ? '=' + std::string(option.placeholder) : "";
         rows.push_back({"  --" + std::string(option.name) + placeholder, option.meaning});
@@ -121,8 +117,7 @@ CommandLine parse(int argc, char** argv) {
 std::string fault_of(const Verb& verb, const CommandLine& line) {
     if (!line.fault.empty()) return line.fault;
     for (const Option* option : line.given)
-        if (option->flag != &Request::json && !has_word(verb.options, option->name))
-            return "--" + std::string(option->name) + " is no option of " + verb.name;
+        if (!knows(verb, *option)) return "--" + std::string(option->name) + " is no option of " + verb.name;
     const std::size_t words = line.request.words.size();
     if (words < verb.least) return std::string(verb.name) + " needs " + verb.usage;
     if (words > verb.most) return shown(line.request.words.at(verb.most)) + " is one argument too many";
@@ -131,7 +126,7 @@ std::string fault_of(const Verb& verb, const CommandLine& line) {
 
 Exit refuse(const CommandLine& line, Exit exit, std::string why) {
     Answer answer;
-    answer.json = {{"schema", 1}};
+    answer.json = {{"schema", kSchema}};
     answer.problems.push_back({"", std::move(why)});
     return give(line.request, std::move(answer), exit);
 }

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <unordered_set>
 
+#include "bmc/settings.h"
+
 namespace zel::ctl {
 namespace {
 
@@ -42,7 +44,7 @@ Plan make_plan(const Machine& machine, std::span<const Wish> wishes, Exit unknow
         names_permit = names_permit || (wish.path.resource == "snmp" && wish.path.rest == "permit");
     }
     // Without SNMP nothing is permitted through it: who switches it off need not say so.
-    if (!names_permit && plan.wanted.snmp.enable == 0) plan.wanted.snmp.permit = 0;
+    if (!names_permit) settings::mask(plan.wanted.snmp);
     const std::size_t known = problems.size();
     machine.judge(plan.wanted, problems);
     if (problems.size() > known) plan.exit = Exit::invalid;
@@ -81,8 +83,7 @@ Exit add_resources(std::span<const std::string> paths, Names& names, Problems& p
 Names all_resources() {
     Names names;
     for (const Resource& resource : resources())
-        if ((resource.read != read_temperatures && resource.read != read_voltages) || has_controller())
-            names.insert(resource.name);
+        if (!resource.controller || bmc::is_present()) names.insert(resource.name);
     return names;
 }
 

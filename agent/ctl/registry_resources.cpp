@@ -165,7 +165,7 @@ Exit read_registry(Contents& contents, Problems& problems) {
     values.shutdown = record(settings::kShutdown);
     values.watchdog = record(settings::kWatchdog);
     values.snmp = record(settings::kSnmp);
-    values.snmp.permit &= values.snmp.enable;
+    settings::mask(values.snmp);
     values.community = text_of(contents, settings::kCommunity);
     values.rack = text_of(contents, settings::kRackName);
     values.version = text_of(contents, settings::kVersion);
@@ -251,11 +251,11 @@ void judge_snmp(const Contents& contents, const Values& wanted, Problems& proble
         problems.push_back({"snmp.permit", "can only be true while snmp.enable is"});
 }
 
-bool write_registry(const Contents& contents, const Values& wanted, Problems& failure) {
+Exit write_registry(Contents& contents, const Values& wanted, Problems& failure) {
     const auto edit = [&](registry::Edit& file) { return put_all(file, contents.values, wanted); };
-    if (settings::change_values("zelctl", edit)) return true;
+    if (settings::change_values("zelctl", edit)) return Exit::done;
     failure.push_back({"", registry::path() + ": " + std::strerror(errno)});
-    return false;
+    return Exit::failed;
 }
 
 }  // namespace zel::ctl

@@ -7,26 +7,40 @@
 #include <array>
 
 #include "base/paths.h"
-#include "bmc/settings.h"
 
 namespace zel::ctl {
 namespace {
 
+constexpr bool kBracketed = true;
+constexpr bool kReloaded = true;
+constexpr bool kController = true;
 constexpr std::array kResources{
-    Resource{"agent", "the agent", false, false, read_registry, list_agent, nullptr},
-    Resource{"cpu", "CPU load", false, true, read_cpu, list_cpu, judge_cpu},
-    Resource{"eventlog", "event log", false, true, read_registry, list_eventlog, nullptr},
-    Resource{"filesystem", "file systems", true, true, read_filesystems, list_filesystem, judge_filesystem},
-    Resource{"lan", "network interfaces", false, true, read_registry, list_lan, nullptr},
-    Resource{"rack", "rack mount", false, false, read_registry, list_rack, nullptr},
-    Resource{"raid", "RAID controllers", false, true, read_raid, list_raid, nullptr},
-    Resource{"shutdown", "a shutdown that hangs", false, true, read_registry, list_shutdown, nullptr},
-    Resource{"snmp", "SNMP", false, false, read_registry, list_snmp, judge_snmp},
-    Resource{"storage", "storage devices", true, true, read_storage, list_storage, judge_storage},
-    Resource{"temperature", "temperature sensors", true, true, read_temperatures, list_temperature,
-             judge_sensors},
-    Resource{"voltage", "voltage sensors", true, true, read_voltages, list_voltage, judge_sensors},
-    Resource{"watchdog", "a system that hangs", false, true, read_registry, list_watchdog, nullptr},
+    Resource{"agent", "the agent", !kBracketed, !kReloaded, !kController, read_registry, list_agent, nullptr,
+             write_registry},
+    Resource{"cpu", "CPU load", !kBracketed, kReloaded, !kController, read_cpu, list_cpu, judge_cpu,
+             write_registry},
+    Resource{"eventlog", "event log", !kBracketed, kReloaded, !kController, read_registry, list_eventlog,
+             nullptr, write_registry},
+    Resource{"filesystem", "file systems", kBracketed, kReloaded, !kController, read_filesystems,
+             list_filesystem, judge_filesystem, write_filesystems},
+    Resource{"lan", "network interfaces", !kBracketed, kReloaded, !kController, read_registry, list_lan,
+             nullptr, write_registry},
+    Resource{"rack", "rack mount", !kBracketed, !kReloaded, !kController, read_registry, list_rack, nullptr,
+             write_registry},
+    Resource{"raid", "RAID controllers", !kBracketed, kReloaded, !kController, read_raid, list_raid, nullptr,
+             write_raid},
+    Resource{"shutdown", "a shutdown that hangs", !kBracketed, kReloaded, !kController, read_registry,
+             list_shutdown, nullptr, write_registry},
+    Resource{"snmp", "SNMP", !kBracketed, !kReloaded, !kController, read_registry, list_snmp, judge_snmp,
+             write_registry},
+    Resource{"storage", "storage devices", kBracketed, kReloaded, !kController, read_storage, list_storage,
+             judge_storage, write_storage},
+    Resource{"temperature", "temperature sensors", kBracketed, kReloaded, kController, read_temperatures,
+             list_temperature, judge_sensors, write_sensors},
+    Resource{"voltage", "voltage sensors", kBracketed, kReloaded, kController, read_voltages, list_voltage,
+             judge_sensors, write_sensors},
+    Resource{"watchdog", "a system that hangs", !kBracketed, kReloaded, !kController, read_registry,
+             list_watchdog, nullptr, write_registry},
 };
 
 }  // namespace
@@ -39,11 +53,6 @@ const Resource* resource_of(const std::string& name) {
     const auto* row =
         std::ranges::find(kResources, name, [](const Resource& one) { return std::string_view(one.name); });
     return row != kResources.end() ? row : nullptr;
-}
-
-bool has_controller() {
-    const auto settings = bmc::read_settings();
-    return settings && bmc::is_present(*settings);
 }
 
 bool may_change() {

@@ -32,33 +32,24 @@ struct Contents {
 struct Resource {
     const char* name;
     const char* meaning;
-    bool bracketed;  ///< Its objects' names stand in brackets.
-    bool reloaded;   ///< The service is to take up what was written.
+    bool bracketed;   ///< Its objects' names stand in brackets.
+    bool reloaded;    ///< The service is to take up what was written.
+    bool controller;  ///< The management controller has them, for which one has to wait.
     Exit (*read)(Contents& contents, Problems& problems);
     /// Lists the settings of what was read.
     void (*list)(Contents& contents);
     void (*judge)(const Contents& contents, const Values& wanted, Problems& problems);
+    /// Writes what differs, of all resources that have the same function; nothing is done when nothing does.
+    /// @param failure  What could not be written.
+    /// @return done, or failed: it stands as it was; of sensors see write_sensors.
+    Exit (*write)(Contents& contents, const Values& wanted, Problems& failure);
 };
 std::span<const Resource> resources();
 /// Null for a name that no resource has.
 const Resource* resource_of(const std::string& name);
 
-/// True when agent.conf names a controller.
-bool has_controller();
-
 /// True for root, and for the owner of a private agent.
 bool may_change();
-
-/// Writes what differs; nothing is done when nothing does.
-/// @param failure  What could not be written.
-/// @return False when it stands as it was.
-bool write_registry(const Contents& contents, const Values& wanted, Problems& failure);
-bool write_storage(const Contents& contents, const Values& wanted, Problems& failure);
-bool write_filesystems(const Contents& contents, const Values& wanted, Problems& failure);
-bool write_raid(const Contents& contents, const Values& wanted, Problems& failure);
-/// One Set and one Get for each sensor that is to change. Goes on after a refusal.
-/// @return done, in_part, no_controller (nothing was written) or failed.
-Exit write_sensors(Contents& contents, const Values& wanted, Problems& failure);
 
 // The rows' functions.
 Exit read_cpu(Contents& contents, Problems& problems);
@@ -86,6 +77,13 @@ void judge_filesystem(const Contents& contents, const Values& wanted, Problems& 
 void judge_sensors(const Contents& contents, const Values& wanted, Problems& problems);
 void judge_snmp(const Contents& contents, const Values& wanted, Problems& problems);
 void judge_storage(const Contents& contents, const Values& wanted, Problems& problems);
+Exit write_registry(Contents& contents, const Values& wanted, Problems& failure);
+Exit write_storage(Contents& contents, const Values& wanted, Problems& failure);
+Exit write_filesystems(Contents& contents, const Values& wanted, Problems& failure);
+Exit write_raid(Contents& contents, const Values& wanted, Problems& failure);
+/// One Set and one Get for each sensor that is to change. Goes on after a refusal.
+/// @return done, in_part or no_controller (nothing was written).
+Exit write_sensors(Contents& contents, const Values& wanted, Problems& failure);
 
 /// What a number of the settings' tables may be.
 std::shared_ptr<const Kind> kind_of(const settings::Value& value, const std::string& meaning = {});

@@ -9,6 +9,7 @@
 #include "bmc/controller_visit.h"
 #include "bmc/sensor_list.h"
 #include "bmc/sensor_registry.h"
+#include "bmc/settings.h"
 #include "resource.h"
 
 namespace zel::ctl {
@@ -21,10 +22,6 @@ constexpr std::array kMeanings{"at or above it: fatal", "at or above it: warning
 
 const char* resource_name(bmc::Kind kind) {
     return kind == bmc::Kind::temperature ? "temperature" : "voltage";
-}
-
-std::string object_of(const bmc::Sensor& sensor) {
-    return std::to_string(sensor.lun) + '.' + std::to_string(sensor.number);
 }
 
 /// Tells on a terminal how far a long reading is.
@@ -52,15 +49,15 @@ class Progress {
 };
 
 Exit unreachable(const char* resource, Problems& problems) {
-    problems.push_back({resource, has_controller() ? "the management controller does not answer"
-                                                   : "no management controller is configured"});
+    problems.push_back({resource, bmc::is_present() ? "the management controller does not answer"
+                                                    : "no management controller is configured"});
     return Exit::no_controller;
 }
 
 /// Those of one kind are read once.
 Exit read_sensors(Contents& contents, bmc::Kind kind, std::size_t most, Problems& problems) {
     const char* const resource = resource_name(kind);
-    if (!has_controller()) return unreachable(resource, problems);
+    if (!bmc::is_present()) return unreachable(resource, problems);
     const bmc::ControllerVisit visit;
     auto found = bmc::find_sensors(bmc::controller(), kind, most);
     if (!found) return unreachable(resource, problems);
@@ -102,7 +99,7 @@ void list_sensor(Contents& contents, std::size_t row) {
         std::make_shared<Kind>(Kind{.type = Kind::Type::flag, .meaning = "whether it is watched"});
     const bmc::SensorState& state = contents.sensors[row];
     const std::string resource = resource_name(state.sensor.kind);
-    const std::string object = object_of(state.sensor);
+    const std::string object = state.sensor.place();
     contents.settings.push_back({.path = {resource, object, "name"},
                                  .kind = kName,
                                  .fallback = nullptr,
@@ -134,7 +131,7 @@ struct Outcome {
 };
 
 void write_sensor(bmc::SensorState& state, const SensorChoice& wanted, Outcome& outcome, Problems& failure) {
-    const std::string path = text_of({resource_name(state.sensor.kind), object_of(state.sensor)});
+    const std::string path = text_of({resource_name(state.sensor.kind), state.sensor.place()});
     const bool changed = wanted.values != state.values;
     bool written = false;
     if (changed && outcome.reachable) {
@@ -176,7 +173,7 @@ void judge_sensors(const Contents& contents, const Values& wanted, Problems& pro
         const bmc::SensorState& state = contents.sensors[row];
         const SensorChoice& one = wanted.sensors[row];
         if (one == contents.values.sensors[row] || bmc::passes_rules(one.values, state.limits)) continue;
-        problems.push_back({text_of({resource_name(state.sensor.kind), object_of(state.sensor)}),
+        problems.push_back({text_of({resource_name(state.sensor.kind), state.sensor.place()}),
                             "must fall from high.fatal over high.warning and low.warning to low.fatal"});
     }
 }

@@ -29,7 +29,7 @@ constexpr const char* kHidden = "(hidden)";
 std::pair<Names, Names> split(const Names& names) {
     std::pair<Names, Names> parts;
     for (const std::string& name : names)
-        (name == "temperature" || name == "voltage" ? parts.first : parts.second).insert(name);
+        (resource_of(name)->controller ? parts.first : parts.second).insert(name);
     return parts;
 }
 

@@ -44,4 +44,14 @@ const Verb* verb_of(std::string_view name) {
     return verb != kVerbs.end() ? verb : nullptr;
 }
 
+std::vector<std::string_view> options_of(const Verb& verb) {
+    std::vector<std::string_view> options;
+    for (std::string_view rest = verb.options; !rest.empty();) {
+        const std::size_t end = std::min(rest.find(' '), rest.size());
+        options.push_back(rest.substr(0, end));
+        rest.remove_prefix(std::min(end + 1, rest.size()));
+    }
+    return options;
+}
+
 }  // namespace zel::ctl

@@ -4,6 +4,7 @@
 
 #include <span>
 #include <string_view>
+#include <vector>
 
 #include "answer.h"
 
@@ -21,6 +22,8 @@ struct Verb {
 };
 std::span<const Verb> verbs();
 const Verb* verb_of(std::string_view name);
+/// The names of its options besides --json.
+std::vector<std::string_view> options_of(const Verb& verb);
 
 // Settings.
 Exit run_list(const Request& request, Answer& answer);

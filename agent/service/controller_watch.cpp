@@ -14,8 +14,7 @@ namespace {
 constexpr std::chrono::minutes kPause{1};
 
 void look(bmc::ThresholdKeeper& keeper) {
-    const auto settings = bmc::read_settings();
-    if (!settings || !bmc::is_present(*settings)) return keeper.forget();
+    if (!bmc::is_present()) return keeper.forget();
     const auto given = keeper.look();
     if (given && *given > 0) log("controller: thresholds put back on sensors: " + std::to_string(*given));
 }

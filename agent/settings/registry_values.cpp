@@ -20,6 +20,16 @@ bool is_valid(const Text& text, const std::string& words) {
     return base::is_plain(words) && (!words.empty() || *text.fallback == '\0');
 }
 
+/// Logs what changed, or why nothing did.
+bool told_changes(const std::string& key, store::Status status, Changed changes) {
+    if (status == store::Status::ok) {
+        log_registry_changes(changes);
+        return true;
+    }
+    ZEL_TRACE(TRACE_LEVEL_ERROR, "%s cannot be written: %s.", key.c_str(), std::strerror(errno));
+    return false;
+}
+
 }  // namespace
 
 bool registry_readable() {
@@ -84,20 +94,13 @@ bool write_text(const Text& text, const std::string& words, const std::optional<
 }
 
 bool write_values(const std::string& key, std::span<const registry::Entry> values) {
-    return change_values(key, [&](registry::Edit& edit) {
-        return std::ranges::all_of(
-            values, [&](const registry::Entry& entry) { return edit.set(key, entry.name, entry.value); });
-    });
+    std::vector<store::KeyFile::Change> changes;
+    return told_changes(key, registry::set(key, values, &changes), changes);
 }
 
 bool change_values(const std::string& key, const std::function<bool(registry::Edit&)>& edit) {
     std::vector<store::KeyFile::Change> changes;
-    if (registry::change(edit, &changes) == store::Status::ok) {
-        log_registry_changes(changes);
-        return true;
-    }
-    ZEL_TRACE(TRACE_LEVEL_ERROR, "%s cannot be written: %s.", key.c_str(), std::strerror(errno));
-    return false;
+    return told_changes(key, registry::change(edit, &changes), changes);
 }
 
 }  // namespace zel::settings

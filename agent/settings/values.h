@@ -118,7 +118,6 @@ inline constexpr Table kWatchdog{
 /// Beside them: how often they were written.
 inline constexpr Value kWatchdogGeneration = any_number("Generation");
 
-/// Permit counts only with Enable.
 inline constexpr Table kSnmp{
     "SOFTWARE/QUD/ZELAgent/SNMP", "snmp",
     std::array{
@@ -127,6 +126,11 @@ inline constexpr Table kSnmp{
         Field{flag("Permit", "permit", false, "whether SNMP may change settings; only with snmp.enable"),
               &SnmpFlags::permit},
     }};
+
+/// Permit counts only with Enable.
+inline void mask(SnmpFlags& flags) {
+    if (flags.enable == 0) flags.permit = 0;
+}
 
 /// A setting that is a text: its key, its name, and what it is while nobody has set it.
 struct Text {

@@ -252,12 +252,10 @@ Status change(const std::function<bool(Edit&)>& edit, std::vector<KeyFile::Chang
     return Status::failed;
 }
 
-Status set(std::string_view key, std::span<const Entry> values, std::string_view counter,
-           std::vector<KeyFile::Change>* changes) {
+Status set(std::string_view key, std::span<const Entry> values, std::vector<KeyFile::Change>* changes) {
     const auto put_all = [&](Edit& edit) {
-        const auto put = [&](const Entry& entry) { return edit.set(key, entry.name, entry.value); };
-        if (!std::ranges::all_of(values, put)) return false;
-        return counter.empty() || edit.count(key, counter);
+        return std::ranges::all_of(
+            values, [&](const Entry& entry) { return edit.set(key, entry.name, entry.value); });
     };
     return change(put_all, changes);
 }

@@ -87,9 +87,8 @@ class Edit {
 Status change(const std::function<bool(Edit&)>& edit, std::vector<KeyFile::Change>* changes = nullptr);
 
 /// Writes all values under one key in one durable replacement. `failed` leaves every value as it was.
-/// @param counter  The name of a number that grows by one with them, whoever else writes; empty for none.
 /// @param changes  Receives what differs now, values with their types.
-Status set(std::string_view key, std::span<const Entry> values, std::string_view counter = {},
+Status set(std::string_view key, std::span<const Entry> values,
            std::vector<KeyFile::Change>* changes = nullptr);
 
 /// True when two paths of keys are one key.

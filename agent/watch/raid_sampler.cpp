@@ -41,13 +41,21 @@ std::vector<std::string> names_in(const std::string& folder) {
     return names;
 }
 
+/// The number beside a name; nothing for one that is not in the table.
+template <std::size_t kRows>
+std::optional<int> number_beside(const std::array<std::pair<std::string_view, int>, kRows>& table,
+                                 std::string_view name) {
+    const auto* const row = std::ranges::find(table, name, &std::pair<std::string_view, int>::first);
+    return row != table.end() ? std::optional(row->second) : std::nullopt;
+}
+
 /// How many of its disks an array can lose without losing what is on it.
 int spare_disks(std::string_view level, int disks) {
-    constexpr std::array kLevels{std::pair{"raid4", 1}, std::pair{"raid5", 1}, std::pair{"raid6", 2}};
-    const auto* const known = std::ranges::find(kLevels, level, &std::pair<const char*, int>::first);
-    if (known != kLevels.end()) return known->second;
+    using Row = std::pair<std::string_view, int>;
+    constexpr std::array kLevels{Row{"raid4", 1}, Row{"raid5", 1}, Row{"raid6", 2}};
     // Of a mirror all but one; of a striped one as many may be too many, which its state tells.
-    return level == "raid1" || level == "raid10" ? std::max(disks - 1, 0) : 0;
+    const bool mirror = level == "raid1" || level == "raid10";
+    return mirror ? std::max(disks - 1, 0) : number_beside(kLevels, level).value_or(0);
 }
 
 /// Missing disks: one is a warning, more than can be spared are fatal.
@@ -75,15 +83,15 @@ std::optional<Reading> md_reading(const std::string& name, const std::string& fo
 
 /// One of a controller's; nothing for one of unknown state.
 std::optional<Reading> controller_reading(const std::string& name, const std::string& folder) {
-    constexpr std::array kStates{std::pair{"active", 0}, std::pair{"taking-io", 0}, std::pair{"resyncing", 1},
-                                 std::pair{"degraded", 1}, std::pair{"offline", 2}};
+    using Row = std::pair<std::string_view, int>;
+    constexpr std::array kStates{Row{"active", 0}, Row{"taking-io", 0}, Row{"resyncing", 1},
+                                 Row{"degraded", 1}, Row{"offline", 2}};
     const auto state = line_of(folder + "state");
-    const auto* const known =
-        std::ranges::find(kStates, state.value_or(""), &std::pair<const char*, int>::first);
-    if (known == kStates.end()) return std::nullopt;
+    const auto value = number_beside(kStates, state.value_or(""));
+    if (!value) return std::nullopt;
     return Reading{.object = name,
                    .state = Reading::State::value,
-                   .value = known->second,
+                   .value = *value,
                    .unit = "",
                    .about = *state,
                    .limits = limits_of(1)};

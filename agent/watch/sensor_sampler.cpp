@@ -64,14 +64,13 @@ class SensorSampler : public Sampler {
     SensorSampler(bmc::Kind kind, std::size_t most) : kind_(kind), most_(most) {}
 
     std::vector<Reading> look(const Now& /*now*/) override {
-        const auto settings = bmc::read_settings();
-        if (!settings || !bmc::is_present(*settings)) {
+        if (!bmc::is_present()) {
             sensors_.clear();
             return {};
         }
         const bmc::ControllerVisit visit(std::max<std::chrono::milliseconds>(interval_, bmc::kLongestList));
-        answers_ = read_all(find());
-        std::vector<Reading> readings = std::move(readings_);
+        std::vector<Reading> readings;
+        answers_ = read_all(find(), readings);
         if (kind_ == bmc::Kind::temperature) readings.push_back(controller_reading());
         return readings;
     }
@@ -106,28 +105,27 @@ class SensorSampler : public Sampler {
     }
 
     /// False when the controller does not answer, or stops to; what was not read then has no reading.
-    bool read_all(bool answers) {
+    bool read_all(bool answers, std::vector<Reading>& readings) {
         const store::registry::Pinned pinned;
         for (bmc::SensorState& state : sensors_) {
             if (bmc::monitor_flag(state) != 1) continue;
             const auto read =
                 answers ? bmc::read_value(bmc::controller(), state.sensor) : bmc::SensorReading{};
             answers = answers && read.state != bmc::SensorReading::State::unreachable;
-            add(state, read);
+            readings.push_back(reading(state, read));
         }
         return answers;
     }
 
-    void add(const bmc::SensorState& state, const bmc::SensorReading& read) {
+    [[nodiscard]] Reading reading(const bmc::SensorState& state, const bmc::SensorReading& read) const {
         const bool value = read.state == bmc::SensorReading::State::value;
-        readings_.push_back(
-            {.object = state.sensor.name,
-             .id = std::to_string(state.sensor.lun) + '.' + std::to_string(state.sensor.number),
-             .state = value ? Reading::State::value : Reading::State::nothing,
-             .value = read.value,
-             .unit = kind_ == bmc::Kind::temperature ? "degrees" : "millivolts",
-             .about = "%v",
-             .limits = limits_of(state)});
+        return {.object = state.sensor.name,
+                .id = state.sensor.place(),
+                .state = value ? Reading::State::value : Reading::State::nothing,
+                .value = read.value,
+                .unit = kind_ == bmc::Kind::temperature ? "degrees" : "millivolts",
+                .about = "%v",
+                .limits = limits_of(state)};
     }
 
     [[nodiscard]] Reading controller_reading() const {
@@ -141,7 +139,6 @@ class SensorSampler : public Sampler {
     bmc::Kind kind_;
     std::size_t most_;
     std::vector<bmc::SensorState> sensors_;
-    std::vector<Reading> readings_;
     std::string target_;
     std::chrono::seconds interval_ = kInterval;
     bool answers_ = false;

@@ -19,7 +19,10 @@ int write_half(const std::string& writer) {
     for (std::uint32_t i = 0; i < kWritesPerRound / 2; ++i) {
         const std::string name = writer + std::to_string(i % last.size());
         last.at(i % last.size()) = i;
-        if (registry::set(kKey, std::array{registry::Entry{name, i}}, "Count") != store::Status::ok) return 1;
+        const auto write = [&](registry::Edit& edit) {
+            return edit.set(kKey, name, i) && edit.count(kKey, "Count");
+        };
+        if (registry::change(write) != store::Status::ok) return 1;
         for (std::size_t own = 0; own < std::min<std::size_t>(i + 1, last.size()); ++own)
             if (registry::get_dword(kKey, writer + std::to_string(own)) != last.at(own)) return 2;
     }

@@ -36,14 +36,13 @@ class Reader : public nlohmann::json_sax<Json> {
         if (levels_.size() == 1 && levels_.front().key != "settings")
             refuse(levels_.front().key == "schema" || levels_.front().key == "tag" ? "is an object"
                                                                                    : "is unknown");
-        levels_.emplace_back();
-        if (levels_.size() == 3) document_.resources.insert(levels_[1].key);
+        levels_.push_back({.holder = holder_of_next()});
+        if (levels_.size() == 3) begin_resource(levels_[1].key);
         return true;
     }
     bool key(string_t& name) override {
         levels_.back().key = name;
-        const Resource* const resource = levels_.size() > 1 ? resource_of(levels_[1].key) : nullptr;
-        const bool object = levels_.size() == 3 && resource != nullptr && resource->bracketed;
+        const bool object = levels_.size() == 3 && bracketed_;
         if (!object && name.find_first_of(".[]") != std::string::npos) return refuse("is unknown");
         if (!levels_.back().seen.insert(name).second)
             problems_.push_back({text_of(path()), "is given twice"});
@@ -62,23 +61,33 @@ class Reader : public nlohmann::json_sax<Json> {
 
   private:
     struct Level {
-        std::string key;
-        std::unordered_set<std::string> seen;
+        Path holder{};  ///< Of what is on this level.
+        std::string key{};
+        std::unordered_set<std::string> seen{};
     };
+
+    void begin_resource(const std::string& name) {
+        document_.resources.insert(name);
+        const Resource* const resource = resource_of(name);
+        bracketed_ = resource != nullptr && resource->bracketed;
+    }
 
     /// The path of what is being read.
     [[nodiscard]] Path path() const {
-        if (levels_.size() < 2) return {.resource = levels_.empty() ? "" : levels_.front().key};
-        Path path{.resource = levels_[1].key};
-        std::size_t next = 2;
-        const Resource* const resource = resource_of(path.resource);
-        if (resource != nullptr && resource->bracketed && levels_.size() > 3) {
-            path.object = settings::escape_name(settings::unescape_name(levels_[next].key));
-            ++next;
-        }
-        for (; next < levels_.size(); ++next)
-            path.rest.append(path.rest.empty() ? "" : ".").append(levels_[next].key);
+        if (levels_.empty()) return {};
+        const Level& level = levels_.back();
+        if (levels_.size() < 3) return {.resource = level.key};
+        Path path = level.holder;
+        path.rest.append(path.rest.empty() ? "" : ".").append(level.key);
         return path;
+    }
+    /// That of an object which begins here.
+    [[nodiscard]] Path holder_of_next() const {
+        if (levels_.size() < 2) return {};
+        Path holder = path();
+        if (levels_.size() == 3 && bracketed_)
+            holder.object = settings::escape_name(settings::unescape_name(std::exchange(holder.rest, {})));
+        return holder;
     }
 
     bool refuse(std::string why) {
@@ -107,29 +116,34 @@ class Reader : public nlohmann::json_sax<Json> {
     Document& document_;
     Problems& problems_;
     std::vector<Level> levels_;
+    bool bracketed_ = false;  ///< The objects of the resource that is being read stand in brackets.
 };
 
 /// What its settings have in common with others has been opened above `depth`.
 struct Leaf {
-    std::vector<std::string> parts;
+    std::vector<std::string_view> parts;
     Json value;
 };
 
+/// How many of the first leaves stand below one name.
+std::size_t size_of_member(std::span<const Leaf> leaves, std::size_t depth) {
+    const auto same = [&](const Leaf& leaf) { return leaf.parts[depth] == leaves.front().parts[depth]; };
+    return static_cast<std::size_t>(std::ranges::find_if_not(leaves, same) - leaves.begin());
+}
+
 Json object_of(std::span<Leaf> leaves, std::size_t depth) {
+    std::vector<std::span<Leaf>> groups;
+    for (std::span<Leaf> rest = leaves; !rest.empty(); rest = rest.subspan(groups.back().size()))
+        groups.push_back(rest.first(size_of_member(rest, depth)));
     Json object = Json::object();
+    // Without the library's look-up, which goes through all members; and one that grows copies what it has.
     auto& members = object.get_ref<Json::object_t&>();
-    while (!leaves.empty()) {
-        const std::string& name = leaves.front().parts[depth];
-        const bool last = leaves.front().parts.size() == depth + 1;
-        const auto end =
-            std::ranges::find_if_not(leaves, [&](const Leaf& leaf) { return leaf.parts[depth] == name; });
-        const auto count = static_cast<std::size_t>(end - leaves.begin());
-        // Without the library's look-up, which goes through all members.
-        if (last)
-            members.emplace_back(name, std::move(leaves.front().value));
-        else
-            members.emplace_back(name, object_of(leaves.first(count), depth + 1));
-        leaves = leaves.subspan(last ? 1 : count);
+    members.reserve(groups.size());
+    for (const std::span<Leaf> group : groups) {
+        Leaf& first = group.front();
+        const bool last = first.parts.size() == depth + 1;
+        members.emplace_back(std::string(first.parts[depth]),
+                             last ? std::move(first.value) : object_of(group, depth + 1));
     }
     return object;
 }

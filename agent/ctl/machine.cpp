@@ -115,15 +115,25 @@ void Machine::make_index() const {
 const Setting* Machine::find(const Path& path) const {
     Path room;
     const Path& own = own_path(path, room);
-    const auto& settings = contents_.settings;
-    // A document that was exported here has them in their order.
-    if (next_ >= settings.size() || settings[next_].path != own) {
+    if (!is_next(own)) {
         if (index_.empty()) make_index();
         const auto found = index_.find(text_of(own));
         if (found == index_.end()) return nullptr;
         next_ = found->second;
     }
-    return &settings[next_++];
+    return &contents_.settings[next_++];
+}
+
+bool Machine::is_next(const Path& path) const {
+    // A document that was exported here has them in their order, resource by resource, without a secret.
+    const auto place = places_.find(path.resource);
+    if (place == places_.end()) return false;
+    for (const std::size_t candidate : {next_, next_ + 1, place->second.first}) {
+        if (candidate >= contents_.settings.size() || contents_.settings[candidate].path != path) continue;
+        next_ = candidate;
+        return true;
+    }
+    return false;
 }
 
 std::string Machine::nearest(const std::string& path) const {

@@ -58,6 +58,8 @@ class Machine {
                        bool& written);
     [[nodiscard]] const Path& own_path(const Path& path, Path& room) const;
     void make_index() const;
+    /// Whether the setting is where one is looked for first, which `next_` is then.
+    [[nodiscard]] bool is_next(const Path& path) const;
     [[nodiscard]] std::span<const Setting> of(const std::string& resource) const;
 
     Contents contents_;

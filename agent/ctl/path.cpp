@@ -46,8 +46,8 @@ bool holds(const Path& holder, const Path& path) {
     return path.rest.size() == holder.rest.size() || path.rest[holder.rest.size()] == '.';
 }
 
-std::vector<std::string> parts_of(const Path& path) {
-    std::vector<std::string> parts{path.resource};
+std::vector<std::string_view> parts_of(const Path& path) {
+    std::vector<std::string_view> parts{path.resource};
     if (!path.object.empty()) parts.push_back(path.object);
     std::string_view rest = path.rest;
     while (!rest.empty()) {

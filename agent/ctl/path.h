@@ -28,7 +28,7 @@ std::optional<Path> parse_path(std::string_view text);
 /// True for the path itself and all that lies below it.
 bool holds(const Path& holder, const Path& path);
 
-/// The names on the way to the setting, as a document nests them.
-std::vector<std::string> parts_of(const Path& path);
+/// The names on the way to the setting, as a document nests them; they are the path's own.
+std::vector<std::string_view> parts_of(const Path& path);
 
 }  // namespace zel::ctl

@@ -2,7 +2,6 @@
 #include "plan.h"
 
 #include <algorithm>
-#include <unordered_set>
 
 #include "bmc/settings.h"
 
@@ -28,18 +27,24 @@ const Setting* take(const Machine& machine, const Wish& wish, Exit unknown, Plan
     return setting;
 }
 
+void tell_twice(const Wish& wish, Plan& plan, Problems& problems) {
+    const Problem twice{text_of(wish.path), "is given twice"};
+    if (std::ranges::find(problems, twice) == problems.end()) problems.push_back(twice);
+    plan.exit = Exit::invalid;
+}
+
 }  // namespace
 
 Plan make_plan(const Machine& machine, std::span<const Wish> wishes, Exit unknown, Problems& problems) {
     Plan plan{.wanted = machine.values(), .changes = {}};
-    std::unordered_set<const Setting*> seen;
+    std::vector<bool> seen(machine.settings().size());
     bool names_permit = false;
     for (const Wish& wish : wishes) {
         const Setting* const setting = take(machine, wish, unknown, plan, problems);
-        if (setting != nullptr && !seen.insert(setting).second) {
-            const Problem twice{text_of(wish.path), "is given twice"};
-            if (std::ranges::find(problems, twice) == problems.end()) problems.push_back(twice);
-            plan.exit = Exit::invalid;
+        if (setting != nullptr) {
+            const auto place = static_cast<std::size_t>(setting - machine.settings().data());
+            if (seen[place]) tell_twice(wish, plan, problems);
+            seen[place] = true;
         }
         names_permit = names_permit || (wish.path.resource == "snmp" && wish.path.rest == "permit");
     }

@@ -33,14 +33,14 @@ Json schema_of(const Kind& kind) {
 }
 
 /// Adds a setting where its path leads.
-void add(Json& object, std::span<const std::string> parts, const Resource& resource, std::size_t depth,
+void add(Json& object, std::span<const std::string_view> parts, const Resource& resource, std::size_t depth,
          const Kind& kind) {
     if (!object.contains("type")) object = {{"type", "object"}, {"additionalProperties", false}};
     // What stands for any object's name.
     const bool any =
         (depth == 1 && resource.bracketed && parts.size() > 1) || (depth == 1 && parts.front() == "N");
     Json& member = any ? object["patternProperties"][parts.front() == "N" ? "^[1-9][0-9]*$" : "^."]
-                       : object["properties"][parts.front()];
+                       : object["properties"][std::string(parts.front())];
     if (parts.size() == 1)
         member = schema_of(kind);
     else

@@ -8,10 +8,13 @@
 #include <string_view>
 #include <vector>
 
+#include "base/json_text.h"
 #include "exit.h"
 #include "setting.h"
 
 namespace zel::ctl {
+
+using base::Json;
 
 /// What was asked for on the command line.
 struct Request {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include <unistd.h>
 
+#include "answer.h"
 #include "base/paths.h"
 #include "document.h"
 #include "machine.h"

@@ -2,6 +2,7 @@
 // watchdog, identify, boot-mode: what the agent's library does for the panels.
 #include <charconv>
 
+#include "answer.h"
 #include "bmc/settings.h"
 #include "document.h"
 #include "resource.h"

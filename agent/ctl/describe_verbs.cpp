@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // list, describe: what there is, and what it may be.
+#include "answer.h"
 #include "document.h"
 #include "machine.h"
 #include "plan.h"
+#include "schema.h"
 #include "verbs.h"
 
 namespace zel::ctl {
@@ -23,7 +25,7 @@ std::vector<Path> objects_of(const Machine& machine, const Resource& resource) {
 }
 
 std::string default_text(const Setting& setting) {
-    return setting.fallback.is_null() ? "" : shown(value_text(setting.fallback));
+    return is_nothing(setting.fallback) ? "" : shown(value_text(setting.fallback));
 }
 
 Json description(const Setting& setting) {
@@ -35,7 +37,7 @@ Json description(const Setting& setting) {
     }
     if (kind.type == Kind::Type::word) json["words"] = kind.words;
     json["unit"] = unit_name(kind.unit);
-    json["default"] = setting.fallback;
+    json["default"] = json_of(setting.fallback);
     json["meaning"] = kind.meaning;
     json["read_only"] = kind.read_only;
     return json;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <limits>
 #include <unordered_set>
 #include <utility>
 
@@ -20,14 +21,18 @@ class Reader : public nlohmann::json_sax<Json> {
   public:
     Reader(Document& document, Problems& problems) : document_(document), problems_(problems) {}
 
-    bool null() override { return take(nullptr); }
+    bool null() override { return take({}); }
     bool boolean(bool value) override { return take(value); }
-    bool number_integer(number_integer_t value) override { return take(value); }
-    bool number_unsigned(number_unsigned_t value) override { return take(value); }
+    bool number_integer(number_integer_t value) override { return take(std::int64_t{value}); }
+    bool number_unsigned(number_unsigned_t value) override {
+        if (value > std::uint64_t{std::numeric_limits<std::int64_t>::max()})
+            return refuse(std::to_string(value) + " is too large");
+        return take(static_cast<std::int64_t>(value));
+    }
     bool number_float(number_float_t /*value*/, const string_t& text) override {
         return refuse("'" + text + "' is not a whole number");
     }
-    bool string(string_t& value) override { return take(value); }
+    bool string(string_t& value) override { return take(std::move(value)); }
     bool binary(binary_t& /*value*/) override { return refuse("is binary"); }
 
     bool start_object(std::size_t /*elements*/) override {
@@ -99,17 +104,18 @@ class Reader : public nlohmann::json_sax<Json> {
         return false;
     }
 
-    bool take(Json value) {
+    bool take(Scalar value) {
         if (levels_.empty()) return stop("is no object");
         if (levels_.size() == 1) return take_heading(value);
         if (levels_.size() == 2) return refuse("is no object");
         document_.wishes.push_back({path(), std::move(value)});
         return true;
     }
-    bool take_heading(const Json& value) {
+    bool take_heading(const Scalar& value) {
         const std::string& key = levels_.front().key;
-        if (key == "schema") return value == Json(kSchema) || refuse("is not " + std::to_string(kSchema));
-        if (key == "tag") return value.is_string() || refuse("is no text");
+        if (key == "schema")
+            return value == Scalar(std::int64_t{kSchema}) || refuse("is not " + std::to_string(kSchema));
+        if (key == "tag") return std::holds_alternative<std::string>(value) || refuse("is no text");
         return refuse(key == "settings" ? "is no object" : "is unknown");
     }
 
@@ -177,12 +183,19 @@ Document parse_document(std::string_view text, Problems& problems) {
     return document;
 }
 
+Json json_of(const Scalar& value) {
+    if (is_nothing(value)) return nullptr;
+    if (const auto* flag = std::get_if<bool>(&value)) return *flag;
+    if (const auto* number = std::get_if<std::int64_t>(&value)) return *number;
+    return std::get<std::string>(value);
+}
+
 Json nested(std::span<const Setting* const> settings, const Values& values, bool secrets) {
     std::vector<Leaf> leaves;
     leaves.reserve(settings.size());
     for (const Setting* setting : settings)
         if (secrets || !setting->kind->secret)
-            leaves.push_back({parts_of(setting->path), setting->get(values)});
+            leaves.push_back({parts_of(setting->path), json_of(setting->get(values))});
     return object_of(leaves, 0);
 }
 

@@ -10,18 +10,16 @@
 #include <string_view>
 #include <vector>
 
+#include "base/json_text.h"
 #include "setting.h"
 
 namespace zel::ctl {
 
+using base::Json;
+
 inline constexpr int kSchema = 1;
 inline constexpr std::size_t kLargestDocument = std::size_t{1} << 20U;
 
-/// What a document, or the arguments of a command, want.
-struct Wish {
-    Path path;
-    Json value;
-};
 struct Document {
     std::set<std::string> resources{};
     std::vector<Wish> wishes{};
@@ -30,6 +28,8 @@ struct Document {
 
 /// Reads a document. Problems are what is no JSON, nests too deep, has a key twice or one that no document has.
 Document parse_document(std::string_view text, Problems& problems);
+
+Json json_of(const Scalar& value);
 
 /// One of each setting, nested by its path.
 Json nested(std::span<const Setting* const> settings, const Values& values, bool secrets);

@@ -63,8 +63,8 @@ void list_storage_item(Contents& contents, std::size_t disk, const std::string& 
          .fallback = true,
          .get = [item](const Values& values) { return item(values).state == STORAGE_STATE_ON; },
          .put =
-             [item](Values& values, const Json& value) {
-                 item(values).state = value.get<bool>() ? STORAGE_STATE_ON : STORAGE_STATE_OFF;
+             [item](Values& values, const Scalar& value) {
+                 item(values).state = std::get<bool>(value) ? STORAGE_STATE_ON : STORAGE_STATE_OFF;
              }});
     contents.settings.push_back(number_setting(
         path("fatal"), kinds.fatal,

@@ -155,8 +155,8 @@ std::string Machine::nearest(const std::string& path) const {
 std::vector<Change> Machine::changes(const Values& wanted) const {
     std::vector<Change> changes;
     for (const Setting& setting : contents_.settings) {
-        Json from = setting.get(contents_.values);
-        Json to = setting.get(wanted);
+        Scalar from = setting.get(contents_.values);
+        Scalar to = setting.get(wanted);
         if (from != to) changes.push_back({&setting, std::move(from), std::move(to)});
     }
     return changes;

@@ -15,6 +15,7 @@
 #include <string>
 #include <string_view>
 
+#include "answer.h"
 #include "base/paths.h"
 #include "document.h"
 #include "resource.h"

@@ -4,7 +4,6 @@
 
 #include <span>
 
-#include "document.h"
 #include "exit.h"
 #include "machine.h"
 

@@ -29,8 +29,8 @@ Setting action_setting(const Path& path, const settings::ActionPart& part, std::
         .get = [of, &part](
                    const Values& values) { return part.choice_of(static_cast<std::uint32_t>(of(values))); },
         .put =
-            [of, kind, &part](Values& values, const Json& value) {
-                const auto word = std::ranges::find(kind->words, value.get_ref<const std::string&>());
+            [of, kind, &part](Values& values, const Scalar& value) {
+                const auto word = std::ranges::find(kind->words, std::get<std::string>(value));
                 const auto bits = part.bits_of(static_cast<std::size_t>(word - kind->words.begin()));
                 auto& code = of(values);
                 code = static_cast<std::remove_cvref_t<decltype(code)>>(
@@ -53,8 +53,8 @@ void list_table(Contents& contents, const Table& table, const Path& at, Of of) {
                 contents.settings.push_back(action_setting(path(part.words), part, value.fallback, field));
             continue;
         }
-        Json fallback = value.fallback;
-        if (value.type == Type::flag) fallback = value.fallback != 0;
+        const Scalar fallback =
+            value.type == Type::flag ? Scalar(value.fallback != 0) : Scalar(std::int64_t{value.fallback});
         contents.settings.push_back(number_setting(path(value.words), kind_of(value), fallback, field));
     }
 }
@@ -65,8 +65,9 @@ void list_text(Contents& contents, const settings::Text& text, Kind kind, std::s
         {.path = *parse_path(text.words),
          .kind = std::make_shared<Kind>(std::move(kind)),
          .fallback = text.fallback,
-         .get = [member](const Values& values) { return Json(values.*member); },
-         .put = [member](Values& values, const Json& value) { values.*member = value.get<std::string>(); }});
+         .get = [member](const Values& values) { return Scalar(values.*member); },
+         .put = [member](Values& values,
+                         const Scalar& value) { values.*member = std::get<std::string>(value); }});
 }
 
 Kind text_kind(std::size_t least, const settings::Text& text) {

@@ -2,7 +2,9 @@
 // How each resource's settings are listed, read, judged and written.
 #pragma once
 
+#include <algorithm>
 #include <map>
+#include <memory>
 #include <span>
 #include <string>
 #include <utility>
@@ -90,36 +92,38 @@ std::shared_ptr<const Kind> kind_of(const settings::Value& value, const std::str
 
 /// A setting that `of(values)` refers to, as a number or a flag.
 template <class Of>
-Setting number_setting(const Path& path, const std::shared_ptr<const Kind>& kind, const Json& fallback,
-                       Of of) {
+Setting number_setting(const Path& path, const std::shared_ptr<const Kind>& kind, Scalar fallback, Of of) {
     const bool flag = kind->type == Kind::Type::flag;
-    return {
-        .path = path,
-        .kind = kind,
-        .fallback = fallback,
-        .get = [of, flag](const Values& values) { return flag ? Json(of(values) != 0) : Json(of(values)); },
-        .put =
-            [of](Values& values, const Json& value) {
-                auto& number = of(values);
-                number = static_cast<std::remove_cvref_t<decltype(number)>>(
-                    value.is_boolean() ? std::int64_t{value.get<bool>()} : value.get<std::int64_t>());
-            }};
+    return {.path = path,
+            .kind = kind,
+            .fallback = std::move(fallback),
+            .get =
+                [of, flag](const Values& values) {
+                    return flag ? Scalar(of(values) != 0) : Scalar(static_cast<std::int64_t>(of(values)));
+                },
+            .put =
+                [of](Values& values, const Scalar& value) {
+                    auto& number = of(values);
+                    const auto* set = std::get_if<bool>(&value);
+                    number = static_cast<std::remove_cvref_t<decltype(number)>>(
+                        set != nullptr ? std::int64_t{*set} : std::get<std::int64_t>(value));
+                }};
 }
 
 /// A setting that is one of some words: `of(values)` counts from `first`.
 template <class Of>
-Setting word_setting(const Path& path, const std::shared_ptr<const Kind>& kind, const Json& fallback,
+Setting word_setting(const Path& path, const std::shared_ptr<const Kind>& kind, Scalar fallback,
                      std::int32_t first, Of of) {
     return {.path = path,
             .kind = kind,
-            .fallback = fallback,
+            .fallback = std::move(fallback),
             .get =
                 [of, first, kind](const Values& values) {
                     return kind->words.at(static_cast<std::size_t>(of(values) - first));
                 },
             .put =
-                [of, first, kind](Values& values, const Json& value) {
-                    const auto word = std::ranges::find(kind->words, value.get_ref<const std::string&>());
+                [of, first, kind](Values& values, const Scalar& value) {
+                    const auto word = std::ranges::find(kind->words, std::get<std::string>(value));
                     of(values) = static_cast<std::int32_t>(first + (word - kind->words.begin()));
                 }};
 }

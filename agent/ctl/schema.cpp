@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The JSON Schema of documents and answers, made of what the settings may be.
+#include "schema.h"
+
 #include "document.h"
 #include "machine.h"
-#include "verbs.h"
 
 namespace zel::ctl {
 namespace {

@@ -86,7 +86,7 @@ void list_threshold(Contents& contents, std::size_t row, std::size_t threshold, 
              .meaning = kMeanings.at(threshold),
              .read_only = !state.settable || !state.sensor.can_set(threshold)});
     contents.settings.push_back(number_setting(
-        {resource_name(state.sensor.kind), object, kWords.at(threshold)}, kind, nullptr,
+        {resource_name(state.sensor.kind), object, kWords.at(threshold)}, kind, {},
         [ row, threshold ](auto& values) -> auto& { return values.sensors[row].values[threshold]; }));
 }
 
@@ -102,9 +102,9 @@ void list_sensor(Contents& contents, std::size_t row) {
     const std::string object = state.sensor.place();
     contents.settings.push_back({.path = {resource, object, "name"},
                                  .kind = kName,
-                                 .fallback = nullptr,
+                                 .fallback = {},
                                  .get = [name = state.sensor.name](const Values&) { return name; },
-                                 .put = [](Values&, const Json&) {}});
+                                 .put = [](Values&, const Scalar&) {}});
     if (state.monitor != SENSOR_NO_MONITORING)
         contents.settings.push_back(number_setting(
             {resource, object, "monitor"}, kMonitor,

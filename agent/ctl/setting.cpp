@@ -5,6 +5,7 @@
 #include <array>
 #include <string_view>
 
+#include "base/json_text.h"
 #include "base/plain_text.h"
 #include "store/key_file.h"
 
@@ -18,34 +19,22 @@ std::string joined(const std::vector<std::string>& words) {
     return all;
 }
 
-bool fits(const Kind& kind, const Json& value) {
+bool is_valid(const Kind& kind, const Scalar& value) {
     switch (kind.type) {
-        case Kind::Type::number:
-            return value.is_number_integer();
+        case Kind::Type::number: {
+            const auto* number = std::get_if<std::int64_t>(&value);
+            return number != nullptr && *number >= kind.least && *number <= kind.greatest;
+        }
         case Kind::Type::flag:
-            return value.is_boolean();
-        case Kind::Type::word:
-        case Kind::Type::text:
-            return value.is_string();
-    }
-    return false;
-}
-
-bool is_in_range(const Kind& kind, const Json& value) {
-    switch (kind.type) {
-        case Kind::Type::number:
-            // An unsigned number beyond what is signed is beyond every range.
-            return (!value.is_number_unsigned() ||
-                    value.get<std::uint64_t>() <= std::uint64_t{std::numeric_limits<std::int64_t>::max()}) &&
-                   value.get<std::int64_t>() >= kind.least && value.get<std::int64_t>() <= kind.greatest;
-        case Kind::Type::flag:
-            return true;
-        case Kind::Type::word:
-            return std::ranges::find(kind.words, value.get_ref<const std::string&>()) != kind.words.end();
+            return std::holds_alternative<bool>(value);
+        case Kind::Type::word: {
+            const auto* word = std::get_if<std::string>(&value);
+            return word != nullptr && std::ranges::find(kind.words, *word) != kind.words.end();
+        }
         case Kind::Type::text: {
-            const auto& text = value.get_ref<const std::string&>();
-            const auto size = static_cast<std::int64_t>(text.size());
-            return size >= kind.least && size <= kind.greatest && base::is_plain(text);
+            const auto* text = std::get_if<std::string>(&value);
+            const auto size = static_cast<std::int64_t>(text != nullptr ? text->size() : 0);
+            return text != nullptr && size >= kind.least && size <= kind.greatest && base::is_plain(*text);
         }
     }
     return false;
@@ -78,30 +67,34 @@ std::string range_text(const Kind& kind) {
     return {};
 }
 
-std::string value_text(const Json& value) {
-    if (value.is_string()) return value.get<std::string>();
-    if (value.is_boolean()) return value.get<bool>() ? "true" : "false";
-    return value.is_number_integer() ? std::to_string(value.get<std::int64_t>()) : base::json_text(value);
+std::string value_text(const Scalar& value) {
+    if (const auto* text = std::get_if<std::string>(&value)) return *text;
+    if (const auto* flag = std::get_if<bool>(&value)) return *flag ? "true" : "false";
+    if (const auto* number = std::get_if<std::int64_t>(&value)) return std::to_string(*number);
+    return "null";
 }
 
-Json parse_value(const Kind& kind, const std::string& text) {
+Scalar parse_value(const Kind& kind, const std::string& text) {
     switch (kind.type) {
         case Kind::Type::number:
             if (const auto number = store::parse_int(text)) return *number;
-            return nullptr;
+            return {};
         case Kind::Type::flag:
-            return text == "true" ? Json(true) : text == "false" ? Json(false) : Json(nullptr);
+            return text == "true" ? Scalar(true) : text == "false" ? Scalar(false) : Scalar();
         case Kind::Type::word:
         case Kind::Type::text:
             return text;
     }
-    return nullptr;
+    return {};
 }
 
-std::string fault_of(const Kind& kind, const Json& value) {
+std::string fault_of(const Kind& kind, const Scalar& value) {
     if (kind.read_only) return "cannot be set";
-    if (fits(kind, value) && is_in_range(kind, value)) return {};
-    const std::string shown = kind.secret ? "this" : base::json_text(value);
+    if (is_valid(kind, value)) return {};
+    const auto* text = std::get_if<std::string>(&value);
+    const std::string shown = kind.secret       ? "this"
+                              : text != nullptr ? base::json_text(*text)
+                                                : value_text(value);
     switch (kind.type) {
         case Kind::Type::number:
             return shown + " is not a whole number from " + std::to_string(kind.least) + " to " +

@@ -7,9 +7,9 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <variant>
 #include <vector>
 
-#include "base/json_text.h"
 #include "bmc/sensors_state.h"
 #include "path.h"
 #include "settings/filesystem_settings.h"
@@ -18,7 +18,12 @@
 
 namespace zel::ctl {
 
-using base::Json;
+/// A setting's value; nothing for one that is not there, or not of a kind that settings are.
+using Scalar = std::variant<std::monostate, bool, std::int64_t, std::string>;
+
+inline bool is_nothing(const Scalar& value) {
+    return std::holds_alternative<std::monostate>(value);
+}
 
 /// What an administrator chose for a sensor.
 struct SensorChoice {
@@ -62,9 +67,9 @@ struct Kind {
 struct Setting {
     Path path;
     std::shared_ptr<const Kind> kind;
-    Json fallback;  ///< What it is without anybody's choice; null for what has no such value.
-    std::function<Json(const Values&)> get;
-    std::function<void(Values&, const Json&)> put;
+    Scalar fallback;  ///< What it is without anybody's choice; nothing for what has no such value.
+    std::function<Scalar(const Values&)> get;
+    std::function<void(Values&, const Scalar&)> put;  ///< Of values that `fault_of` finds nothing wrong with.
 };
 
 /// What is wrong with a setting, or with something else where there is no path.
@@ -78,8 +83,14 @@ using Problems = std::vector<Problem>;
 /// A setting that is not, or shall not be, what it was.
 struct Change {
     const Setting* setting;
-    Json from;
-    Json to;
+    Scalar from;
+    Scalar to;
+};
+
+/// What a document, or the arguments of a command, want.
+struct Wish {
+    Path path;
+    Scalar value;
 };
 
 const char* unit_name(settings::Unit unit);
@@ -89,12 +100,12 @@ const char* type_name(Kind::Type type);
 std::string range_text(const Kind& kind);
 
 /// A value as it is told. Its words are those that `parse_value` takes.
-std::string value_text(const Json& value);
+std::string value_text(const Scalar& value);
 
-/// A value of this kind from what was typed; null when it is none.
-Json parse_value(const Kind& kind, const std::string& text);
+/// A value of this kind from what was typed; nothing when it is none.
+Scalar parse_value(const Kind& kind, const std::string& text);
 
 /// Why a value cannot be one of this kind; empty when it can.
-std::string fault_of(const Kind& kind, const Json& value);
+std::string fault_of(const Kind& kind, const Scalar& value);
 
 }  // namespace zel::ctl

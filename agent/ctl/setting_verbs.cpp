@@ -9,6 +9,7 @@
 #include <optional>
 #include <unordered_set>
 
+#include "answer.h"
 #include "base/file_io.h"
 #include "base/paths.h"
 #include "client/reset_service.h"
@@ -44,7 +45,7 @@ std::optional<store::HeldLocks> lock(const Names& names, Problems& problems) {
     return locks;
 }
 
-std::string told(const Setting& setting, const Json& value, bool secrets = false) {
+std::string told(const Setting& setting, const Scalar& value, bool secrets = false) {
     return setting.kind->secret && !secrets ? kHidden : shown(value_text(value));
 }
 
@@ -54,11 +55,13 @@ void tell_changes(std::span<const Change> changes, Answer& answer) {
     for (const Change& change : changes) {
         const Setting& setting = *change.setting;
         const std::string path = text_of(setting.path);
-        const auto side = [&](const Json& value) {
+        const auto side = [&](const Scalar& value) {
             std::string text = told(setting, value);
             return text.empty() ? "\"\"" : text;
         };
-        const auto given = [&](const Json& value) { return setting.kind->secret ? Json(kHidden) : value; };
+        const auto given = [&](const Scalar& value) {
+            return setting.kind->secret ? Json(kHidden) : json_of(value);
+        };
         rows.push_back({shown(path), side(change.from) + " -> " + side(change.to)});
         list.push_back({{"path", path}, {"from", given(change.from)}, {"to", given(change.to)}});
     }
@@ -278,8 +281,8 @@ Exit run_set(const Request& request, Answer& answer) {
         for (const auto& [path, text] : words) {
             const Path parsed = *parse_path(path);
             const Setting* const setting = machine.find(parsed);
-            Json value = setting != nullptr ? parse_value(*setting->kind, text) : Json(nullptr);
-            all.wishes.push_back({parsed, value.is_null() ? Json(text) : std::move(value)});
+            Scalar value = setting != nullptr ? parse_value(*setting->kind, text) : Scalar();
+            all.wishes.push_back({parsed, is_nothing(value) ? Scalar(text) : std::move(value)});
         }
     };
     return task.run(std::move(wanted));
@@ -310,7 +313,7 @@ Exit run_reset(const Request& request, Answer& answer) {
     task.complete = [&](const Machine& machine, Wanted& all, Problems& problems) {
         const auto settings = machine.below(path);
         for (const Setting* setting : settings)
-            if (!setting->fallback.is_null() && !setting->kind->read_only)
+            if (!is_nothing(setting->fallback) && !setting->kind->read_only)
                 all.wishes.push_back({setting->path, setting->fallback});
         unknown = settings.empty();
         if (unknown) tell_unknown(machine, word, problems);

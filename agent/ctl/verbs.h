@@ -6,9 +6,12 @@
 #include <string_view>
 #include <vector>
 
-#include "answer.h"
+#include "exit.h"
 
 namespace zel::ctl {
+
+struct Request;
+struct Answer;
 
 struct Verb {
     const char* name;
@@ -48,8 +51,5 @@ Exit run_identify(const Request& request, Answer& answer);
 Exit run_boot_mode(const Request& request, Answer& answer);
 
 Exit run_completion(const Request& request, Answer& answer);
-
-/// The JSON Schema of documents and answers.
-Json schema();
 
 }  // namespace zel::ctl

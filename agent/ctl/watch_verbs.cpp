@@ -14,6 +14,7 @@
 #include <ctime>
 #include <optional>
 
+#include "answer.h"
 #include "base/file_io.h"
 #include "base/paths.h"
 #include "client/service_client.h"

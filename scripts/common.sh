@@ -9,7 +9,7 @@ project=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
 build_packages=(cmake ninja-build g++ pkg-config libnewt-dev libslang2-dev libmount-dev
     libsystemd-dev libfreeipmi-dev libfreeipmi17 nlohmann-json3-dev)
 simulator_packages=(openipmi libopenipmi-dev)
-test_packages=(libgtest-dev libgmock-dev libvterm-dev python3-jsonschema "${simulator_packages[@]}")
+test_packages=(libgtest-dev libgmock-dev libvterm-dev python3-jsonschema systemd-journal-remote "${simulator_packages[@]}")
 bench_packages=(libvterm-dev monit whiptail ipmitool freeipmi-tools "${simulator_packages[@]}")
 drawing_packages=(gnuplot-nox)
 fuzz_packages=(clang libclang-rt-dev llvm)

@@ -90,6 +90,10 @@ void remember(const settings::StorageSettings& saved, settings::StorageSettings 
     handed_out<settings::StorageSettings>().keep(known);
 }
 
+std::string start_again_with(const std::string& device) {
+    return std::string(kResource) + ' ' + settings::escape_name(device);
+}
+
 /// Saves a caller's tables and has the service take them up.
 /// @param own  The row that is the caller's own in all its values; nothing where none is.
 int write_tables(int interval, int count, const char (*names)[30], const StorageThresholdItem (*values)[4],
@@ -103,7 +107,10 @@ int write_tables(int interval, int count, const char (*names)[30], const Storage
     if (before && own) before->devices.erase(names[*own]);
     if (!settings::save_storage(*settings, before, found)) return STORAGE_WRITE_FAILED;
     if (known) remember(*settings, *known);
-    return client::reset_service(kResource) ? kDone : STORAGE_NO_SERVICE;
+    if (!client::reset_service(kResource)) return STORAGE_NO_SERVICE;
+    // A device that has its defaults again has no errors either. One that is gone by now needs no telling.
+    if (own) client::reset_service(start_again_with(names[*own]));
+    return kDone;
 }
 
 }  // namespace
@@ -147,8 +154,7 @@ extern "C" int ResetStorageService(int deviceNumber) try {
         ZEL_TRACE(TRACE_LEVEL_ERROR, "There is no device %d.", deviceNumber);
         return STORAGE_WRITE_FAILED;
     }
-    const std::string request = std::string(kResource) + ' ' + settings::escape_name(*name);
-    return client::reset_service(request) ? kDone : STORAGE_NO_SERVICE;
+    return client::reset_service(start_again_with(*name)) ? kDone : STORAGE_NO_SERVICE;
 } catch (...) {
     return STORAGE_NO_SERVICE;
 }

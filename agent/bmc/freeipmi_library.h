@@ -12,7 +12,8 @@ namespace zel::bmc {
 // clang-format off
 #define ZEL_FREEIPMI_ENTRY_POINTS(X)                                                               \
     X(ipmi_ctx_create) X(ipmi_ctx_destroy) X(ipmi_ctx_close) X(ipmi_ctx_open_inband)               \
-    X(ipmi_ctx_open_outofband_2_0) X(ipmi_cmd_raw) X(ipmi_ctx_errormsg)
+    X(ipmi_ctx_open_outofband_2_0) X(ipmi_cmd_raw) X(ipmi_ctx_errormsg)               \
+    X(ipmi_sel_ctx_create) X(ipmi_sel_ctx_destroy) X(ipmi_sel_parse_read_record_string)
 // clang-format on
 
 struct FreeIpmi {

@@ -137,6 +137,9 @@ int run() {
     Monitor monitor([&](const std::string& event) { server.publish(event); });
     watching = &monitor;
     resources.on_reload([&](const std::string& resource) { monitor.look_at(resource); });
+    resources.on_start_again([&](const std::string& resource, const std::string& object) {
+        monitor.start_again(resource, object);
+    });
     const EventWatch eventlog("Eventlog_Cycle_Event", [&] { resources.reload("eventlog"); });
     log(std::string(kVersion) + " is ready");
     ::sd_notify(0, "READY=1");

@@ -4,7 +4,10 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <iterator>
+#include <map>
 #include <mutex>
+#include <set>
 #include <span>
 
 #include "base/paths.h"
@@ -38,26 +41,57 @@ class Told {
   public:
     explicit Told(std::function<void(const std::string&)> publish)
         : publish_(std::move(publish)), log_(base::service_folder(), log) {
-        const std::uint64_t known = tell::load_state(base::service_folder(), judge_, log);
+        const std::uint64_t known = tell::load_state(base::service_folder(), judge_, kept_, log);
         for (const tell::Event& event : log_.open(known)) {
-            if (event.what != watch::Transition::Kind::test)
-                judge_.follow({event.resource, settings::unescape_name(event.object), event.kind}, event.to,
-                              event.what == watch::Transition::Kind::gone);
+            follow(event);
             tell::send_to_journal(event);  // whose telling may have been cut short
         }
         if (log_.last() > known) save();
     }
+    ~Told() {
+        if (positions_moved_) save();
+    }
+    Told(const Told&) = delete;
+    Told& operator=(const Told&) = delete;
 
-    void take(const std::string& resource, std::span<const watch::Reading> readings) {
+    /// Lets a sampler go on where the one before it ended.
+    void resume(const std::string& resource, watch::Sampler& sampler) {
+        const std::lock_guard lock(mutex_);
+        sampler.restore(kept_[resource], std::move(entries_told_[resource]));
+    }
+
+    /// Has the next look at a resource begin anew with an object.
+    void start_again(const std::string& resource, const std::string& object) {
+        const std::lock_guard lock(mutex_);
+        to_start_again_[resource].push_back(object);
+    }
+    std::vector<std::string> take_to_start_again(const std::string& resource) {
+        const std::lock_guard lock(mutex_);
+        return std::exchange(to_start_again_[resource], {});
+    }
+
+    /// What a look found.
+    struct Found {
+        std::vector<watch::Reading> readings;
+        std::vector<watch::Entry> entries;
+        watch::Kept kept;
+        std::vector<std::string> started_again;  ///< Objects.
+    };
+    void take(const std::string& resource, Found found) {
         const std::lock_guard lock(mutex_);
         const watch::Now now = watch::now();
         const std::size_t known = judge_.things().size();
-        const auto transitions =
-            judge_.take(resource, readings.first(std::min(readings.size(), kMostObjects)), now);
+        found.readings.resize(std::min(found.readings.size(), kMostObjects));
+        auto transitions = judge_.take(resource, found.readings, now);
+        for (const std::string& object : found.started_again)
+            std::ranges::move(judge_.reset(resource, object, now), std::back_inserter(transitions));
+        for (watch::Entry& entry : found.entries)
+            transitions.push_back(transition_of(resource, std::move(entry)));
         for (const auto& transition : transitions)
             if (may_tell(resource, now)) tell(tell::event_of(transition, now.wall));
         log_.flush();
-        if (!transitions.empty()) save();
+        const bool remembers_more = remember(resource, std::move(found.kept));
+        if (!transitions.empty() || remembers_more) save();
         status_is_old_ = true;
         status_is_wrong_ = status_is_wrong_ || !transitions.empty() || judge_.things().size() != known;
         on_old_status_();
@@ -118,6 +152,35 @@ class Told {
                 .watchdog_detail = "not armed by this version"};
     }
 
+    static watch::Transition transition_of(const std::string& resource, watch::Entry entry) {
+        watch::Transition transition{
+            .kind = watch::Transition::Kind::entry, .resource = resource, .reading = {}};
+        transition.reading.object = std::move(entry.object);
+        transition.reading.id = std::move(entry.id);
+        transition.reading.about = std::move(entry.text);
+        return transition;
+    }
+
+    /// As if this had been told just now.
+    void follow(const tell::Event& event) {
+        using Kind = watch::Transition::Kind;
+        if (event.what == Kind::entry)
+            entries_told_[event.resource].insert(settings::unescape_name(event.object) + ' ' + event.id);
+        else if (event.what != Kind::test)
+            judge_.follow({event.resource, settings::unescape_name(event.object), event.kind}, event.to,
+                          event.what == Kind::gone);
+    }
+
+    /// Positions alone are written with what comes next, or at the end: what lies behind them is read again.
+    /// @return Whether what is remembered is to be written.
+    bool remember(const std::string& resource, watch::Kept now) {
+        watch::Kept& before = kept_[resource];
+        const bool more = before.facts != now.facts || (before.position.empty() && !now.position.empty());
+        positions_moved_ = positions_moved_ || before.position != now.position;
+        before = std::move(now);
+        return more;
+    }
+
     struct Flood {
         milliseconds began{};
         int events = 0;
@@ -130,7 +193,8 @@ class Told {
     }
 
     void save() {
-        if (tell::save_state(base::service_folder(), judge_, log_.last())) return;
+        positions_moved_ = false;
+        if (tell::save_state(base::service_folder(), judge_, kept_, log_.last())) return;
         log(std::string("state.json: ") + std::strerror(errno));
     }
 
@@ -150,6 +214,10 @@ class Told {
     watch::Judge judge_;
     tell::EventLog log_;
     std::map<std::string, Flood> floods_;
+    tell::AllKept kept_;
+    std::map<std::string, std::set<std::string>> entries_told_;  ///< After the state was written.
+    std::map<std::string, std::vector<std::string>> to_start_again_;
+    bool positions_moved_ = false;
     Rota::Clock::time_point status_written_ = Rota::Clock::now() - kStatusPause;
     bool status_is_old_ = false;
     bool status_is_wrong_ = false;
@@ -160,12 +228,18 @@ namespace {
 
 /// A look at a resource.
 Rota::Task watching(const std::shared_ptr<Told>& told, const watch::SamplerRow& row) {
-    return {row.resource,
-            [told, resource = std::string(row.resource),
-             sampler = std::shared_ptr<watch::Sampler>(row.make())](const std::stop_token& stop) {
+    const std::shared_ptr<watch::Sampler> sampler(row.make());
+    told->resume(row.resource, *sampler);
+    return {row.resource, [told, resource = std::string(row.resource), sampler](const std::stop_token& stop) {
                 const bmc::RequestLimit limit(stop);
-                const auto readings = sampler->look(watch::now());
-                told->take(resource, readings);
+                auto anew = told->take_to_start_again(resource);
+                for (const std::string& object : anew)
+                    sampler->start_again(object);
+                auto readings = sampler->look(watch::now());
+                told->take(resource, {.readings = std::move(readings),
+                                      .entries = sampler->entries(),
+                                      .kept = sampler->keep(),
+                                      .started_again = std::move(anew)});
                 return Rota::meeting(sampler->interval());
             }};
 }
@@ -193,6 +267,11 @@ Monitor::~Monitor() {
 
 void Monitor::test_telling() {
     told_->test();
+}
+
+void Monitor::start_again(const std::string& resource, const std::string& object) {
+    told_->start_again(resource, object);
+    rota_.wake(resource);
 }
 
 void Monitor::look_at(std::string_view resource) {

@@ -27,6 +27,9 @@ class Monitor {
     /// Looks at a resource at once: its settings have changed. All of them without a name.
     void look_at(std::string_view resource = {});
 
+    /// Forgets what was counted of an object, and ends its levels that nothing else ends.
+    void start_again(const std::string& resource, const std::string& object);
+
     /// Tells an event, marked as a test, wherever events are told.
     void test_telling();
 

@@ -28,14 +28,6 @@ std::optional<Changes> nothing_held() {
     return Changes();
 }
 
-/// Starts again with one thing of a resource.
-std::string start_again(const std::string& name, std::string_view thing) {
-    const std::string device = settings::unescape_name(thing);
-    if (name != "storage" || !is_storage_device(device)) return "error no such device";
-    log(name + ": " + settings::escape_name(device) + " starts again");
-    return "ok";
-}
-
 }  // namespace
 
 void note_change(Changes& changes, const std::string& what, const std::string& before,
@@ -71,10 +63,24 @@ std::string Resources::reload(std::string_view name) {
     return start_again(found->first, name.substr(blank + 1));
 }
 
+std::string Resources::start_again(const std::string& name, std::string_view thing) const {
+    const std::string device = settings::unescape_name(thing);
+    if (name != "storage" || !is_storage_device(device)) return "error no such device";
+    log(name + ": " + settings::escape_name(device) + " starts again");
+    start_again_(name, device);
+    return "ok";
+}
+
 void Resources::reload_all() {
     const std::lock_guard lock(guard_);
     for (const auto& [name, read] : resources_)
         if (reload_one(name, read) == "ok") done_(name);
+}
+
+void Resources::on_start_again(
+    std::function<void(const std::string& resource, const std::string& object)> done) {
+    const std::lock_guard lock(guard_);
+    start_again_ = std::move(done);
 }
 
 void Resources::on_reload(std::function<void(const std::string& resource)> done) {

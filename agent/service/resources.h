@@ -85,12 +85,19 @@ class Resources {
     /// What is done after a resource was reloaded.
     void on_reload(std::function<void(const std::string& resource)> done);
 
+    /// What is done to start again with one thing of a resource.
+    void on_start_again(std::function<void(const std::string& resource, const std::string& object)> done);
+
     /// Reloads all resources.
     void reload_all();
 
   private:
     std::mutex guard_;
+    std::string start_again(const std::string& name, std::string_view thing) const;
+
     std::function<void(const std::string&)> done_ = [](const std::string&) {};
+    std::function<void(const std::string&, const std::string&)> start_again_ = [](const auto&, const auto&) {
+    };
     std::map<std::string, Reload, std::less<>> resources_;
 };
 

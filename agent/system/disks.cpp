@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "disks.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -14,6 +13,7 @@
 #include <string_view>
 #include <utility>
 
+#include "attribute.h"
 #include "base/file_io.h"
 #include "store/agent_config.h"
 #include "store/key_file.h"
@@ -24,15 +24,6 @@ namespace zel::system {
 namespace {
 
 constexpr const char* kModule = "disks";
-
-/// What one of the kernel's attribute files says, without its line's end; empty without such a file.
-std::string attribute(const std::string& path) {
-    constexpr std::size_t kLongest = 512;
-    const auto file = base::open_file(path, O_RDONLY | O_NONBLOCK);
-    std::string text;
-    if (!file || !base::read_at_most(file.get(), kLongest, text, kLongest)) return {};
-    return text.substr(0, text.find('\n'));
-}
 
 /// A block device: its name, and where the kernel keeps its attributes.
 struct Device {
@@ -73,7 +64,7 @@ bool is_other_kind(std::string_view name) {
 
 /// Has a medium, and is no single path of a device that stands for all of them. Takes down the size.
 bool is_usable(Device& device) {
-    device.size = attribute(device.folder + "/size");
+    device.size = attribute(device.folder + "/size").value_or("");
     return store::parse_int(device.size).value_or(0) > 0 && attribute(device.folder + "/hidden") != "1";
 }
 
@@ -85,7 +76,7 @@ bool is_disk(Device& device) {
 /// identity, or one of zeros alone.
 std::string identity_of(const Device& device) {
     const bool nvme = device.name.starts_with("nvme");
-    const std::string name = attribute(device.folder + (nvme ? "/wwid" : "/device/wwid"));
+    const std::string name = attribute(device.folder + (nvme ? "/wwid" : "/device/wwid")).value_or("");
     const std::string_view number = std::string_view(name).substr(name.find('.') + 1);
     if (number.find_first_not_of("0- ") == std::string_view::npos) return {};
     return name + ' ' + device.size;
@@ -97,41 +88,54 @@ bool fits(const std::string& name) {
     return false;
 }
 
-/// Drops all paths to a disk but its first.
-void drop_further_paths(std::vector<Device>& disks) {
+/// All of them, without further paths to one that is among them.
+std::vector<Disk> without_further_paths(std::vector<Device> devices) {
     std::set<std::string> known;
-    std::erase_if(disks, [&](const Device& disk) {
-        std::string identity = identity_of(disk);
-        return !identity.empty() && !known.insert(std::move(identity)).second;
-    });
+    std::vector<Disk> disks;
+    disks.reserve(devices.size());
+    for (Device& device : devices) {
+        std::string identity = identity_of(device);
+        if (identity.empty())
+            identity = device.name;
+        else if (!known.insert(identity).second)
+            continue;
+        disks.push_back({std::move(device.name), std::move(identity), std::move(device.place)});
+    }
+    return disks;
 }
 
 }  // namespace
 
-std::optional<std::vector<std::string>> list_disks() {
+std::optional<std::vector<Disk>> find_disks() {
     const std::string folder = store::configured("monitor", "sys_block", "/sys/block");
     const auto found = base::names_in(folder);
     if (!found) {
         ZEL_TRACE(TRACE_LEVEL_RESOURCE, "%s cannot be read: %s.", folder.c_str(), std::strerror(errno));
         return std::nullopt;
     }
-    std::vector<Device> disks;
+    std::vector<Device> devices;
     for (const std::string& name : *found) {
         Device device = device_of(folder, name);
-        if (is_disk(device) && fits(name)) disks.push_back(std::move(device));
+        if (is_disk(device) && fits(name)) devices.push_back(std::move(device));
     }
-    std::ranges::sort(disks, [](const Device& a, const Device& b) {
+    std::ranges::sort(devices, [](const Device& a, const Device& b) {
         return ::strverscmp(a.name.c_str(), b.name.c_str()) < 0;
     });
-    drop_further_paths(disks);
+    std::vector<Disk> disks = without_further_paths(std::move(devices));
     if (disks.size() > STORAGE_DEVICES_MAX) {
         ZEL_TRACE(TRACE_LEVEL_ERROR, "%zu devices, only the first %d are watched.", disks.size(),
                   STORAGE_DEVICES_MAX);
         disks.resize(STORAGE_DEVICES_MAX);
     }
+    return disks;
+}
+
+std::optional<std::vector<std::string>> list_disks() {
+    auto disks = find_disks();
+    if (!disks) return std::nullopt;
     std::vector<std::string> names;
-    names.reserve(disks.size());
-    for (Device& disk : disks)
+    names.reserve(disks->size());
+    for (Disk& disk : *disks)
         names.push_back(std::move(disk.name));
     return names;
 }

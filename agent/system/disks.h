@@ -14,4 +14,13 @@ namespace zel::system {
 /// contract's tables hold. Nothing, and logged, when the system's list cannot be read.
 std::optional<std::vector<std::string>> list_disks();
 
+/// What is known of a disk besides its name.
+struct Disk {
+    std::string name;
+    std::string identity;  ///< World-wide, the same under another name; the name where a disk has none.
+    std::string place;     ///< Among the buses: "../devices/pci0000:00/0000:00:17.0/ata1/host0/...".
+};
+/// The same disks.
+std::optional<std::vector<Disk>> find_disks();
+
 }  // namespace zel::system

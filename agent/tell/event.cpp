@@ -12,6 +12,7 @@
 
 #include "base/event_file.h"
 #include "base/json_text.h"
+#include "chars/plain.h"
 #include "settings/threshold_file.h"
 #include "watch/sampler.h"
 
@@ -24,7 +25,8 @@ using base::text_at;
 using watch::Level;
 using What = watch::Transition::Kind;
 
-constexpr std::array kWhatNames{"level", "unreadable", "readable", "gone", "unsteady", "steady", "test"};
+constexpr std::array kWhatNames{"level",    "unreadable", "readable", "gone",
+                                "unsteady", "steady",     "test",     "entry"};
 // As struct tm counts them: what the clock's type can hold, and some more.
 constexpr int kFirstYear = 70;
 constexpr int kLastYear = 300;
@@ -68,6 +70,8 @@ std::string sentence(const watch::Transition& transition) {
             return "steady again, " + level;
         case What::test:
             return "nothing has happened; this is how an alert arrives";
+        case What::entry:
+            return chars::escaped(transition.reading.about);
     }
     return level;
 }
@@ -173,7 +177,8 @@ std::optional<std::chrono::system_clock::time_point> time_of(const std::string& 
 }
 
 int priority_of(const Event& event) {
-    if (event.what == What::unreadable || event.what == What::unsteady) return LOG_WARNING;
+    if (event.what == What::unreadable || event.what == What::unsteady || event.what == What::entry)
+        return LOG_WARNING;
     if (event.what != What::level || event.to <= event.from) return LOG_NOTICE;
     return event.to == Level::fatal ? LOG_CRIT : LOG_WARNING;
 }

@@ -69,27 +69,49 @@ void restore(const Json& json, bool same_boot, watch::Judge& judge) {
     judge.restore(std::move(name), std::move(thing));
 }
 
-std::uint64_t restore_all(const std::string& text, watch::Judge& judge) {
+Json json_of(const watch::Kept& kept) {
+    Json facts = Json::object();
+    for (const auto& [name, fact] : kept.facts)
+        facts[settings::escape_name(name)] = fact;
+    return {{"position", kept.position}, {"facts", std::move(facts)}};
+}
+
+AllKept kept_of(const Json& json) {
+    AllKept all;
+    for (const auto& [resource, one] : json.items()) {
+        watch::Kept& kept = all[resource];
+        kept.position = one.at("position").get<std::string>();
+        for (const auto& [name, fact] : one.at("facts").items())
+            kept.facts.emplace(settings::unescape_name(name), fact.get<std::string>());
+    }
+    return all;
+}
+
+std::uint64_t restore_all(const std::string& text, watch::Judge& judge, AllKept& kept) {
     const auto json = base::parse_json(text);
     if (json.at("schema") != kSchema) throw std::out_of_range("schema");
     const bool same_boot = json.at("boot") == boot_id();
     watch::Judge restored;
     for (const auto& thing : json.at("things"))
         restore(thing, same_boot, restored);
+    // A state of before logs were read has none.
+    AllKept remembered = json.contains("kept") ? kept_of(json.at("kept")) : AllKept();
+    const auto seq = json.at("seq").get<std::uint64_t>();
     judge = std::move(restored);
-    return json.at("seq").get<std::uint64_t>();
+    kept = std::move(remembered);
+    return seq;
 }
 
 }  // namespace
 
-std::uint64_t load_state(const std::string& folder_name, watch::Judge& judge,
+std::uint64_t load_state(const std::string& folder_name, watch::Judge& judge, AllKept& kept,
                          const std::function<void(const std::string&)>& say) {
     const auto folder = base::OwnFolder::open(folder_name);
     const auto file = folder ? folder.open_file(kName, O_RDONLY) : base::UniqueFd();
     std::string text;
     if (!file || !base::read_at_most(file.get(), kMostBytes, text)) return 0;
     try {
-        return restore_all(text, judge);
+        return restore_all(text, judge, kept);
     } catch (const std::exception&) {
         const auto aside = folder.keep_aside(kName);
         say(std::string(kName) + " cannot be understood, all levels begin at unknown" +
@@ -99,11 +121,19 @@ std::uint64_t load_state(const std::string& folder_name, watch::Judge& judge,
     }
 }
 
-bool save_state(const std::string& folder, const watch::Judge& judge, std::uint64_t seq) {
+bool save_state(const std::string& folder, const watch::Judge& judge, const AllKept& kept,
+                std::uint64_t seq) {
     Json things = Json::array();
     for (const auto& [name, thing] : judge.things())
         things.push_back(json_of(name, thing));
-    const Json json{{"schema", kSchema}, {"boot", boot_id()}, {"seq", seq}, {"things", things}};
+    Json remembered = Json::object();
+    for (const auto& [resource, one] : kept)
+        remembered[resource] = json_of(one);
+    const Json json{{"schema", kSchema},
+                    {"boot", boot_id()},
+                    {"seq", seq},
+                    {"things", std::move(things)},
+                    {"kept", std::move(remembered)}};
     return store::replace_file(folder + '/' + kName, base::json_text(json, 1) + '\n');
 }
 

@@ -7,18 +7,23 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <string>
 
 #include "watch/judge.h"
+#include "watch/sampler.h"
 
 namespace zel::tell {
 
-/// Puts the kept levels into a judge. A file that cannot be understood is kept aside, said, and counts as missing.
+/// What samplers remember, by resource.
+using AllKept = std::map<std::string, watch::Kept>;
+
+/// Puts the kept levels into a judge, and gives what samplers remember. A file that cannot be understood is kept aside, said, and counts as missing.
 /// @return The number of the last event that the levels know of.
-std::uint64_t load_state(const std::string& folder, watch::Judge& judge,
+std::uint64_t load_state(const std::string& folder, watch::Judge& judge, AllKept& kept,
                          const std::function<void(const std::string&)>& say);
 
 /// Replaces the file, durably. False with errno set when that failed.
-bool save_state(const std::string& folder, const watch::Judge& judge, std::uint64_t seq);
+bool save_state(const std::string& folder, const watch::Judge& judge, const AllKept& kept, std::uint64_t seq);
 
 }  // namespace zel::tell

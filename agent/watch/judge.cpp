@@ -123,17 +123,37 @@ std::vector<Transition> Judge::take(const std::string& resource, std::span<const
         look(resource, things_[name], reading, now, told);
         there.insert(std::move(name));
     }
+    take_away(resource, there, told);
+    std::ranges::stable_sort(told, std::ranges::greater{}, &Transition::to);
+    return told;
+}
+
+/// An object of which nothing is left is told of once, whatever was judged of it.
+void Judge::take_away(const std::string& resource, const std::set<ThingName>& there, Told& told) {
+    std::map<std::string, Transition> whole;
+    const auto is_whole = [&](const std::string& object) {
+        const auto next = there.lower_bound({resource, object, ""});
+        return next == there.end() || std::get<1>(*next) != object;
+    };
     std::erase_if(things_, [&](const auto& one) {
         const auto& [name, thing] = one;
-        if (std::get<0>(name) != resource || there.contains(name)) return false;
-        if (thing.told != Level::unknown) {
-            told.push_back(transition(Transition::Kind::gone, resource, thing));
-            told.back().to = Level::unknown;
+        const auto& [owner, object, kind] = name;
+        if (owner != resource || there.contains(name)) return false;
+        if (thing.told == Level::unknown) return true;
+        Transition gone = transition(Transition::Kind::gone, resource, thing);
+        gone.to = Level::unknown;
+        if (!is_whole(object)) {
+            told.push_back(std::move(gone));
+        } else if (const auto known = whole.find(object); known == whole.end()) {
+            gone.reading.kind.clear();
+            whole.emplace(object, std::move(gone));
+        } else {
+            known->second.from = std::max(known->second.from, gone.from);
         }
         return true;
     });
-    std::ranges::stable_sort(told, std::ranges::greater{}, &Transition::to);
-    return told;
+    for (auto& [object, gone] : whole)
+        told.push_back(std::move(gone));
 }
 
 void Judge::look(const std::string& resource, Thing& thing, const Reading& reading, const Now& now,
@@ -212,7 +232,11 @@ void Judge::restore(ThingName name, Thing thing) {
 
 void Judge::follow(const ThingName& name, Level level, bool gone) {
     if (gone) {
-        things_.erase(name);
+        const auto& [resource, object, kind] = name;
+        std::erase_if(things_, [&](const auto& one) {
+            const auto& [owner, its, of] = one.first;
+            return owner == resource && its == object && (kind.empty() || of == kind);
+        });
         return;
     }
     Thing& thing = things_[name];

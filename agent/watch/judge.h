@@ -24,6 +24,7 @@ struct Transition {
         unsteady,    ///< It changes too often to be told each time.
         steady,      ///< It no longer does.
         test,        ///< Nothing has happened: somebody tries how it is told.
+        entry,       ///< Something that stands in a log; `about` of the reading is its text.
     } kind = Kind::level;
     std::string resource;
     Reading reading;  ///< Where it was read before, its last value.
@@ -72,6 +73,7 @@ class Judge {
 
   private:
     using Told = std::vector<Transition>;
+    void take_away(const std::string& resource, const std::set<ThingName>& there, Told& told);
     void look(const std::string& resource, Thing& thing, const Reading& reading, const Now& now, Told& told);
     void change(const std::string& resource, Thing& thing, Level to, std::optional<std::int64_t> limit,
                 const Now& now, Told& told);

@@ -14,24 +14,19 @@
 #include "settings/raid_settings.h"
 #include "settings/values.h"
 #include "store/agent_config.h"
-#include "store/key_file.h"
+#include "system/attribute.h"
 
 namespace zel::watch {
 namespace {
 
 constexpr std::size_t kMostArrays = 1024;
 
-/// A file's first line; nothing when it cannot be read.
-std::optional<std::string> line_of(const std::string& path) {
-    const auto file = base::open_regular(path);
-    std::string text;
-    if (!file || !base::read_at_most(file.get(), 256, text, 256)) return std::nullopt;
-    return text.substr(0, text.find('\n'));
-}
+using system::attribute;
 
-int number_of(const std::string& path, int fallback) {
-    const auto number = store::parse_int(line_of(path).value_or(""));
-    return number && *number >= 0 && *number <= 4096 ? static_cast<int>(*number) : fallback;
+/// A number of disks; 0 for one that no array has.
+int disks_in(const std::string& path) {
+    const auto number = system::attribute_number(path);
+    return number && *number <= 4096 ? static_cast<int>(*number) : 0;
 }
 
 std::vector<std::string> names_in(const std::string& folder) {
@@ -65,13 +60,13 @@ Limits limits_of(int spare) {
 
 /// One of the kernel's arrays; nothing for what is none.
 std::optional<Reading> md_reading(const std::string& name, const std::string& folder) {
-    const auto state = line_of(folder + "array_state");
+    const auto state = attribute(folder + "array_state");
     if (!state || *state == "clear") return std::nullopt;
-    const int disks = number_of(folder + "raid_disks", 0);
-    const int spare = spare_disks(line_of(folder + "level").value_or(""), disks);
+    const int disks = disks_in(folder + "raid_disks");
+    const int spare = spare_disks(attribute(folder + "level").value_or(""), disks);
     const bool failed = *state == "broken" || *state == "inactive";
-    const int missing = number_of(folder + "degraded", 0);
-    const std::string action = line_of(folder + "sync_action").value_or("idle");
+    const int missing = disks_in(folder + "degraded");
+    const std::string action = attribute(folder + "sync_action").value_or("idle");
     return Reading{.object = name,
                    .state = Reading::State::value,
                    .value = failed ? std::max(missing, spare + 1) : missing,
@@ -86,7 +81,7 @@ std::optional<Reading> controller_reading(const std::string& name, const std::st
     using Row = std::pair<std::string_view, int>;
     constexpr std::array kStates{Row{"active", 0}, Row{"taking-io", 0}, Row{"resyncing", 1},
                                  Row{"degraded", 1}, Row{"offline", 2}};
-    const auto state = line_of(folder + "state");
+    const auto state = attribute(folder + "state");
     const auto value = number_beside(kStates, state.value_or(""));
     if (!value) return std::nullopt;
     return Reading{.object = name,

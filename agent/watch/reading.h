@@ -55,6 +55,13 @@ struct Reading {
     Limits limits = {};
 };
 
+/// What stands in a log: it happened, and has no level.
+struct Entry {
+    std::string object;  ///< Which log.
+    std::string id;      ///< Of the entry in that log.
+    std::string text;    ///< From outside, of any bytes.
+};
+
 /// The times of a look: by the system's clock, and since the machine was started, which nobody sets.
 struct Now {
     std::chrono::system_clock::time_point wall{};

@@ -9,9 +9,11 @@ namespace {
 
 constexpr std::array kSamplers{
     SamplerRow{"cpu", "CPU", cpu_sampler},
+    SamplerRow{"eventlog", "Event log", eventlog_sampler},
     SamplerRow{"filesystem", "File system", filesystem_sampler},
     SamplerRow{"lan", "LAN", lan_sampler},
     SamplerRow{"raid", "RAID", raid_sampler},
+    SamplerRow{"storage", "Storage", storage_sampler},
     SamplerRow{"temperature", "Temperature", temperature_sampler},
     SamplerRow{"voltage", "Voltage", voltage_sampler},
 };

@@ -326,13 +326,16 @@ void (*chosen_reader())(Input) {
     put("mountinfo", "1 1 8:1 / / rw - ext4 x rw\n2 1 8:2 / /var rw - ext4 x rw\n");
     put("sys/sda/size", "8\n");
     put("sys/sA/size", "8\n");
-    return std::map<Input, void (*)(Input)>{
-        {"agent_conf", read_agent_conf}, {"catalogue", read_catalogue},   {"event_log", read_event_log},
-        {"grubenv", read_grubenv},       {"key_file", read_key_file},     {"mounts", read_mounts},
-        {"registry", read_registry},     {"sdr_cache", read_sdr_cache},   {"sensors", read_sensors},
-        {"service", talk_to_service},    {"proc_stat", read_proc_stat},   {"counters", read_counters},
-        {"events", read_events},         {"state", read_state},           {"document", read_document},
-        {"smbios", read_smbios},         {"snmpd_conf", read_snmpd_conf}, {"thresholds", read_thresholds}}
+    return std::map<Input, void (*)(Input)>{{"agent_conf", read_agent_conf}, {"catalogue", read_catalogue},
+                                            {"event_log", read_event_log},   {"grubenv", read_grubenv},
+                                            {"key_file", read_key_file},     {"mounts", read_mounts},
+                                            {"registry", read_registry},     {"sdr_cache", read_sdr_cache},
+                                            {"sensors", read_sensors},       {"service", talk_to_service},
+                                            {"proc_stat", read_proc_stat},   {"counters", read_counters},
+                                            {"events", read_events},         {"state", read_state},
+                                            {"document", read_document},     {"logs", read_logs},
+                                            {"smbios", read_smbios},         {"snmpd_conf", read_snmpd_conf},
+                                            {"thresholds", read_thresholds}}
         .at(std::getenv("ZEL_READER"));
 }
 

@@ -2,10 +2,16 @@
 // Readers of what is watched, and of what the service keeps for itself.
 #include "watching.h"
 
+#include <array>
+
+#include "answered_controller.h"
+#include "bmc/sel.h"
 #include "tell/event_log.h"
 #include "tell/kept_state.h"
 #include "watch/cpu_load.h"
+#include "watch/eventlog_lines.h"
 #include "watch/sampler.h"
+#include "watch/storage_lines.h"
 
 namespace zel::test {
 
@@ -54,12 +60,45 @@ void read_state(Input text) {
     fs::create_directories(base::service_folder());
     write_text(base::service_folder() + "/state.json", std::string(text));
     watch::Judge judge;
-    const auto seq = tell::load_state(base::service_folder(), judge, [](const std::string&) {});
-    require(tell::save_state(base::service_folder(), judge, seq), "a state that can be written");
+    tell::AllKept kept;
+    const auto seq = tell::load_state(base::service_folder(), judge, kept, [](const std::string&) {});
+    watch::storage_sampler()->restore(kept["storage"], {});
+    watch::eventlog_sampler()->restore(kept["eventlog"], {});
+    require(tell::save_state(base::service_folder(), judge, kept, seq), "a state that can be written");
     watch::Judge again;
     const auto damaged = [](const std::string&) { require(false, "a whole state"); };
-    require(tell::load_state(base::service_folder(), again, damaged) == seq, "the same number");
+    require(tell::load_state(base::service_folder(), again, kept, damaged) == seq, "the same number");
     require(again.things().size() == judge.things().size(), "the same things");
+}
+
+/// Lines of the kernel, and records of the controller's log with whatever it answers.
+void read_logs(Input input) {
+    const std::array disks{system::Disk{"sda", "1", "/ata1/"}, system::Disk{"nvme0n1", "2", ""}};
+    const auto error = watch::storage_error(input, disks);
+    require(!error || error->disk == &disks[0] || error->disk == &disks[1], "one of the disks");
+    watch::is_worth_telling(input);
+
+    Input rest = input;
+    answer_request = [&](bmc::NetFn, std::uint8_t, Bytes) -> std::optional<bmc::Reply> {
+        if (rest.empty()) return std::nullopt;
+        const std::size_t size =
+            std::min<std::size_t>(rest.size() - 1, static_cast<std::uint8_t>(rest.front()) % 24U);
+        bmc::Reply reply{.completion = size == 0 ? std::uint8_t{0xcb} : std::uint8_t{0}, .data = {}};
+        for (const char byte : rest.substr(1, size))
+            reply.data.push_back(static_cast<std::uint8_t>(byte));
+        rest.remove_prefix(1 + size);
+        return reply;
+    };
+    constexpr std::size_t kMost = 8;
+    std::optional<bmc::SelPosition> position;
+    while (!rest.empty()) {
+        const auto records = bmc::read_sel(bmc::controller(), position, kMost);
+        require(!records || records->size() <= kMost, "no more records than were wanted");
+        for (const bmc::SelRecord& record : records.value_or(std::vector<bmc::SelRecord>()))
+            require(!bmc::sel_text(record, "").empty(), "words");
+        if (position)
+            require(bmc::SelPosition::from(position->text())->text() == position->text(), "a position");
+    }
 }
 
 }  // namespace zel::test

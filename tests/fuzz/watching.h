@@ -26,6 +26,7 @@ void read_proc_stat(Input text);
 void read_counters(Input text);
 void read_events(Input text);
 void read_state(Input text);
+void read_logs(Input input);
 void read_document(Input text);
 
 }  // namespace zel::test

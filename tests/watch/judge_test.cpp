@@ -135,10 +135,14 @@ TEST(Judge, WhateverComesItTellsTheTruthAndARestartTellsNothingTwice) {
                 EXPECT_TRUE(!(value <= 80) || thing.level == Level::ok);
             }
             if (random() % 4 != 0) continue;
-            ASSERT_TRUE(tell::save_state(folder, judge, seq));
+            const tell::AllKept kept{
+                {"storage", {.position = what, .facts = {{"[a\n" + what, what}, {"b", ""}}}}};
+            tell::AllKept again;
+            ASSERT_TRUE(tell::save_state(folder, judge, kept, seq));
             Judge next;
-            EXPECT_EQ(tell::load_state(folder, next, [](const std::string& text) { ADD_FAILURE() << text; }),
-                      seq);
+            const auto complain = [](const std::string& text) { ADD_FAILURE() << text; };
+            EXPECT_EQ(tell::load_state(folder, next, again, complain), seq);
+            EXPECT_EQ(again, kept);
             judge = std::move(next);
         }
     }

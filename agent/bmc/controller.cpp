@@ -122,7 +122,7 @@ void Controller::end_session() {
 
 std::string Controller::target() {
     const std::scoped_lock lock(mutex_);
-    return settings_.target();
+    return requests_ > 0 ? settings_.target() : "";
 }
 
 /// Opens a session unless that failed just now with the same settings.

@@ -50,8 +50,10 @@ std::string sel_text(const SelRecord& record, const std::string& name) {
     const auto add = [&](const char* separator, const std::string& part) {
         if (!part.empty()) text.append(text.empty() ? "" : separator).append(part);
     };
-    add("", words.part("%d"));
-    add(" ", words.part("%t"));
+    const std::string date = words.part("%d");
+    const std::string time = words.part("%t");
+    add("", date);
+    if (time != date) add(" ", time);  // without a clock both are the same word
     add(", ", words.part("%T"));
     add(" ", name.empty() ? words.part("%s") : name);
     add(": ", words.part("%E"));

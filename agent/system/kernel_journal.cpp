@@ -9,6 +9,7 @@
 #include <cstring>
 #include <memory>
 
+#include "attribute.h"
 #include "store/late_library.h"
 #include "zel/trace.h"
 
@@ -115,8 +116,11 @@ class Journal {
 };
 
 bool is_there(const std::string& folder) {
-    if (!folder.empty()) return ::access(folder.c_str(), F_OK) == 0;
-    return ::access("/run/log/journal", F_OK) == 0 || ::access("/var/log/journal", F_OK) == 0;
+    const auto exists = [](const std::string& path) { return ::access(path.c_str(), F_OK) == 0; };
+    if (!folder.empty()) return exists(folder);
+    const std::string machine = attribute("/etc/machine-id").value_or("");
+    return !machine.empty() &&
+           (exists("/run/log/journal/" + machine) || exists("/var/log/journal/" + machine));
 }
 
 }  // namespace

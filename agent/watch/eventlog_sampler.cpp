@@ -52,7 +52,8 @@ class EventlogSampler : public Sampler {
     std::vector<Reading> look(const Now& /*now*/) override {
         if (const auto settings = settings::read_record(settings::kEventlog)) settings_ = *settings;
         std::vector<Reading> readings = look_at_journal();
-        if (bmc::is_present()) look_at_controller();
+        const auto controller = bmc::read_settings();
+        if (controller && bmc::is_present(*controller)) look_at_controller(controller->target());
         return readings;
     }
 
@@ -95,12 +96,10 @@ class EventlogSampler : public Sampler {
                  .about = "%v"}};
     }
 
-    void look_at_controller() {
+    void look_at_controller(const std::string& target) {
         const bmc::ControllerVisit visit;
-        bmc::Controller& controller = bmc::controller();
-        if (controller.target() != target_ && !controller.target().empty()) sel_.reset();
-        const auto records = bmc::read_sel(controller, sel_, kMostRecords);
-        target_ = controller.target();
+        if (std::exchange(target_, target) != target) sel_.reset();
+        const auto records = bmc::read_sel(bmc::controller(), sel_, kMostRecords);
         if (!records) return;
         for (const bmc::SelRecord& record : *records)
             add({kController, std::to_string(bmc::id_of(record)), bmc::sel_text(record, sensor_of(record))});

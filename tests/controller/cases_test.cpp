@@ -18,6 +18,8 @@
 //                        says nothing from there on
 //   later COMMAND XX ... as send, but 0.6 s later
 //   send COMMAND XX ...  somebody's request to the chassis
+//   entry XX ...         is added to the system event log: generator, version, type and number of the sensor, event
+//   erase                empties that log
 //   parameter N          bytes of the controller's boot options
 #include <csignal>
 #include <iomanip>
@@ -68,13 +70,13 @@ void set_field(TempThreshRecord& row, const std::string& field, std::int64_t val
         row.word0 = static_cast<decltype(row.word0)>(value);
 }
 
-/// What the controller answers to anybody's request to the chassis, all in hexadecimal digits.
-std::string chassis_answer(Text request) {
+/// What the controller answers to anybody's request, all in hexadecimal digits.
+std::string answer_to(bmc::NetFn netfn, Text request) {
     std::istringstream digits(request);
     std::vector<std::uint8_t> data;
     for (unsigned byte = 0; digits >> std::hex >> byte;)
         data.push_back(static_cast<std::uint8_t>(byte));
-    const auto reply = bmc::controller().request(0, bmc::kChassis, data.at(0), std::span(data).subspan(1));
+    const auto reply = bmc::controller().request(0, netfn, data.at(0), std::span(data).subspan(1));
     std::ostringstream text;
     text << std::hex << std::setfill('0') << std::setw(2) << (reply ? int{reply->completion} : -1);
     for (const int byte : reply ? reply->data : std::vector<std::uint8_t>())
@@ -145,12 +147,19 @@ class ControllerCases : public Steps {
         steps_["later"] = [this](Text request, Text) {
             other_ = std::jthread([request] {
                 std::this_thread::sleep_for(std::chrono::milliseconds(600));
-                EXPECT_EQ(chassis_answer(request), "00");
+                EXPECT_EQ(answer_to(bmc::kChassis, request), "00");
             });
         };
-        add_call("send", [](Text request) { return chassis_answer(request); });
+        add_call("send", [](Text request) { return answer_to(bmc::kChassis, request); });
+        add_call("entry", [](Text event) {
+            return answer_to(bmc::kStorage, "44 00 00 02 00 00 00 00 " + event).substr(0, 2);
+        });
+        add_call("erase", [](Text) {
+            const std::string reserved = answer_to(bmc::kStorage, "42").substr(3);
+            return answer_to(bmc::kStorage, "47 " + reserved + " 43 4c 52 aa").substr(0, 2);
+        });
         add_call("parameter",
-                 [](Text number) { return chassis_answer("09 " + number + " 00 00").substr(9); });
+                 [](Text number) { return answer_to(bmc::kChassis, "09 " + number + " 00 00").substr(9); });
     }
 
   private:

@@ -146,7 +146,8 @@ std::optional<std::string> agent_dir_of_environment() {
     auto agent = trusted_agent_dir(folder, fault);
     if (agent) return agent;
     write_all(STDERR_FILENO, "ZelDir is ignored: " + fault + ".\n");
-    // Each of our libraries has this code; those that look later must neither differ nor repeat it.
+    // The trace log, the other libraries and our programs each have this code; those that look later must neither differ nor
+    // repeat it.
     unsetenv("ZelDir");
     return std::nullopt;
 }

@@ -27,7 +27,7 @@ namespace zel {
     X(newtListboxSetWidth) X(newtComponentAddCallback) X(newtComponentDestroy)
 
 #define ZEL_SLANG_ENTRY_POINTS(X)                                                                       \
-    X(SLtt_initialize) X(SLtt_set_color) X(SLtt_get_color_object) X(SLtt_set_color_object)              \
+    X(SLtt_set_color) X(SLtt_get_color_object) X(SLtt_set_color_object)              \
     X(SLtt_tgetstr) X(SLtt_Screen_Rows) X(SLtt_Screen_Cols) X(SLang_Exit_Error_Hook)                    \
     X(SLsmg_reinit_smg) X(SLsmg_gotorc) X(SLsmg_read_raw) X(SLsmg_write_raw)
 // clang-format on

@@ -18,7 +18,7 @@ void* newt_library = nullptr;
 void* slang_library = nullptr;
 
 void* open_library(const char* name) {
-    void* library = dlopen(name, RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
+    void* library = dlopen(name, RTLD_LAZY | RTLD_LOCAL | RTLD_NODELETE);
     if (library == nullptr) ZEL_TRACE(TRACE_LEVEL_ERROR, "%s", dlerror());
     return library;
 }

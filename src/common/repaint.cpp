@@ -73,17 +73,19 @@ class Picture {
             std::ranges::replace_if(
                 shown, [this](const SLsmg_Char_Type& cell) { return is_help_line(cell); }, background_);
             Row& kept = rows_[static_cast<std::size_t>(row)];
-            kept.resize(std::max(kept.size(), shown.size()));
-            std::ranges::copy(shown, kept.begin());
+            if (shown.size() < kept.size())
+                shown.insert(shown.end(), kept.begin() + std::ssize(shown), kept.end());
+            kept = without_background(shown);
         }
     }
 
     /// True when a window's shadow, and nothing else of it, lies on the help line.
     [[nodiscard]] bool has_shadowed_help_line(Size screen) const {
-        return std::ranges::all_of(read(screen.rows - 1, screen.columns),
-                                   [this](const SLsmg_Char_Type& cell) {
-                                       return is_help_line(cell) || SLSMG_EXTRACT_CHAR(cell) == ' ';
-                                   });
+        const Row shown = read(screen.rows - 1, screen.columns);
+        const auto own = [this](const SLsmg_Char_Type& cell) { return is_help_line(cell); };
+        const auto blank = [](const SLsmg_Char_Type& cell) { return SLSMG_EXTRACT_CHAR(cell) == ' '; };
+        return !std::ranges::all_of(shown, own) &&
+               std::ranges::all_of(shown, [&](const auto& cell) { return own(cell) || blank(cell); });
     }
 
     /// Draws as much as fits.
@@ -108,6 +110,14 @@ class Picture {
         slang.SLsmg_gotorc(row, 0);
         slang.SLsmg_read_raw(cells.data(), static_cast<unsigned>(cells.size()));
         return cells;
+    }
+
+    /// Most of a screen is background, which need not be kept: it is there before a picture is put.
+    [[nodiscard]] Row without_background(const Row& row) const {
+        const auto seen = [this](const SLsmg_Char_Type& cell) {
+            return cell.color != background_.color || cell.nchars != 1 || SLSMG_EXTRACT_CHAR(cell) != ' ';
+        };
+        return {row.begin(), std::find_if(row.rbegin(), row.rend(), seen).base()};
     }
 
     static SLsmg_Char_Type first_cell(int row) { return read(row, 1).front(); }

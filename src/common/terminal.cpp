@@ -22,10 +22,14 @@ namespace zel {
 namespace {
 
 constexpr char kModule[] = "terminal";
+constexpr char kUnknownTerminal[] =
+    "ZELagntconf: the terminal named by TERM is not known or cannot show a screen.";
 
 // Shared with the signal handler, which may only use what is ready: no allocation, no library call.
 termios saved_modes{};
 bool modes_saved = false;
+bool screen_begun = false;  // newt has the terminal
+void (*let_go_of_agent)() = nullptr;
 std::array<char, 256> reset_bytes{};
 std::size_t reset_length = 0;
 
@@ -46,8 +50,15 @@ void on_crash(int signal_number) {
     std::raise(signal_number);
 }
 
-// S-Lang's last word is exit(1); this net keeps the status 0 and says what it said.
+// S-Lang's last word is exit(1); this net keeps the status 0 and says what it said. Before newt has the terminal,
+// only its description can have failed: asking for it beforehand would read it twice.
 void on_slang_error(const char* format, va_list arguments) {
+    if (!screen_begun) {
+        std::fprintf(stderr, "%s\n", kUnknownTerminal);
+        let_go_of_agent();
+        ZEL_TRACE_AS("main", TRACE_LEVEL_ERROR, "<%s exit(0).", kUnknownTerminal);
+        end_process();
+    }
     std::vfprintf(stderr, format, arguments);
     std::fputc('\n', stderr);
     end_process();
@@ -97,8 +108,7 @@ const char* terminal_problem() {
         return "ZELagntconf: standard input and standard output must be a terminal.";
     const char* term = std::getenv("TERM");
     if (term == nullptr || *term == '\0') return "ZELagntconf: the environment variable TERM is not set.";
-    if (std::string_view(term) == "dumb" || slang.SLtt_initialize(nullptr) < 0)
-        return "ZELagntconf: the terminal named by TERM is not known or cannot show a screen.";
+    if (std::string_view(term) == "dumb") return kUnknownTerminal;
     return nullptr;
 }
 
@@ -113,12 +123,14 @@ void warn_of_small_terminal() {
                  size.ws_col, size.ws_row, kColumns, kRows);
 }
 
-void terminal_remember() {
+void terminal_remember(void (*let_go)()) {
+    let_go_of_agent = let_go;
     modes_saved = tcgetattr(STDIN_FILENO, &saved_modes) == 0;
     *slang.SLang_Exit_Error_Hook = on_slang_error;
 }
 
 void terminal_arm() {
+    screen_begun = true;
     reset_length = 0;
     // Mouse reporting off (newt's pointer support turns it on under xterm), then the terminal's own
     // strings: colours, attributes, cursor, keypad, screen.

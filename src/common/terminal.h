@@ -10,15 +10,16 @@ namespace zel {
 /// error; a reader of our output that has gone is no signal but a failed write. Call it first of all.
 void prepare_endings();
 
-/// Why no full-screen program can run here (no terminal on standard input or output, an unknown TERM), as
-/// one line of text for the user, or null when it can. S-Lang must be bound.
+/// Why no full-screen program can run here (no terminal on standard input or output, no TERM), as one line of text
+/// for the user, or null. That TERM is not known shows in newtInit, which then ends the program with such a line.
 const char* terminal_problem();
 
 /// Says in one line, before the screen opens, that a terminal is too small to show every panel whole.
 void warn_of_small_terminal();
 
-/// Remembers the terminal's modes. Call it before newtInit.
-void terminal_remember();
+/// Remembers the terminal's modes, and what is to be done before the program ends because TERM is not known. Call it
+/// before newtInit.
+void terminal_remember(void (*let_go)());
 
 /// Takes the signals that end the program (HUP, TERM, INT, QUIT), and those of a crash, and prepares the
 /// bytes that reset the screen. Call it after newtInit; S-Lang must be bound.

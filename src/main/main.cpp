@@ -241,7 +241,7 @@ bool require_terminal() {
 }
 
 void run_screen(const MenuFlags& flags) {
-    NewtStartUp();
+    NewtStartUp(release_all);
     ZEL_TRACE_AS(kMain, TRACE_LEVEL_INFO, "iShowVoltFlag = %d.", flags.show_voltage);
     ZEL_TRACE_AS(kMain, TRACE_LEVEL_INFO, "iShowTempFlag = %d.", flags.show_temperature);
     const MenuFacts facts = menu_facts(flags.show_voltage, flags.show_temperature, flags.show_moval);

@@ -83,9 +83,9 @@ void set_colours() {
 
 }  // namespace
 
-void NewtStartUp() {
+void NewtStartUp(void (*let_go)()) {
     ZEL_TRACE(TRACE_LEVEL_TRACE, ">");
-    terminal_remember();
+    terminal_remember(let_go);
     if (newt.newtInit() != 0) {
         std::fputs("ZELagntconf: the terminal cannot be opened.\n", stderr);
         ZEL_TRACE(TRACE_LEVEL_ERROR, "<newtInit() failed.exit(0).");

@@ -16,7 +16,7 @@ int main() {
         "[MAIN_HELPLINE_ID]=\"help\"\n[MAIN_ROOTTEXT_ID]=\"root\"\n" + std::string(1024, '\0');
     zel::ZEL_RcFileBuf = catalogue.data();
     if (zel::initnewtlib() != 0 || zel::initslanglib() != 0) return 1;
-    zel::NewtStartUp();
+    zel::NewtStartUp([] {});
     for (const std::size_t length : {59U, 60U, 120U})
         zel::msgWindowEx("Long", " ok ", std::string(length, 'x').c_str());
     std::string results = "model " + std::to_string(zel::CheckHwIdInfo(4));

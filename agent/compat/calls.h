@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The calls that this library offers, for its door and the table behind it.
+CALL(CloseHandle)
+CALL(CreateEvent)
+CALL(CreateThread)
+CALL(ExpandEnvironmentStrings)
+CALL(FreeLibrary)
+CALL(GetProcAddress)
+CALL(LoadLibrary)
+CALL(OpenEvent)
+CALL(RegCloseKey)
+CALL(RegCreateKeyEx)
+CALL(RegOpenKeyEx)
+CALL(RegQueryValueEx)
+CALL(RegSetValueEx)
+CALL(SetEvent)
+CALL(WaitForSingleObject)
+CALL(_memicmp)

@@ -14,12 +14,12 @@ namespace {
 using base::Json;
 
 constexpr std::size_t kLongestValue = 4096;
-constexpr std::array kVariables{std::pair{"ZEL_SEQ", "seq"},       std::pair{"ZEL_TIME", "time"},
-                                std::pair{"ZEL_EVENT", "event"},   std::pair{"ZEL_RESOURCE", "resource"},
-                                std::pair{"ZEL_OBJECT", "object"}, std::pair{"ZEL_KIND", "kind"},
-                                std::pair{"ZEL_FROM", "from"},     std::pair{"ZEL_TO", "to"},
-                                std::pair{"ZEL_VALUE", "value"},   std::pair{"ZEL_UNIT", "unit"},
-                                std::pair{"ZEL_LIMIT", "limit"},   std::pair{"ZEL_MESSAGE", "message"}};
+constexpr std::array kVariables{
+    std::pair{"ZEL_SEQ", "seq"},           std::pair{"ZEL_TIME", "time"},     std::pair{"ZEL_EVENT", "event"},
+    std::pair{"ZEL_RESOURCE", "resource"}, std::pair{"ZEL_OBJECT", "object"}, std::pair{"ZEL_ID", "id"},
+    std::pair{"ZEL_KIND", "kind"},         std::pair{"ZEL_FROM", "from"},     std::pair{"ZEL_TO", "to"},
+    std::pair{"ZEL_VALUE", "value"},       std::pair{"ZEL_UNIT", "unit"},     std::pair{"ZEL_LIMIT", "limit"},
+    std::pair{"ZEL_MESSAGE", "message"}};
 
 /// A field as one plain line, whatever stands in it: a hook may put it into a mail's head.
 std::string shown(const Json& event, const char* field) {

@@ -32,8 +32,8 @@ constexpr std::string_view kCountFact = "count ";
 constexpr std::string_view kArrayFact = "md ";
 
 constexpr std::array<const char*, STORAGE_ERROR_KINDS> kAbout{
-    "at least %v recoverable errors", "at least %v non-recoverable errors", "at least %v medium errors",
-    "at least %v hardware errors"};
+    "recoverable errors at least %v", "non-recoverable errors at least %v", "medium errors at least %v",
+    "hardware errors at least %v"};
 
 using Counts = std::array<std::uint64_t, STORAGE_ERROR_KINDS>;
 

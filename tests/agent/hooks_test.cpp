@@ -130,7 +130,7 @@ TEST(Hooks, OnlyTrustedHooksRunWithWhatTheyNeedAndNoLonger) {
         hooks.says("20-fails: x\\x1b[31m40\n20-fails: more output is left out\n20-fails, event 1: ended with "
                    "status 3\n"));
     EXPECT_TRUE(hooks.says("30-others can be written by others"));
-    EXPECT_TRUE(seen(line(1) + "15\nZEL_MESSAGE=a\\x00b\\nTo: c\n")) << read_text(state("seen"));
+    EXPECT_TRUE(seen(line(1) + "16\nZEL_MESSAGE=a\\x00b\\nTo: c\n")) << read_text(state("seen"));
     chmod(home("alert.d").c_str(), 0777);
     fs::remove(home("alert.d/10-hangs"));
     append(line(2));

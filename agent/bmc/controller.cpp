@@ -116,8 +116,8 @@ Controller::Attempt Controller::attempt(std::uint8_t lun, NetFn netfn,
 }
 
 void Controller::end_session() {
-    const std::scoped_lock lock(mutex_);
-    context_.reset();
+    const std::unique_lock lock(mutex_, std::try_to_lock);
+    if (lock) context_.reset();
 }
 
 std::string Controller::target() {

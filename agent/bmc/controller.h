@@ -77,8 +77,8 @@ class Controller {
     std::optional<Reply> request(std::uint8_t lun, NetFn netfn, std::uint8_t command,
                                  std::span<const std::uint8_t> data = {}, Repeat repeat = Repeat::freely);
 
-    /// Ends the session, if there is one: controllers have few of them, and give an idle one up after a
-    /// while without telling.
+    /// Ends the session, if there is one and no other thread has a request under way in it: controllers have few of
+    /// them, and give an idle one up after a while without telling.
     void end_session();
 
     /// The controller that the last request went to, as Settings::target(); empty before the first.

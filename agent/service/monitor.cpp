@@ -249,7 +249,10 @@ std::vector<Rota::Task> tasks(const std::shared_ptr<Told>& told) {
     std::vector<Rota::Task> all{controller_watch()};
     for (const watch::SamplerRow& row : watch::samplers())
         all.push_back(watching(told, row));
-    all.push_back({kStatusTask, [told](const std::stop_token&) { return told->refresh_status(); }});
+    all.push_back({kStatusTask, [told](const std::stop_token&) {
+                       bmc::controller().end_session();  // all that were due have asked in one
+                       return told->refresh_status();
+                   }});
     return all;
 }
 

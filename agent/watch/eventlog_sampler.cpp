@@ -8,7 +8,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "bmc/controller_visit.h"
+#include "bmc/request_limit.h"
 #include "bmc/sel.h"
 #include "bmc/sensor_list.h"
 #include "bmc/settings.h"
@@ -97,7 +97,7 @@ class EventlogSampler : public Sampler {
     }
 
     void look_at_controller(const std::string& target) {
-        const bmc::ControllerVisit visit;
+        const bmc::RequestLimit limit(bmc::kLongestList);
         if (std::exchange(target_, target) != target) sel_.reset();
         const auto records = bmc::read_sel(bmc::controller(), sel_, kMostRecords);
         if (!records) return;

@@ -2,10 +2,12 @@
 // The management controller's temperature and voltage sensors. Their thresholds are read when they are found; later the
 // administrator's are kept in the registry, and the controller is asked for nothing but readings.
 #include <algorithm>
+#include <array>
+#include <atomic>
 #include <cmath>
 #include <string>
 
-#include "bmc/controller_visit.h"
+#include "bmc/request_limit.h"
 #include "bmc/sensor_list.h"
 #include "bmc/sensor_reading.h"
 #include "bmc/sensor_registry.h"
@@ -19,8 +21,12 @@ namespace {
 
 constexpr const char* kModule = "sensor_sampler";
 constexpr std::chrono::seconds kInterval{60};
-/// Controllers are slow, and others ask them as well.
+/// Controllers are slow, and others ask them as well: of both kinds no more requests than that, and no more than half of
+/// the time.
 constexpr std::size_t kMostRequestsASecond = 2;
+constexpr int kShareOfTime = 2;
+/// Of a sweep that goes on for longer the rest is given up.
+constexpr std::chrono::minutes kLongestSweep{10};
 constexpr int kAgreeing = 2;
 /// What stands for the controller itself among the temperatures, so that its silence is told once.
 constexpr const char* kController = "controller";
@@ -68,9 +74,12 @@ class SensorSampler : public Sampler {
             sensors_.clear();
             return {};
         }
-        const bmc::ControllerVisit visit(std::max<std::chrono::milliseconds>(interval_, bmc::kLongestList));
+        const bmc::RequestLimit limit(kLongestSweep);
+        const auto began = std::chrono::steady_clock::now();
         std::vector<Reading> readings;
         answers_ = read_all(find(), readings);
+        read_of(kind_) = readings.size();
+        pace(std::chrono::steady_clock::now() - began);
         if (kind_ == bmc::Kind::temperature) readings.push_back(controller_reading());
         return readings;
     }
@@ -91,17 +100,24 @@ class SensorSampler : public Sampler {
         }
         sensors_ = std::move(sensors);
         target_ = controller.target();
-        pace();
         return true;
     }
 
-    /// More sensors than a minute has room for are read less often.
-    void pace() {
-        const auto needed = std::chrono::seconds(sensors_.size() / kMostRequestsASecond);
-        if (needed > kInterval && needed != interval_)
-            ZEL_TRACE(TRACE_LEVEL_INFO, "%zu sensors are read each %lld s.", sensors_.size(),
+    /// How many sensors of a kind are read.
+    static std::atomic<std::size_t>& read_of(bmc::Kind kind) {
+        static std::array<std::atomic<std::size_t>, 2> sensors{};
+        return sensors.at(kind == bmc::Kind::temperature ? 0 : 1);
+    }
+
+    /// More sensors, or slower ones, than a minute has room for are read less often.
+    void pace(std::chrono::steady_clock::duration sweep) {
+        const std::size_t all = read_of(bmc::Kind::temperature) + read_of(bmc::Kind::voltage);
+        const auto needed = std::max({kInterval, std::chrono::seconds(all / kMostRequestsASecond),
+                                      std::chrono::ceil<std::chrono::seconds>(sweep * kShareOfTime)});
+        if (needed > interval_)
+            ZEL_TRACE(TRACE_LEVEL_INFO, "The sensors are read each %lld s.",
                       static_cast<long long>(needed.count()));
-        interval_ = std::max(kInterval, needed);
+        interval_ = needed;
     }
 
     /// False when the controller does not answer, or stops to; what was not read then has no reading.

@@ -188,6 +188,34 @@ std::vector<Sensor> small_server() {
     return sensors;
 }
 
+std::vector<Wave> small_server_waves() {
+    return {
+        {.number = 1, .low = 76, .high = 92, .period = 400},
+        {.number = 2, .low = 48, .high = 61, .period = 520},
+        {.number = 3, .low = 22, .high = 25, .period = 900},
+        {.number = 4, .low = 34, .high = 41, .period = 640},
+        {.number = 5, .low = 38, .high = 44, .period = 580},
+        {.number = 6, .low = 36, .high = 42, .period = 740},
+        {.number = 7, .low = 47, .high = 54, .period = 820},
+        {.number = 8, .low = 35, .high = 40, .period = 700},
+        {.number = 20, .low = 178, .high = 182, .period = 410},
+        {.number = 21, .low = 177, .high = 181, .period = 530},
+        {.number = 22, .low = 179, .high = 183, .period = 370},
+        {.number = 23, .low = 179, .high = 181, .period = 610},
+        {.number = 24, .low = 176, .high = 184, .period = 290},
+        {.number = 25, .low = 177, .high = 183, .period = 350},
+        {.number = 26, .low = 179, .high = 180, .period = 950},
+    };
+}
+
+std::string rules_of(const std::vector<Wave>& waves) {
+    std::string rules;
+    for (const Wave& wave : waves)
+        rules += "wave" + hex(wave.number) + hex(wave.low) + hex(wave.high) + ' ' +
+                 std::to_string(wave.period) + '\n';
+    return rules;
+}
+
 std::vector<Sensor> many_sensors(int temperatures, int voltages) {
     std::vector<Sensor> sensors;
     for (int n = 0; n < temperatures + voltages; ++n) {
@@ -218,10 +246,12 @@ bool write_files(const Simulation& simulation) {
     write_emulation(emulation, simulation);
     std::ofstream lan(folder / "lan.conf");
     write_lan(lan, simulation);
+    std::ofstream rules(folder / "rules");
+    rules << simulation.rules;
     std::ofstream password(folder / "password");
     fs::permissions(folder / "password", fs::perms::owner_read | fs::perms::owner_write, error);
     password << kPassword << '\n';
-    return !error && emulation.flush() && lan.flush() && password.flush();
+    return !error && emulation.flush() && lan.flush() && rules.flush() && password.flush();
 }
 
 std::vector<std::string> command_line(const Simulation& simulation) {

@@ -45,12 +45,21 @@ struct Sensor {
 /// The sensor's data record.
 std::vector<std::uint8_t> record_of(const Sensor& sensor);
 
+/// How a sensor's reading moves: up and down again between two codes, once in a period of seconds.
+struct Wave {
+    std::uint8_t number;
+    std::uint8_t low;
+    std::uint8_t high;
+    unsigned period;
+};
+
 struct Simulation {
     std::string folder;  ///< Absolute; made when missing.
     int port = 0;        ///< UDP, on 127.0.0.1.
     std::string module;  ///< Path of the module with our additions; may be empty.
     std::vector<Sensor> sensors;
     std::vector<std::vector<std::uint8_t>> more_records;  ///< Added to the repository as they are.
+    std::string rules = {};                               ///< What the module does from the start on.
 };
 
 inline constexpr const char* kUser = "admin";
@@ -59,11 +68,19 @@ inline constexpr const char* kPassword = "secret";
 /// Sixteen sensors of a small server, of every kind that the panels treat differently.
 std::vector<Sensor> small_server();
 
+/// How they move, slowly and within their thresholds, but for "CPU1 Temp": it has reached its high warning two
+/// minutes after the start and stays there for three in seven, so that two readings a minute apart always see it, and
+/// always see it end.
+std::vector<Wave> small_server_waves();
+
+/// The module's rules for them.
+std::string rules_of(const std::vector<Wave>& waves);
+
 /// "Zone 0", "Zone 1" ... and after them "Rail N", 250 on a LUN, with thresholds of their own, every eighth
 /// without any. Together at most 750.
 std::vector<Sensor> many_sensors(int temperatures, int voltages);
 
-/// Writes lan.conf, sim.emu and `password` (for password_file) into the folder. False when that failed.
+/// Writes lan.conf, sim.emu, rules and `password` (for password_file) into the folder. False when that failed.
 bool write_files(const Simulation& simulation);
 
 /// The command line that runs the simulation in the foreground.

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// zelsim FOLDER PORT [AGENT.CONF]: becomes a simulated management controller of a small server on UDP port
-// PORT of 127.0.0.1. Its files are in FOLDER; AGENT.CONF receives the settings that lead to it when it has
-// none.
+// zelsim [--moving] FOLDER PORT [AGENT.CONF]: becomes a simulated management controller of a small server on
+// UDP port PORT of 127.0.0.1. Its files are in FOLDER; AGENT.CONF receives the settings that lead to it when
+// it has none. What its sensors read stands still, or moves slowly, so that there is something to be warned of.
 #include <limits.h>
 #include <unistd.h>
 
@@ -45,9 +45,11 @@ int fail(const char* what) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    const bool moving = argc > 1 && std::strcmp(argv[1], "--moving") == 0;
+    if (moving) --argc, ++argv;
     const auto port = argc >= 3 ? zel::store::parse_int(argv[2]) : std::nullopt;
     if (argc > 4 || !port || *port < 1 || *port > 65535) {
-        std::fprintf(stderr, "Usage: zelsim FOLDER PORT [AGENT.CONF]\n");
+        std::fprintf(stderr, "Usage: zelsim [--moving] FOLDER PORT [AGENT.CONF]\n");
         return 2;
     }
     zel::simulator::Simulation simulation;
@@ -55,6 +57,7 @@ int main(int argc, char** argv) {
     simulation.port = static_cast<int>(*port);
     simulation.module = module_path();
     simulation.sensors = zel::simulator::small_server();
+    if (moving) simulation.rules = rules_of(zel::simulator::small_server_waves());
     if (!zel::simulator::write_files(simulation)) return fail(argv[1]);
     if (argc == 4 && !write_settings(argv[3], simulation)) return fail(argv[3]);
 

@@ -2,16 +2,23 @@
  * A module for ipmi_sim. The folder given as its option holds
  *   requests  one line per request: "NETFN/CMD.LUN DATA...", in hexadecimal digits
  *   rules     read anew at each request; what they count begins anew when their text changes:
- *               delay MICROSECONDS                     wait before each answer
- *               answer NETFN CMD BYTE CC [COUNT SKIP]  answer with CC and do nothing
- *               cut NETFN CMD BYTE SIZE [COUNT SKIP]   of the answer only SIZE bytes, completion code
- * included stop NETFN CMD BYTE                    stop the process (SIGSTOP) before the answer length RECORD
- * SIZE                     have a sensor data record say that it is SIZE bytes long rival EVERY somebody
- * reserves the repository before every EVERYth reading of records restamp EVERY COUNT                    the
- * repository's time stamp changes, COUNT times in all, at every EVERYth reading of records BYTE is what the
- * request's data begin with (0 when there are none), or * for any. COUNT requests are meant, all without it
- * or with 0, after the first SKIP ones. Numbers are hexadecimal, but for MICROSECONDS, EVERY, COUNT and SKIP.
- *               reading NUMBER CODE FLAGS              what a sensor reads
+ *
+ *     delay MICROSECONDS                     wait before each answer
+ *     answer NETFN CMD BYTE CC [COUNT SKIP]  answer with CC and do nothing
+ *     cut NETFN CMD BYTE SIZE [COUNT SKIP]   of the answer only SIZE bytes, completion code included
+ *     stop NETFN CMD BYTE                    stop the process (SIGSTOP) before the answer
+ *     length RECORD SIZE                     have a sensor data record say that it is SIZE bytes long
+ *     rival EVERY                            reserve the repository before every EVERYth reading of records
+ *     restamp EVERY COUNT                    at every EVERYth reading of records the repository's time stamp
+ *                                            changes, COUNT times in all
+ *     reading NUMBER CODE FLAGS              what a sensor reads
+ *     wave NUMBER LOW HIGH SECONDS           what it reads goes up from LOW and down again from HIGH, once in
+ *                                            SECONDS, counted from the simulator's start (wave.h)
+ *
+ *   BYTE is what the request's data begin with (0 when there are none), or * for any. COUNT requests are
+ *   meant, all without it or with 0, after the first SKIP ones. Numbers are hexadecimal, but for
+ *   MICROSECONDS, EVERY, COUNT, SKIP and SECONDS.
+ *
  * It also answers boot options and watchdog (zelsim_commands.h) and Chassis Identify.
  */
 #include <signal.h>
@@ -19,8 +26,10 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <time.h>
 #include <unistd.h>
 
+#include "wave.h"
 #include "zelsim_commands.h"
 
 /* ipmi_sim's own tables: the handlers in them are called through ours. */
@@ -39,6 +48,14 @@ static struct Family {
                 {0x0a, storage_netfn_handlers, {0}}};
 
 static char folder[512];
+static time_t started;
+
+/* Of a clock that nobody sets. */
+static time_t seconds_now(void) {
+    struct timespec now;
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return now.tv_sec;
+}
 
 static FILE* open_beside(const char* name, const char* mode) {
     char path[600];
@@ -140,14 +157,20 @@ static void lie_about_size(const msg_t* request, unsigned char* answer) {
     }
 }
 
-/* Changes a sensor's reading where the rules say so. */
+/* Changes a sensor's reading where the rules say so. Ours read no more than that of the answer: its place among the
+ * thresholds stays what the simulator made of the value that it holds itself. */
 static void change_reading(const msg_t* request, unsigned char* answer) {
-    for (const char* line = strstr(rules.text, "reading"); line; line = strstr(line + 1, "reading")) {
-        unsigned number, code, flags;
-        if (sscanf(line, "reading %x %x %x", &number, &code, &flags) != 3 || number != request->data[0])
-            continue;
-        answer[1] = (unsigned char)code;
-        answer[2] = (unsigned char)flags;
+    const unsigned since = (unsigned)(seconds_now() - started);
+    for (const char* line = rules.text; line; line = strchr(line, '\n')) {
+        unsigned number, code, flags, low, high, period;
+        if (*line == '\n') ++line;
+        if (sscanf(line, "reading %x %x %x", &number, &code, &flags) == 3 && number == request->data[0]) {
+            answer[1] = (unsigned char)code;
+            answer[2] = (unsigned char)flags;
+        } else if (sscanf(line, "wave %x %x %x %u", &number, &low, &high, &period) == 4 && period > 0 &&
+                   number == request->data[0]) {
+            answer[1] = (unsigned char)wave(low, high, period, since);
+        }
     }
 }
 
@@ -196,6 +219,7 @@ EXPORTED int ipmi_sim_module_print_version(sys_data_t* sys, char* options) {
 EXPORTED int ipmi_sim_module_init(sys_data_t* sys, const char* options) {
     (void)sys;
     snprintf(folder, sizeof folder, "%s", options ? options : ".");
+    started = seconds_now();
     return 0;
 }
 

@@ -27,6 +27,7 @@ AgentService::AgentService() {
         fs::permissions(folder_ / part, fs::perms(0755));
     }
     setenv("ZelDir", folder_.c_str(), 1);
+    write_file("agent.conf", "[trace]\nlevel=information\n");  // as an installed agent has it
     start_service();
 }
 

@@ -20,6 +20,7 @@ class AgentService {
     AgentService& operator=(const AgentService&) = delete;
 
     [[nodiscard]] const std::filesystem::path& folder() const { return folder_; }
+    [[nodiscard]] pid_t service() const { return service_; }
     void stop_service();
     void start_service();
     void write_file(const char* name, const std::string& content) const;

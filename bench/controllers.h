@@ -42,7 +42,7 @@ struct Peer {
 };
 
 /// ipmitool, ipmi-sensors and ipmi-sensors-config.
-inline std::array<Peer, 3> peers_of(const Controller& controller, const std::string& cache) {
+inline std::array<Peer, 3> peers_of(const zel::simulator::Running& controller, const std::string& cache) {
     const std::string port = std::to_string(controller.simulation().port);
     const Strings freeipmi{"-h",
                            "127.0.0.1:" + port,

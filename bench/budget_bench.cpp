@@ -4,6 +4,7 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -118,9 +119,10 @@ void measure(int sensors, seconds span) {
     const std::string what =
         "watching " + std::to_string(sensors) + " sensors, 20 disks, 20 mounts, 4 interfaces: ";
     bench::print_ratio(what + "CPU time a minute", {cpu}, "allowed", {120}, "ms", 1.0);
-    // A request is waited for once.
+    // A request is waited for once, unless its answer is there at once.
     bench::print_ratio(what + "wake-ups a minute besides the controller's",
-                       {(now.wakes - before.wakes) / minutes - requests}, "allowed", {20}, "", 1.0);
+                       {std::max(0.0, (now.wakes - before.wakes) / minutes - requests)}, "allowed", {20}, "",
+                       1.0);
     bench::print_ratio(what + "requests a minute", {requests}, "allowed", {120}, "", 1.0);
     bench::print_value(what + "resident memory", {bench::resident_kb(agent.service())}, "kB");
     agent.stop_service();
@@ -139,7 +141,7 @@ void measure(int sensors, seconds span) {
 int main(int argc, char** argv) try {
     const int minutes = argc > 1 ? std::atoi(argv[1]) : 3;
     measure(64, std::chrono::minutes(minutes));
-    measure(512, seconds(256));  // in which each sensor is read once
+    measure(512, seconds(248));  // in which each sensor that has thresholds is read once
     return 0;
 } catch (const std::exception& error) {
     std::fprintf(stderr, "budget_bench: %s\n", error.what());

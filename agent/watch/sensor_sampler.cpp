@@ -21,9 +21,9 @@ namespace {
 
 constexpr const char* kModule = "sensor_sampler";
 constexpr std::chrono::seconds kInterval{60};
-/// Controllers are slow, and others ask them as well: of both kinds no more requests than that, and no more than half of
-/// the time.
-constexpr std::size_t kMostRequestsASecond = 2;
+/// Controllers are slow, and others ask them as well: two requests a second at most, some of them for other things than
+/// the readings of both kinds, and no more than half of the time.
+constexpr std::size_t kMostReadingsAMinute = 108;
 constexpr int kShareOfTime = 2;
 /// Of a sweep that goes on for longer the rest is given up.
 constexpr std::chrono::minutes kLongestSweep{10};
@@ -112,7 +112,7 @@ class SensorSampler : public Sampler {
     /// More sensors, or slower ones, than a minute has room for are read less often.
     void pace(std::chrono::steady_clock::duration sweep) {
         const std::size_t all = read_of(bmc::Kind::temperature) + read_of(bmc::Kind::voltage);
-        const auto needed = std::max({kInterval, std::chrono::seconds(all / kMostRequestsASecond),
+        const auto needed = std::max({kInterval, std::chrono::seconds(all * 60 / kMostReadingsAMinute),
                                       std::chrono::ceil<std::chrono::seconds>(sweep * kShareOfTime)});
         if (needed > interval_)
             ZEL_TRACE(TRACE_LEVEL_INFO, "The sensors are read each %lld s.",

@@ -232,10 +232,10 @@ void Judge::restore(ThingName name, Thing thing) {
 
 void Judge::follow(const ThingName& name, Level level, bool gone) {
     if (gone) {
-        const auto& [resource, object, kind] = name;
+        const bool whole = std::get<2>(name).empty();
         std::erase_if(things_, [&](const auto& one) {
-            const auto& [owner, its, of] = one.first;
-            return owner == resource && its == object && (kind.empty() || of == kind);
+            const auto& [resource, object, kind] = one.first;
+            return ThingName(resource, object, whole ? "" : kind) == name;
         });
         return;
     }

@@ -92,11 +92,12 @@ std::shared_ptr<const Kind> kind_of(const settings::Value& value, const std::str
 
 /// A setting that `of(values)` refers to, as a number or a flag.
 template <class Of>
-Setting number_setting(const Path& path, const std::shared_ptr<const Kind>& kind, Scalar fallback, Of of) {
+Setting number_setting(const Path& path, const std::shared_ptr<const Kind>& kind, const Scalar& fallback,
+                       Of of) {
     const bool flag = kind->type == Kind::Type::flag;
     return {.path = path,
             .kind = kind,
-            .fallback = std::move(fallback),
+            .fallback = fallback,
             .get =
                 [of, flag](const Values& values) {
                     return flag ? Scalar(of(values) != 0) : Scalar(static_cast<std::int64_t>(of(values)));
@@ -112,11 +113,11 @@ Setting number_setting(const Path& path, const std::shared_ptr<const Kind>& kind
 
 /// A setting that is one of some words: `of(values)` counts from `first`.
 template <class Of>
-Setting word_setting(const Path& path, const std::shared_ptr<const Kind>& kind, Scalar fallback,
+Setting word_setting(const Path& path, const std::shared_ptr<const Kind>& kind, const Scalar& fallback,
                      std::int32_t first, Of of) {
     return {.path = path,
             .kind = kind,
-            .fallback = std::move(fallback),
+            .fallback = fallback,
             .get =
                 [of, first, kind](const Values& values) {
                     return kind->words.at(static_cast<std::size_t>(of(values) - first));

@@ -57,7 +57,7 @@ class Told {
     /// Lets a sampler go on where the one before it ended.
     void resume(const std::string& resource, watch::Sampler& sampler) {
         const std::lock_guard lock(mutex_);
-        sampler.restore(kept_[resource], std::move(entries_told_[resource]));
+        sampler.restore(kept_[resource], entries_told_[resource]);
     }
 
     /// Has the next look at a resource begin anew with an object.

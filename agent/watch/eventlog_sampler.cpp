@@ -69,13 +69,14 @@ class EventlogSampler : public Sampler {
         return kept;
     }
 
-    void restore(Kept kept, std::set<std::string> told) override {
-        position_ = std::move(kept.position);
-        const std::string& known = kept.facts[kController];
+    void restore(const Kept& kept, const std::set<std::string>& told) override {
+        position_ = kept.position;
+        const auto fact = kept.facts.find(kController);
+        const std::string known = fact != kept.facts.end() ? fact->second : "";
         const std::size_t blank = std::min(known.rfind(' '), known.size());
         target_ = known.substr(0, blank);
         sel_ = blank < known.size() ? bmc::SelPosition::from(known.substr(blank + 1)) : std::nullopt;
-        told_ = std::move(told);
+        told_ = told;
     }
 
   private:

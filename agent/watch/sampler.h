@@ -40,7 +40,7 @@ class Sampler {
     [[nodiscard]] virtual Kept keep() const { return {}; }
     /// Goes on so, before the first look.
     /// @param told  Entries, by id, that were told after this was kept: object and id, with a blank between.
-    virtual void restore(Kept /*kept*/, std::set<std::string> /*told*/) {}
+    virtual void restore(const Kept& /*kept*/, const std::set<std::string>& /*told*/) {}
     /// Until the next look, by the settings that the last one went by.
     [[nodiscard]] virtual std::chrono::seconds interval() const = 0;
 };

@@ -103,8 +103,8 @@ class StorageSampler : public Sampler {
         return kept;
     }
 
-    void restore(Kept kept, std::set<std::string> /*told*/) override {
-        position_ = std::move(kept.position);
+    void restore(const Kept& kept, const std::set<std::string>& /*told*/) override {
+        position_ = kept.position;
         for (const auto& [name, text] : kept.facts) {
             if (name.starts_with(kCountFact) && !is_zero(counts_of(text)))
                 counts_[name.substr(kCountFact.size())] = counts_of(text);

@@ -108,7 +108,8 @@ void measure(int sensors, seconds span) {
     agent.stop_service();
     Controller controller(agent, zel::simulator::many_sensors(sensors * 3 / 4, sensors / 4), machine(agent));
     agent.start_service();
-    std::this_thread::sleep_for(seconds(10));
+    // Both kinds of sensors are found at once, and pace themselves by each other from the next look on.
+    std::this_thread::sleep_for(seconds(75));
     controller.all_requests();
     const Used before = used_by(agent.service());
     std::this_thread::sleep_for(span);

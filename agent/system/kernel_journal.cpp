@@ -10,6 +10,7 @@
 #include <memory>
 
 #include "attribute.h"
+#include "store/agent_config.h"
 #include "store/late_library.h"
 #include "zel/trace.h"
 
@@ -18,6 +19,7 @@ namespace {
 
 constexpr const char* kModule = "kernel_journal";
 constexpr std::size_t kLongestLine = 1024;
+constexpr std::size_t kMostLines = 20'000;
 /// The position in a journal that was empty: whatever comes is new.
 constexpr const char* kBeginning = "beginning";
 
@@ -126,8 +128,9 @@ bool is_there(const std::string& folder) {
 }  // namespace
 
 JournalState read_kernel_lines(
-    const std::string& folder, JournalPosition& position, std::size_t most,
+    JournalPosition& position,
     const std::function<void(std::string_view line, const JournalPosition& at)>& take) {
+    const std::string folder = store::configured("monitor", "journal", "");
     if (!is_there(folder)) return JournalState::none;
     const auto* calls = store::late_table<Calls>();
     if (!calls) return JournalState::unreadable;
@@ -137,7 +140,7 @@ JournalState read_kernel_lines(
         return JournalState::unreadable;
     }
     if (!journal.find(position)) return JournalState::read;
-    for (std::size_t lines = 0; lines < most && journal.next();) {
+    for (std::size_t lines = 0; lines < kMostLines && journal.next();) {
         if (journal.is_at(position)) continue;
         ++lines;
         position = journal.at();

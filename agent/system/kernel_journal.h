@@ -3,7 +3,6 @@
 // kernel's buffer by hand, are not among them.
 #pragma once
 
-#include <cstddef>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -14,18 +13,18 @@ namespace zel::system {
 using JournalPosition = std::string;
 
 enum class JournalState {
-    read,  ///< To its end, or as many lines as were wanted.
+    read,  ///< To its end, or as many lines as are read at a time.
     none,  ///< There is no journal.
     unreadable,
 };
 
 /// Reads what was said since `position`, oldest first, and moves it behind that. Rotation, a restart of the machine and
 /// a clock that is set back change nothing; of lines that the journal has dropped, the next one follows.
-/// @param folder  Of journal files; empty for the system's.
-/// @param most    Lines at most. The others are for the next time.
-/// @param take    Is given each line, of any bytes but cut at 1,024, and its own position.
+/// (agent.conf, [monitor] journal: the folder of another journal than the system's.) Of 20,000 lines and more the others are
+/// for the next time.
+/// @param take  Is given each line, of any bytes but cut at 1,024, and its own position.
 JournalState read_kernel_lines(
-    const std::string& folder, JournalPosition& position, std::size_t most,
+    JournalPosition& position,
     const std::function<void(std::string_view line, const JournalPosition& at)>& take);
 
 }  // namespace zel::system

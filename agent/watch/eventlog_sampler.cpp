@@ -15,14 +15,12 @@
 #include "eventlog_lines.h"
 #include "sampler.h"
 #include "settings/registry_values.h"
-#include "store/agent_config.h"
 #include "system/kernel_journal.h"
 #include "zel/access_ipmi.h"
 
 namespace zel::watch {
 namespace {
 
-constexpr std::size_t kMostLines = 20'000;
 constexpr std::size_t kMostRecords = 64;
 constexpr std::size_t kMostEntries = 1000;
 /// The object that stands for the journal itself, so that one that cannot be read is told of.
@@ -82,12 +80,11 @@ class EventlogSampler : public Sampler {
   private:
     std::vector<Reading> look_at_journal() {
         std::int64_t lines = 0;
-        const auto state =
-            system::read_kernel_lines(store::configured("monitor", "journal", ""), position_, kMostLines,
-                                      [&](std::string_view line, const system::JournalPosition& at) {
-                                          ++lines;
-                                          if (is_worth_telling(line)) add({kKernel, at, std::string(line)});
-                                      });
+        const auto state = system::read_kernel_lines(
+            position_, [&](std::string_view line, const system::JournalPosition& at) {
+                ++lines;
+                if (is_worth_telling(line)) add({kKernel, at, std::string(line)});
+            });
         if (state == system::JournalState::none) return {};
         const bool read = state == system::JournalState::read;
         return {{.object = kJournal,

@@ -12,12 +12,10 @@
 #include <charconv>
 #include <map>
 
-#include "base/file_io.h"
 #include "sampler.h"
 #include "settings/storage_settings.h"
 #include "settings/values.h"
 #include "storage_lines.h"
-#include "store/agent_config.h"
 #include "system/disks.h"
 #include "system/kernel_journal.h"
 #include "system/md_arrays.h"
@@ -25,7 +23,6 @@
 namespace zel::watch {
 namespace {
 
-constexpr std::size_t kMostLines = 20'000;
 /// Disks are remembered while they are away, no more of them than may be there at once.
 constexpr std::size_t kMostKnown = 4096;
 constexpr std::string_view kCountFact = "count ";
@@ -75,11 +72,9 @@ class StorageSampler : public Sampler {
         settings::read_storage(settings_);
         if (auto disks = system::find_disks()) disks_ = *std::move(disks);
         const auto journal =
-            system::read_kernel_lines(store::configured("monitor", "journal", ""), position_, kMostLines,
-                                      [&](std::string_view line, const system::JournalPosition&) {
-                                          if (const auto error = storage_error(line, disks_))
-                                              count(*error->disk, error->kind, 1);
-                                      });
+            system::read_kernel_lines(position_, [&](std::string_view line, const system::JournalPosition&) {
+                if (const auto error = storage_error(line, disks_)) count(*error->disk, error->kind, 1);
+            });
         count_arrays();
         return readings(journal == system::JournalState::read ? Reading::State::value
                                                               : Reading::State::nothing);
@@ -106,10 +101,10 @@ class StorageSampler : public Sampler {
     void restore(const Kept& kept, const std::set<std::string>& /*told*/) override {
         position_ = kept.position;
         for (const auto& [name, text] : kept.facts) {
-            if (name.starts_with(kCountFact) && !is_zero(counts_of(text)))
-                counts_[name.substr(kCountFact.size())] = counts_of(text);
-            if (name.starts_with(kArrayFact))
-                arrays_[name.substr(kArrayFact.size())] = counts_of(text).front();
+            const Counts counts = counts_of(text);
+            if (name.starts_with(kCountFact) && !is_zero(counts))
+                counts_[name.substr(kCountFact.size())] = counts;
+            if (name.starts_with(kArrayFact)) arrays_[name.substr(kArrayFact.size())] = counts.front();
         }
     }
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Shutdown and watchdog settings. The service arms the timer, not these calls: it is told of each change.
+// Shutdown and watchdog settings. ZELwdserver arms the timer, not these calls: it sees each change of the file.
 #include <cstring>
 
 #include "client/service_client.h"
@@ -30,10 +30,10 @@ int hand_out(const Table& table, typename Table::Record* record) {
 
 /// Saves the settings and has the service take them up.
 template <class Table>
-int save(const Table& table, const typename Table::Record* record, const char* request, const char* counter) {
+int save(const Table& table, const typename Table::Record* record, const char* request) {
     auto& known = handed_out<typename Table::Record>();
-    if (!record ||
-        !settings::write_switched_record(table, *record, {.before = known.last(), .counter = counter}))
+    if (!record || !settings::write_switched_record(
+                       table, *record, {.before = known.last(), .also = settings::count_generation}))
         return kNotSaved;
     known.saved(*record);
     client::notify(request);  // a missing service reads the settings when it starts
@@ -49,21 +49,21 @@ extern "C" int GetAllofShutDown(ShutdownRecord* record) try {
 }
 
 extern "C" int SetAllofShutDown(ShutdownRecord* record) try {
-    return save(settings::kShutdown, record, "reset shutdown", "");
+    return save(settings::kShutdown, record, "reset shutdown");
 } catch (...) {
     return kNotSaved;
 }
 
 extern "C" int GetAllofWDT(WdtRecord* record) try {
     if (!hand_out(settings::kWatchdog, record)) return 0;
-    record->library = settings::read_number(settings::kWatchdog.key, settings::kWatchdogGeneration);
+    record->library = settings::read_number(settings::kWatchdog.key, settings::kGeneration);
     return 1;
 } catch (...) {
     return 0;
 }
 
 extern "C" int SetAllofWDT(WdtRecord* record) try {
-    return save(settings::kWatchdog, record, "reset watchdog", settings::kWatchdogGeneration.name);
+    return save(settings::kWatchdog, record, "reset watchdog");
 } catch (...) {
     return kNotSaved;
 }

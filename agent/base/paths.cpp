@@ -20,13 +20,15 @@ struct Locations {
     std::string service = "/var/lib/zelagent/service";
     std::string run = "/run/zelagent";
     std::string everybody = "/run/zelagent-public";
+    std::string watchdog = "/run/zelagent-watchdog";
+    std::string watchdog_kept = "/var/lib/zelagent/watchdog";
 };
 
 Locations locate() {
     const auto agent = agent_dir_of_environment();
     if (!agent) return {};
     const std::string state = *agent + "/state";
-    return {true, *agent, *agent + "/agent.conf", state, state, state, state};
+    return {true, *agent, *agent + "/agent.conf", state, state, state, state, state, state};
 }
 
 const Locations& locations() {
@@ -55,7 +57,8 @@ const std::string& config_file() {
 }
 
 std::string own_root(const std::string& path) {
-    for (const std::string& root : {locations().settings, locations().run, locations().everybody}) {
+    const Locations& all = locations();
+    for (const std::string& root : {all.settings, all.run, all.everybody, all.watchdog}) {
         if (path.starts_with(root) && (path.size() == root.size() || path[root.size()] == '/')) return root;
     }
     return {};
@@ -79,6 +82,14 @@ const std::string& run_folder() {
 
 const std::string& public_folder() {
     return locations().everybody;
+}
+
+const std::string& watchdog_folder() {
+    return locations().watchdog;
+}
+
+const std::string& watchdog_kept_folder() {
+    return locations().watchdog_kept;
 }
 
 bool make_private_dir(const std::string& path) {

@@ -10,6 +10,8 @@
 //   $ZelDir/state       what the service keeps       /var/lib/zelagent/service   the service
 //   $ZelDir/state       socket, named events         /run/zelagent               the service
 //   $ZelDir/state       what everybody may read      /run/zelagent-public        the service
+//   $ZelDir/state       the watchdog timer's state   /run/zelagent-watchdog      the timer's feeder
+//   $ZelDir/state       what it keeps over a boot    /var/lib/zelagent/watchdog  the timer's feeder
 //
 // The installed service has a user of its own, which must not win anything from root: root reads the
 // service's folders with care and makes no file there; the service reads the settings and cannot change them.
@@ -42,6 +44,11 @@ const std::string& run_folder();
 /// Folder of what the service lets everybody read while it runs (mode 0755 when installed). Nothing in it is
 /// secret, nor a lock.
 const std::string& public_folder();
+
+/// Folder of what the watchdog timer's feeder knows of the timer, as long as the machine runs, and of what it keeps for
+/// the next time. The first lives on when the feeder or the service ends: whose timer is running stands there.
+const std::string& watchdog_folder();
+const std::string& watchdog_kept_folder();
 
 /// The agent's configuration, a key file that an administrator writes and no program changes.
 const std::string& config_file();

@@ -61,6 +61,7 @@ bool open_inband(const FreeIpmi& ipmi, ipmi_ctx* context, const Settings& settin
 }  // namespace
 
 Controller::Controller() = default;
+Controller::Controller(Settings fixed) : fixed_(std::move(fixed)) {}
 Controller::~Controller() = default;
 
 void Controller::Close::operator()(ipmi_ctx* context) const {
@@ -127,7 +128,7 @@ std::string Controller::target() {
 
 /// Opens a session unless that failed just now with the same settings.
 bool Controller::open() {
-    auto settings = read_settings();
+    auto settings = fixed_ ? fixed_ : read_settings();
     if (!settings) return false;
     const bool lately = unreachable_since_ && Clock::now() - *unreachable_since_ < kRememberUnreachable;
     if (lately && *settings == settings_) return false;

@@ -55,11 +55,13 @@ constexpr bool passes(std::uint8_t completion, Repeat repeat) {
     }
 }
 
-/// One controller, reached as agent.conf says. All members may be called from any thread; requests wait for
+/// One controller, reached as agent.conf says at the time. All members may be called from any thread; requests wait for
 /// each other.
 class Controller {
   public:
     Controller();
+    /// One that is reached as these settings say, whatever agent.conf says by now.
+    explicit Controller(Settings fixed);
     ~Controller();
     Controller(const Controller&) = delete;
     Controller& operator=(const Controller&) = delete;
@@ -105,6 +107,7 @@ class Controller {
     bool open();
     bool try_open();
 
+    const std::optional<Settings> fixed_;
     std::mutex mutex_;
     Settings settings_;  // of the last attempt to open
     Context context_;

@@ -78,6 +78,7 @@ std::optional<Settings> read_settings() {
     settings.open_session_privilege = group.choice("workaround", kWorkarounds, false);
     settings.cipher_suite = static_cast<std::uint8_t>(group.number("cipher_suite", 0, 17, 3));
     const bool unprotected = group.choice("allow_cipher_suite_0", store::kTruths, false);
+    settings.watchdog_over_lan = group.choice("watchdog_over_lan", store::kTruths, false);
     settings.timeout = std::chrono::seconds(group.number("timeout", 1, 30, 5));
     if (settings.interface == Interface::lan) {
         if (settings.host.empty()) group.refuse("host");

@@ -12,6 +12,8 @@
 //   cipher_suite=3              lan: 0 to 17; those that do not encrypt are warned of
 //   allow_cipher_suite_0=false  lan: true for a suite that asks for no password; 0 is refused else
 //   timeout=5                   lan: longest wait for an answer, 1 to 30 seconds
+//   watchdog_over_lan=false     lan: true where the watchdog timer may be armed all the same: a pulled cable then
+//                               resets the server
 //   workaround=                 lan: opensesspriv, for controllers that refuse the privilege otherwise
 #pragma once
 
@@ -33,6 +35,7 @@ struct Settings {
     std::uint8_t privilege = 4;  ///< As IPMI numbers them: user 2, operator 3, admin 4.
     std::uint8_t cipher_suite = 3;
     std::chrono::milliseconds timeout{5000};
+    bool watchdog_over_lan = false;
     bool open_session_privilege = false;  ///< The workaround `opensesspriv`.
 
     bool operator==(const Settings&) const = default;

@@ -116,12 +116,12 @@ bool put_cpus(registry::Edit& edit, const Values& before, const Values& wanted) 
     return fits;
 }
 
-/// With the number of times that they were written, which the service goes by.
-bool put_watchdog(registry::Edit& edit, const WdtRecord& before, const WdtRecord& wanted) {
-    const auto& table = settings::kWatchdog;
+/// With the number of times that they were written, which tells those that arm a timer who wrote them.
+template <class Table>
+bool put_timer(registry::Edit& edit, const Table& table, const typename Table::Record& before,
+               const typename Table::Record& wanted) {
     if (!differs(table, before, wanted)) return true;
-    return put_record(edit, table, table.key, before, wanted) &&
-           edit.count(table.key, settings::kWatchdogGeneration.name);
+    return put_record(edit, table, table.key, before, wanted) && settings::count_generation(edit, table.key);
 }
 
 bool put_text(registry::Edit& edit, const settings::Text& text, const std::string& before,
@@ -138,8 +138,8 @@ bool put_table(registry::Edit& edit, const Table& table, const typename Table::R
 bool put_all(registry::Edit& edit, const Values& before, const Values& wanted) {
     return put_cpus(edit, before, wanted) && put_table(edit, settings::kLan, before.lan, wanted.lan) &&
            put_table(edit, settings::kEventlog, before.eventlog, wanted.eventlog) &&
-           put_table(edit, settings::kShutdown, before.shutdown, wanted.shutdown) &&
-           put_watchdog(edit, before.watchdog, wanted.watchdog) &&
+           put_timer(edit, settings::kShutdown, before.shutdown, wanted.shutdown) &&
+           put_timer(edit, settings::kWatchdog, before.watchdog, wanted.watchdog) &&
            put_table(edit, settings::kSnmp, before.snmp, wanted.snmp) &&
            put_text(edit, settings::kCommunity, before.community, wanted.community) &&
            put_text(edit, settings::kRackName, before.rack, wanted.rack) &&

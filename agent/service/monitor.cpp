@@ -21,6 +21,7 @@
 #include "tell/kept_state.h"
 #include "tell/status.h"
 #include "watch/sampler.h"
+#include "watchdog/page.h"
 
 namespace zel::service {
 namespace {
@@ -144,12 +145,14 @@ class Told {
     static tell::StatusFacts facts() {
         const bmc::Controller& controller = bmc::controller();
         const bool asked = controller.requests() > 0;
+        const auto watchdog = watchdog::what_is_known();
         return {.version = ZEL_VERSION,
                 .controller = !asked                 ? "none"
                               : controller.answers() ? "answering"
                                                      : "silent",
                 .requests = controller.requests(),
-                .watchdog_detail = "not armed by this version"};
+                .watchdog = watchdog::state_name(watchdog.state),
+                .watchdog_detail = watchdog.detail};
     }
 
     static watch::Transition transition_of(const std::string& resource, watch::Entry entry) {

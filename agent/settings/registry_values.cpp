@@ -57,6 +57,17 @@ std::string read_text(const Text& text) {
     return text.fallback;
 }
 
+bool count_generation(registry::Edit& edit, const std::string& key) {
+    const auto before = detail::valid_number(edit, key, kGeneration).value_or(0);
+    const bool noted = edit.get(key, kNotedGeneration.name).has_value();
+    return (noted || edit.set(key, kNotedGeneration.name, before)) && edit.count(key, kGeneration.name);
+}
+
+bool is_meant_to_arm(const std::string& key) {
+    const auto noted = registry::get_dword(key, kNotedGeneration.name);
+    return noted && read_number(key, kGeneration) != *noted;
+}
+
 int judge(const CpuThresholdRow& row) {
     int faults = 0;
     if (std::max(row.fatalReport, row.fatalReset) > 100) faults |= CPU_TEST_FATAL_BIG;

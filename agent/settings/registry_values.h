@@ -81,6 +81,11 @@ bool is_valid(const Table& table, const typename Table::Record& record) {
     });
 }
 
+/// Counts a saving of the settings of a timer. The first one notes how often older versions had saved them.
+bool count_generation(store::registry::Edit& edit, const std::string& key);
+/// True when the settings of a timer were saved when it was known that they arm it.
+bool is_meant_to_arm(const std::string& key);
+
 /// Judges the four thresholds of a CPU's row, whatever its enable field says.
 /// @return 0 when valid, else CPU_TEST_ bits.
 int judge(const CpuThresholdRow& row);
@@ -95,8 +100,8 @@ struct Writing {
     bool (*fits)(const Record&) = nullptr;
     /// What is handed out of a record that is kept, where that is less than all.
     void (*mask)(Record&) = nullptr;
-    /// The name of a number beside it that grows by one with each writing.
-    const char* counter = "";
+    /// Written with it, at last.
+    bool (*also)(store::registry::Edit&, const std::string& key) = nullptr;
 };
 
 namespace detail {
@@ -165,8 +170,7 @@ template <class Table, class Record>
 bool write_fields(const Table& table, const Record& record, const std::string& key,
                   const Writing<Record>& how) {
     return change_values(key, [&](store::registry::Edit& edit) {
-        return put_record(table, record, edit, key, how) &&
-               (*how.counter == '\0' || edit.count(key, how.counter));
+        return put_record(table, record, edit, key, how) && (how.also == nullptr || how.also(edit, key));
     });
 }
 

@@ -115,8 +115,10 @@ inline constexpr Table kWatchdog{
               &WdtRecord::qwTimeout},
         Field{actions("TimeoutAct", kResetAfter), &WdtRecord::qwTimeoutAct},
     }};
-/// Beside them: how often they were written.
-inline constexpr Value kWatchdogGeneration = any_number("Generation");
+/// Beside the settings of each of the two timers: how often they were saved, and how often that was by the versions
+/// before this one, which armed no timer. What they saved does not arm one by itself.
+inline constexpr Value kGeneration = any_number("Generation");
+inline constexpr Value kNotedGeneration = any_number("NotedGeneration");
 
 inline constexpr Table kSnmp{
     "SOFTWARE/QUD/ZELAgent/SNMP", "snmp",

@@ -46,7 +46,8 @@ std::string told_value(const watch::Reading& reading) {
 
 std::string told_level(const watch::Transition& transition) {
     std::string level = level_name(transition.to);
-    if (!transition.limit) return level;
+    // Where the value is no number for people, its bounds are none either.
+    if (!transition.limit || transition.reading.about.find("%v") == std::string::npos) return level;
     const bool worse = transition.to > transition.from;
     const char* const above = worse && transition.reading.limits.strict ? "above " : "at ";
     return level + (worse ? " (reported " : " again (reset ") + above +

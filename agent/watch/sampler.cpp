@@ -16,6 +16,7 @@ constexpr std::array kSamplers{
     SamplerRow{"storage", "Storage", storage_sampler},
     SamplerRow{"temperature", "Temperature", temperature_sampler},
     SamplerRow{"voltage", "Voltage", voltage_sampler},
+    SamplerRow{"watchdog", "Watchdog", watchdog_sampler},
 };
 
 }  // namespace

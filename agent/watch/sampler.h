@@ -62,5 +62,6 @@ std::unique_ptr<Sampler> raid_sampler();
 std::unique_ptr<Sampler> storage_sampler();
 std::unique_ptr<Sampler> temperature_sampler();
 std::unique_ptr<Sampler> voltage_sampler();
+std::unique_ptr<Sampler> watchdog_sampler();
 
 }  // namespace zel::watch

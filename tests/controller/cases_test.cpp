@@ -18,6 +18,7 @@
 //                        says nothing from there on
 //   later COMMAND XX ... as send, but 0.6 s later
 //   send COMMAND XX ...  somebody's request to the chassis
+//   timer COMMAND XX ... somebody's request about the watchdog timer
 //   entry XX ...         is added to the system event log: generator, version, type and number of the sensor, event
 //   erase                empties that log
 //   parameter N          bytes of the controller's boot options
@@ -150,6 +151,7 @@ class ControllerCases : public Steps {
                 EXPECT_EQ(answer_to(bmc::kChassis, request), "00");
             });
         };
+        add_call("timer", [](Text request) { return answer_to(bmc::kApp, request); });
         add_call("send", [](Text request) { return answer_to(bmc::kChassis, request); });
         add_call("entry", [](Text event) {
             return answer_to(bmc::kStorage, "44 00 00 02 00 00 00 00 " + event).substr(0, 2);

@@ -25,7 +25,7 @@ for folder in src agent tests bench tools; do
 done
 # The agent's rooms, each with those that it may include: arrows run downwards only (docs/ARCHITECTURE.md).
 while read -r room allowed; do
-    forbid "agent/$room" "(base|trace|store|client|system|settings|watch|tell|bmc|compat|smbios|sensorshare|access|service|hooks|ctl)/" \
+    forbid "agent/$room" "(base|trace|store|client|system|settings|watchdog|watch|tell|bmc|compat|smbios|sensorshare|access|service|hooks|ctl)/" \
         "(${allowed:-none})/"
 done <<'EOT'
 base
@@ -35,15 +35,16 @@ client base
 system base|store
 settings base|store|system
 bmc base|store|settings
-watch base|store|system|settings|bmc
+watchdog base|store|settings|bmc
+watch base|store|system|settings|bmc|watchdog
 tell base|store|system|settings|watch
 compat base|store|settings
 smbios system
 sensorshare store|system
 access base|store|client|system|settings|bmc
-service base|store|client|system|settings|watch|tell|bmc
+service base|store|client|system|settings|watch|watchdog|tell|bmc
 hooks base|store
-ctl base|store|client|system|settings|watch|tell|bmc|hooks
+ctl base|store|client|system|settings|watch|watchdog|tell|bmc|hooks
 EOT
 # Panels call newt through Dialog and the widgets' helpers only, where its traps are known.
 if grep -rnE 'newt\.newt' src/monitor src/ipmi src/control src/main/menu.cpp src/main/panel_table.cpp; then

@@ -62,6 +62,7 @@ AnswerRequest controller_with(std::vector<simulator::Sensor> sensors) {
 namespace zel::bmc {
 
 Controller::Controller() = default;
+Controller::Controller(Settings fixed) : fixed_(std::move(fixed)) {}
 Controller::~Controller() = default;
 void Controller::Close::operator()(ipmi_ctx* /*context*/) const {}
 void Controller::end_session() {}

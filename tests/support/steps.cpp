@@ -224,12 +224,14 @@ void Steps::await(const std::string& beginning) {
     ADD_FAILURE() << "nobody asked " << beginning;
 }
 
-void Steps::expect_asked(const std::string& beginning, const std::string& exactly) {
+void Steps::expect_asked(const std::string& what, const std::string& exactly) {
+    const bool nothing = what.starts_with("nothing");
+    const std::string beginning = nothing ? split_at(what, " ").second : what;
     std::string all;
     for (const auto& request : simulator_->requests())
-        if (beginning == "nothing" || request.starts_with(beginning)) all = joined(all, request, "\n");
-    if (!beginning.empty() || !exactly.empty()) {
-        EXPECT_TRUE(exactly.empty() ? all.empty() == (beginning == "nothing") : all == exactly) << all;
+        if (request.starts_with(beginning)) all = joined(all, request, "\n");
+    if (!what.empty() || !exactly.empty()) {
+        EXPECT_TRUE(exactly.empty() ? all.empty() == nothing : all == exactly) << all;
     }
 }
 

@@ -16,8 +16,9 @@
 //                           server's without any: NAME FIELD=NUMBER ... (tools/simulator/simulation.h)
 //   controller again        the one before is gone; this one has its address
 //   rules RULE; RULE        what it does from now on (tools/simulator/zelsim_module.c); nothing: as usual
-//   asked REQUEST           it was asked something that begins so since the last such step; "asked nothing"; with
-//                           indented lines: these, in order, of all that begin so; alone: whatever it was
+//   asked REQUEST           it was asked something that begins so since the last such step; "asked nothing", or
+//                           nothing that begins so; with indented lines: these, in order, of all that begin so; alone:
+//                           whatever it was
 //   await REQUEST           it is asked something that begins so, within ten seconds
 //   each ITEM; ITEM         the indented steps, $it being one item after the other
 //   service                 starts the service
@@ -69,7 +70,7 @@ class Steps : public testing::TestWithParam<std::string> {
   private:
     std::string expanded(std::string text);
     void take(const std::string& line, const std::string& below);
-    void expect_asked(const std::string& beginning, const std::string& exactly);
+    void expect_asked(const std::string& what, const std::string& exactly);
     void start_controller(const std::string& how, const std::string& sensors);
 };
 

@@ -1,94 +1,97 @@
 /* SPDX-License-Identifier: GPL-3.0-or-later */
-#include <stdbool.h>
+#include <stdio.h>
 #include <time.h>
 
+#include "countdown.h"
 #include "zelsim_commands.h"
 
-enum {
-    DONT_LOG = 0x80,
-    RUNNING = 0x40, /* when setting: leave a running timer running */
-    USE = 0x07,
-    LAST_USE = 5,
-    ACTION = 0x07,
-    LAST_ACTION = 3
-};
+static Countdown timer;
+static sys_data_t* host;
+static ipmi_timer_t* alarm_clock;
+static channel_t* asker; /* the way to the machine that the timer is to act upon */
+static const char* folder;
 
-/* Times in tenths of a second. */
-static struct Watchdog {
-    bool set, running;
-    unsigned char use, actions, pretimeout, expired;
-    long countdown, left, end;
-} timer;
+/* The clock of the timer, which may be made to run faster. */
+static struct Pace { long times, real, own; } pace = {1, 0, 0};
 
-static long now(void) {
+static long real_time(void) {
     struct timespec time;
     clock_gettime(CLOCK_MONOTONIC, &time);
     return time.tv_sec * 10 + time.tv_nsec / 100000000;
 }
 
-/* Brings the timer up to date: it is looked at when it is asked for. */
-static void advance(void) {
-    if (!timer.running) return;
-    timer.left = timer.end - now();
-    if (timer.left > 0) return;
-    timer.left = 0;
-    timer.running = false;
-    timer.expired |= (unsigned char)(1U << (timer.use & USE));
+static long now(void) {
+    return pace.own + (real_time() - pace.real) * pace.times;
 }
 
-static void start(void) {
-    timer.running = true;
-    timer.left = timer.countdown;
-    timer.end = now() + timer.countdown;
+static void wait_for_the_end(void) {
+    const long tenths = timer.left / pace.times + 1;
+    struct timeval time = {tenths / 10, tenths % 10 * 100000};
+    host->stop_timer(alarm_clock);
+    host->start_timer(alarm_clock, &time);
+}
+
+/* What runs out is written down, and done where the way to the machine can do it: in a virtual machine. */
+static void act(void) {
+    static const unsigned ops[] = {~0U, HW_OP_RESET, HW_OP_POWEROFF, HW_OP_RESET};
+    char path[600];
+    snprintf(path, sizeof path, "%s/expired", folder);
+    FILE* file = fopen(path, "a");
+    if (file) {
+        fprintf(file, "%02x %ld\n", timer.actions, timer.countdown);
+        fclose(file);
+    }
+    const unsigned op = ops[timer.actions & ACTION];
+    if (op != ~0U && asker && asker->hw_op && (asker->hw_capabilities & 1U << op)) asker->hw_op(asker, op);
+}
+
+static void advance(void) {
+    if (countdown_advance(&timer, now())) act();
+}
+
+static void on_alarm(void* data) {
+    (void)data;
+    advance();
+    if (timer.running) wait_for_the_end();
+}
+
+void watchdog_init(sys_data_t* sys, const char* files) {
+    host = sys;
+    folder = files;
+    sys->alloc_timer(sys, on_alarm, NULL, &alarm_clock);
+}
+
+void watchdog_pace(unsigned times) {
+    if (times == 0 || (long)times == pace.times) return;
+    pace = (struct Pace){(long)times, real_time(), now()};
+    if (timer.running) on_alarm(NULL);
 }
 
 void set_watchdog(lmc_data_t* mc, msg_t* request, unsigned char* answer, unsigned* size, void* data) {
     (void)mc, (void)data;
-    const unsigned char* wanted = request->data;
     if (request->len != 6) {
         answer_with(WRONG_LENGTH, answer, size);
         return;
     }
-    const unsigned use = wanted[0] & USE;
-    if (use == 0 || use > LAST_USE || (wanted[1] & ACTION) > LAST_ACTION) {
-        answer_with(WRONG_FIELD, answer, size);
-        return;
-    }
     advance();
-    timer.set = true;
-    timer.use = wanted[0] & (DONT_LOG | USE);
-    timer.actions = wanted[1];
-    timer.pretimeout = wanted[2];
-    timer.expired &= (unsigned char)~wanted[3];
-    timer.countdown = wanted[4] | wanted[5] << 8;
-    timer.left = timer.countdown;
-    if (timer.running && (wanted[0] & RUNNING)) {
-        start();
-    } else {
-        timer.running = false;
-    }
-    answer_with(DONE, answer, size);
+    answer_with(countdown_set(&timer, request->data, now()) ? DONE : WRONG_FIELD, answer, size);
 }
 
 void reset_watchdog(lmc_data_t* mc, msg_t* request, unsigned char* answer, unsigned* size, void* data) {
-    (void)mc, (void)request, (void)data;
+    (void)mc, (void)data;
     advance();
-    if (timer.set) start();
+    asker = request->orig_channel;
+    if (timer.set) {
+        countdown_start(&timer, now());
+        wait_for_the_end();
+    }
     answer_with(timer.set ? DONE : NOT_SUPPORTED, answer, size);
 }
 
 void get_watchdog(lmc_data_t* mc, msg_t* request, unsigned char* answer, unsigned* size, void* data) {
     (void)mc, (void)request, (void)data;
     advance();
-    const unsigned char state[] = {DONE,
-                                   (unsigned char)(timer.use | (timer.running ? RUNNING : 0)),
-                                   timer.actions,
-                                   timer.pretimeout,
-                                   timer.expired,
-                                   (unsigned char)(timer.countdown & 0xff),
-                                   (unsigned char)(timer.countdown >> 8),
-                                   (unsigned char)(timer.left & 0xff),
-                                   (unsigned char)(timer.left >> 8)};
-    for (*size = 0; *size < sizeof state; ++*size)
-        answer[*size] = state[*size];
+    answer[0] = DONE;
+    countdown_state(&timer, answer + 1);
+    *size = 1 + COUNTDOWN_STATE;
 }

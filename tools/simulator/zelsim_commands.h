@@ -21,8 +21,11 @@ enum Completion {
 void set_boot_options(lmc_data_t* mc, msg_t* request, unsigned char* answer, unsigned* size, void* data);
 void get_boot_options(lmc_data_t* mc, msg_t* request, unsigned char* answer, unsigned* size, void* data);
 
-/* Set, Get and Reset Watchdog Timer. The timer runs and expires, and does nothing else: no action is taken.
+/* Set, Get and Reset Watchdog Timer. A timer that runs out leaves a line in the file "expired" of the folder, its
+ * actions and its countdown, and resets or switches off the virtual machine that the last request came from.
  */
+void watchdog_init(sys_data_t* sys, const char* files);
+void watchdog_pace(unsigned times);
 void set_watchdog(lmc_data_t* mc, msg_t* request, unsigned char* answer, unsigned* size, void* data);
 void get_watchdog(lmc_data_t* mc, msg_t* request, unsigned char* answer, unsigned* size, void* data);
 void reset_watchdog(lmc_data_t* mc, msg_t* request, unsigned char* answer, unsigned* size, void* data);

@@ -12,12 +12,13 @@
  *     restamp EVERY COUNT                    at every EVERYth reading of records the repository's time stamp
  *                                            changes, COUNT times in all
  *     reading NUMBER CODE FLAGS              what a sensor reads
+ *     hasten TIMES                           the watchdog timer's clock runs so many times faster
  *     wave NUMBER LOW HIGH SECONDS           what it reads goes up from LOW and down again from HIGH, once in
  *                                            SECONDS, counted from the simulator's start (wave.h)
  *
  *   BYTE is what the request's data begin with (0 when there are none), or * for any. COUNT requests are
  *   meant, all without it or with 0, after the first SKIP ones. Numbers are hexadecimal, but for
- *   MICROSECONDS, EVERY, COUNT, SKIP and SECONDS.
+ *   MICROSECONDS, EVERY, COUNT, SKIP, TIMES and SECONDS.
  *
  * It also answers boot options and watchdog (zelsim_commands.h) and Chassis Identify.
  */
@@ -106,6 +107,10 @@ static void read_rules(void) {
     if (strcmp(text, rules.text) == 0) return;
     memset(rules.hits, 0, sizeof rules.hits);
     memcpy(rules.text, text, sizeof text);
+    unsigned times = 1;
+    const char* const hasten = strstr(text, "hasten");
+    if (hasten) sscanf(hasten, "hasten %u", &times);
+    watchdog_pace(times);
 }
 
 static bool is(const msg_t* request, unsigned netfn, unsigned cmd) {
@@ -217,8 +222,8 @@ EXPORTED int ipmi_sim_module_print_version(sys_data_t* sys, char* options) {
 }
 
 EXPORTED int ipmi_sim_module_init(sys_data_t* sys, const char* options) {
-    (void)sys;
     snprintf(folder, sizeof folder, "%s", options ? options : ".");
+    watchdog_init(sys, folder);
     started = seconds_now();
     return 0;
 }

@@ -91,7 +91,7 @@ Status update_key_file(const std::string& path, const std::function<bool(KeyFile
                        std::vector<KeyFile::Change>* changes = nullptr);
 
 /// Writes `bytes` to a temporary file beside `path`, syncs it, renames it over `path` and syncs the folder.
-/// Mode 0600; 0640 with the folder's group where the folder's mode is 0750. False with errno set when any
+/// Mode 0600; 0640 with the folder's group where the folder's mode is 0750 and that is not the process's own. False with errno set when any
 /// step failed; the old file then stands untouched, except that a failure of the very last step (a disk that
 /// cannot sync the folder) is reported with the new file in place.
 bool replace_file(const std::string& path, std::string_view bytes);

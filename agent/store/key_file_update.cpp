@@ -42,11 +42,13 @@ void remove_stale_temporaries(const base::OwnFolder& folder, const std::string& 
 }
 
 /// Where a folder is open to a group, and to nobody else, the group may read what is written there: the
-/// installed service its settings. Only the owner may write it.
+/// installed service its settings. Only the owner may write it. A folder of the writer's own group is its own affair;
+/// the service may not change groups at all.
 bool share_with_group(int file, int folder) {
     struct stat info {};
     if (fstat(folder, &info) != 0) return false;
-    if ((info.st_mode & (S_IRWXG | S_IRWXO)) != (S_IRGRP | S_IXGRP)) return true;
+    const bool is_shared = (info.st_mode & (S_IRWXG | S_IRWXO)) == (S_IRGRP | S_IXGRP);
+    if (!is_shared || info.st_gid == getegid()) return true;
     return fchown(file, static_cast<uid_t>(-1), info.st_gid) == 0 && fchmod(file, 0640) == 0;
 }
 

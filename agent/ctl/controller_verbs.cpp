@@ -72,8 +72,8 @@ void tell_watchdog(Answer& answer, bool ask) {
         if (seen && known.state == watchdog::State::armed &&
             !(look.timer.running && watchdog::is_held(known.page, look.timer.setting))) {
             known.state = watchdog::State::lost;
-            known.detail =
-                look.timer.running ? watchdog::in_use(look.timer.setting) : "another program stopped it";
+            known.detail = look.timer.running ? watchdog::in_use(look.timer.setting)
+                                              : "stopped by another program or zelctl";
         }
     }
     Json json{{"state", watchdog::state_name(known.state)}, {"detail", known.detail}};

@@ -81,7 +81,7 @@ Moment Feeder::see_running(const bmc::Timer& timer, const Orders& orders, Moment
 
 Moment Feeder::see_stopped(const bmc::Timer& timer, const Orders& orders, Moment now) {
     constexpr const char* kStopped =
-        "another program stopped it; switch it off and on again, or restart ZELwdserver, to arm it";
+        "stopped by another program or zelctl; switch it off and on again, or restart ZELwdserver, to arm it";
     const bool saved_since = page_.generation != orders.generation;
     if (page_.hold == Hold::stopped && !saved_since)
         return stand_down(Hold::stopped, State::lost, kStopped, now);

@@ -14,10 +14,24 @@ static const char* folder;
 /* The clock of the timer, which may be made to run faster. */
 static struct Pace { long times, real, own; } pace = {1, 0, 0};
 
-static long real_time(void) {
+static long real_ms(void) {
     struct timespec time;
     clock_gettime(CLOCK_MONOTONIC, &time);
-    return time.tv_sec * 10 + time.tv_nsec / 100000000;
+    return time.tv_sec * 1000 + time.tv_nsec / 1000000;
+}
+
+static long real_time(void) {
+    return real_ms() / 100;
+}
+
+/* A line in a file of what the timer did. */
+static void note(const char* name, long what, long countdown) {
+    char path[600];
+    snprintf(path, sizeof path, "%s/%s", folder, name);
+    FILE* file = fopen(path, "a");
+    if (!file) return;
+    fprintf(file, "%ld %ld\n", what, countdown);
+    fclose(file);
 }
 
 static long now(void) {
@@ -34,13 +48,7 @@ static void wait_for_the_end(void) {
 /* What runs out is written down, and done where the way to the machine can do it: in a virtual machine. */
 static void act(void) {
     static const unsigned ops[] = {~0U, HW_OP_RESET, HW_OP_POWEROFF, HW_OP_RESET};
-    char path[600];
-    snprintf(path, sizeof path, "%s/expired", folder);
-    FILE* file = fopen(path, "a");
-    if (file) {
-        fprintf(file, "%02x %ld\n", timer.actions, timer.countdown);
-        fclose(file);
-    }
+    note("expired", timer.actions, timer.countdown);
     const unsigned op = ops[timer.actions & ACTION];
     if (op != ~0U && asker && asker->hw_op && (asker->hw_capabilities & 1U << op)) asker->hw_op(asker, op);
 }
@@ -82,6 +90,7 @@ void reset_watchdog(lmc_data_t* mc, msg_t* request, unsigned char* answer, unsig
     advance();
     asker = request->orig_channel;
     if (timer.set) {
+        note("started", real_ms(), timer.countdown);
         countdown_start(&timer, now());
         wait_for_the_end();
     }

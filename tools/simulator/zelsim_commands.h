@@ -21,8 +21,9 @@ enum Completion {
 void set_boot_options(lmc_data_t* mc, msg_t* request, unsigned char* answer, unsigned* size, void* data);
 void get_boot_options(lmc_data_t* mc, msg_t* request, unsigned char* answer, unsigned* size, void* data);
 
-/* Set, Get and Reset Watchdog Timer. A timer that runs out leaves a line in the file "expired" of the folder, its
- * actions and its countdown, and resets or switches off the virtual machine that the last request came from.
+/* Set, Get and Reset Watchdog Timer. Each start leaves a line in the file "started" of the folder, in milliseconds of a
+ * clock that nobody sets, and its countdown. A timer that runs out leaves one in "expired", its actions and its countdown, and resets or
+ * switches off the virtual machine that the last request came from.
  */
 void watchdog_init(sys_data_t* sys, const char* files);
 void watchdog_pace(unsigned times);

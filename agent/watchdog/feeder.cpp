@@ -141,7 +141,6 @@ Moment Feeder::arm(const Orders& orders, Moment now) {
 
 /// One sign of life. The time counts from before the request: later than wanted is what must not be.
 Moment Feeder::feed(const Orders& orders, Moment now) {
-    fed_ = now;  // an answer that is lost may have been a yes
     const TimerAnswer answer = bmc::start_timer(controller_);
     if (answer == TimerAnswer::forgotten && page_.hold == Hold::armed) {
         tell(kForgotten);
@@ -169,7 +168,6 @@ Moment Feeder::go_on_with(const Page& before, const std::string& why, const Orde
 Moment Feeder::stand_down(Hold hold, State state, std::string detail, Moment now) {
     page_.hold = hold;
     page_.former.reset();
-    fed_ = {};
     show(state, std::move(detail));
     return now + kLeftAlone;
 }
@@ -183,9 +181,7 @@ Moment Feeder::without_answer(TimerAnswer answer, Moment now) {
         show(State::refused, why);
         return now + (silent ? Moment(kLater) : Moment(kLeftAlone));
     }
-    const Moment since = fed_ != Moment{} ? fed_ : unanswered_since_;
-    constexpr seconds kToBeSure{5};
-    const bool over = now - since > std::chrono::milliseconds(page_.timer.countdown * 100) + kToBeSure;
+    const bool over = now - unanswered_since_ > std::chrono::milliseconds(page_.timer.countdown * 100);
     if (over) show(State::lost, why);
     return now + (over ? kLater : kSoon);
 }

@@ -70,7 +70,6 @@ class Feeder {
     Page written_;
     Write write_;
     bool first_ = true;          ///< This feeder has not seen the timer yet.
-    Moment fed_{};               ///< When it may last have started the timer that it holds; 0 before.
     Moment unanswered_since_{};  ///< 0 while the controller answers.
 };
 

@@ -65,6 +65,7 @@ class Life {
         } else {
             EXPECT_FALSE(timer_.running && owner_ == Owner::other) << "law 1";
             if (command == 0x24) {
+                EXPECT_FALSE(stood_down_) << "armed what was stopped on purpose";
                 EXPECT_TRUE(countdown_set(&timer_, data.data(), tenths()));
                 owner_ = Owner::feeder;
             } else if (timer_.set) {
@@ -84,6 +85,8 @@ class Life {
         now_ += by;
         if (!countdown_advance(&timer_, tenths())) return;
         note("ran out");
+        // Over before it was seen: it looks as if it had been stopped.
+        stopped_ = stopped_ || (owner_ == Owner::other && page_.hold != Hold::taken);
         EXPECT_FALSE(owner_ == Owner::feeder && feeder_ && wanted() && !excused_) << "law 2";
     }
 
@@ -91,6 +94,8 @@ class Life {
 
     void start() {
         note("start");
+        // What could not be written is not known any more.
+        if (page_.hold != Hold::armed && page_.hold != Hold::stopped) stood_down_ = false;
         feeder_.emplace(bmc::controller(), page_, [this](const Page& page) {
             if (below(100) < full_) return errno = ENOSPC, false;
             page_ = page;
@@ -127,12 +132,17 @@ class Life {
         orders_.timer = setting(kTimeouts[below(3)], static_cast<std::uint8_t>(below(4)));
         orders_.objection = below(8) == 0 ? "no" : "";
         ++orders_.generation;
+        stopped_ = stood_down_ = false;
         look_now();
     }
 
     void somebody_else() {
         const bool takes = below(2) == 0;
         note(takes ? "taken" : "stopped by another");
+        stood_down_ =
+            !takes && (stood_down_ || (timer_.running && timer_.expired == 0 && owner_ == Owner::feeder &&
+                                       feeder_ && feeder_->page().hold == Hold::armed &&
+                                       feeder_->page().generation == orders_.generation));
         const auto countdown = static_cast<unsigned>(takes ? 3000 + below(3000) : timer_.countdown);
         const unsigned char wanted[]{static_cast<unsigned char>(takes ? 3 : std::max<int>(timer_.use, 1)),
                                      1,
@@ -143,12 +153,13 @@ class Life {
         countdown_set(&timer_, wanted, tenths());
         if (takes) countdown_start(&timer_, tenths());
         owner_ = Owner::other;
+        stopped_ = stopped_ || !takes;
     }
 
     void step() {
         death_ = below(10) == 0 ? 10 : 0;
         loss_ = below(6) == 0 ? 20 : 0;
-        full_ = below(10) == 0 ? 50 : 0;
+        full_ = below(5) == 0 ? 50 : 0;
         excused_ = false;
         switch (below(8)) {
             case 0:
@@ -156,11 +167,13 @@ class Life {
                 break;
             case 1:
                 somebody_else();
+                if (below(3) == 0) change_settings();
                 break;
             case 2:
                 note("controller restarts");
                 timer_ = Countdown();
                 owner_ = Owner::nobody;
+                stood_down_ = false;
                 break;
             case 3:
                 note("silence");
@@ -189,7 +202,9 @@ class Life {
     void leave_in_peace() {
         death_ = loss_ = full_ = 0;
         silent_until_ = {};
-        ++orders_.generation;
+        if (stopped_)
+            stood_down_ = false,
+            ++orders_.generation;  // nobody but who saves it again wants what somebody stopped
         look_now();
         live(now_ + std::chrono::hours(3));
         ASSERT_FALSE(timer_.running && owner_ == Owner::other) << "the other's has run out by now";
@@ -212,7 +227,8 @@ class Life {
             EXPECT_TRUE(timer_.running || now_ + seconds(60) > next_);
         }
         if (!wanted()) {
-            EXPECT_FALSE(timer_.running && owner_ == Owner::feeder && page_.hold == Hold::none);
+            EXPECT_FALSE(timer_.running && timer_.expired == 0 && owner_ == Owner::feeder &&
+                         page_.hold == Hold::none);
         }
     }
 
@@ -223,6 +239,8 @@ class Life {
     milliseconds next_{}, silent_until_{};
     int death_ = 0, loss_ = 0, full_ = 0;  ///< In a hundred.
     bool excused_ = false;
+    bool stopped_ = false;     ///< By somebody else, since the settings were saved.
+    bool stood_down_ = false;  ///< And it was the feeder's.
     Orders orders_;
     Page page_;
     std::optional<Feeder> feeder_;
@@ -238,6 +256,19 @@ TEST(Feeder, KeepsItsLawsInAnyLife) {
         life.walk();
         if (HasFailure()) ADD_FAILURE() << "life " << seed << ":\n" << life.story();
     }
+}
+
+TEST(Feeder, StartsNothingThatTheControllerMadeOfIt) {
+    std::vector<int> commands;
+    test::answer_request = [&](bmc::NetFn, std::uint8_t command, test::Bytes) {
+        commands.push_back(command);
+        return bmc::Reply{0, {bmc::kUsedBySystem, 1, 0, 0, 0x84, 0x03, 0x84, 0x03}};
+    };
+    const Orders orders{.wanted = true, .timer = {bmc::kUsedBySystem, 1, 0, 1200}, .interval = seconds(30)};
+    Feeder feeder(bmc::controller(), {}, [](const Page&) { return true; });
+    EXPECT_EQ(feeder.visit(orders, seconds(1)), seconds(3601));
+    EXPECT_EQ(commands, (std::vector<int>{0x25, 0x24, 0x25}));
+    EXPECT_EQ(feeder.page().state, State::refused);
 }
 
 }  // namespace

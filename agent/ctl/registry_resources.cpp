@@ -82,7 +82,7 @@ typename Table::Record record_of(const Contents& contents, const Table& table, c
     return contents.defaults ? settings::default_record(table) : settings::read_record(table, key);
 }
 
-std::string text_of(const Contents& contents, const settings::Text& text) {
+std::string kept_text(const Contents& contents, const settings::Text& text) {
     return contents.defaults ? text.fallback : settings::read_text(text);
 }
 
@@ -167,9 +167,9 @@ Exit read_registry(Contents& contents, Problems& problems) {
     values.watchdog = record(settings::kWatchdog);
     values.snmp = record(settings::kSnmp);
     settings::mask(values.snmp);
-    values.community = text_of(contents, settings::kCommunity);
-    values.rack = text_of(contents, settings::kRackName);
-    values.version = text_of(contents, settings::kVersion);
+    values.community = kept_text(contents, settings::kCommunity);
+    values.rack = kept_text(contents, settings::kRackName);
+    values.version = kept_text(contents, settings::kVersion);
     return Exit::done;
 }
 

@@ -27,7 +27,7 @@ std::optional<std::int64_t> limit_of(const watch::Thing& thing) {
     return bounds ? std::optional(bounds->report) : std::nullopt;
 }
 
-Json json_of(const watch::ThingName& name, const watch::Thing& thing) {
+Json object_of(const watch::ThingName& name, const watch::Thing& thing) {
     const auto& [resource, object, kind] = name;
     Json json{{"resource", resource}, {"object", settings::escape_name(object)}};
     if (!thing.last.id.empty()) json["id"] = thing.last.id;
@@ -50,7 +50,7 @@ bool write_status(const std::string& folder_name, const watch::Judge& judge, con
                   std::chrono::system_clock::time_point time) {
     Json objects = Json::array();
     for (const auto& [name, thing] : judge.things())
-        objects.push_back(json_of(name, thing));
+        objects.push_back(object_of(name, thing));
     const Json json{{"schema", kSchema},
                     {"time", time_text(time)},
                     {"version", facts.version},

@@ -140,9 +140,9 @@ class Life {
         const bool takes = below(2) == 0;
         note(takes ? "taken" : "stopped by another");
         stood_down_ =
-            !takes && (stood_down_ || (timer_.running && timer_.expired == 0 && owner_ == Owner::feeder &&
-                                       feeder_ && feeder_->page().hold == Hold::armed &&
-                                       feeder_->page().generation == orders_.generation));
+            !takes &&
+            (stood_down_ || (timer_.running && timer_.expired == 0 && owner_ == Owner::feeder && feeder_ &&
+                             feeder_->page().hold == Hold::armed && page_.generation == orders_.generation));
         const auto countdown = static_cast<unsigned>(takes ? 3000 + below(3000) : timer_.countdown);
         const unsigned char wanted[]{static_cast<unsigned char>(takes ? 3 : std::max<int>(timer_.use, 1)),
                                      1,
@@ -160,6 +160,7 @@ class Life {
         death_ = below(10) == 0 ? 10 : 0;
         loss_ = below(6) == 0 ? 20 : 0;
         full_ = below(5) == 0 ? 50 : 0;
+        if (death_ + loss_ + full_ > 0) stood_down_ = false;  // it may not have been known
         excused_ = false;
         switch (below(8)) {
             case 0:

@@ -14,11 +14,12 @@ bench_packages=(libvterm-dev monit whiptail ipmitool freeipmi-tools "${simulator
 drawing_packages=(gnuplot-nox)
 fuzz_packages=(clang libclang-rt-dev llvm)
 text_packages=(clang-format shellcheck man-db mandoc)
-lint_packages=(clang clang-tidy cppcheck)
+lint_packages=(ansible-lint clang clang-tidy cppcheck)
 inband_packages=(qemu-system-x86 busybox-static cpio)
 package_packages=(build-essential debhelper)
 package_check_packages=(lintian man-db systemd-container tmux)
 screenshot_packages=(tmux python3)
+fleet_packages=(ansible-core python3-prometheus-client)
 
 as_root() {
     if [ "$(id -u)" -eq 0 ]; then
@@ -42,6 +43,34 @@ need_packages() {
     as_root apt-get update -qq >&2
     as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" \
         >/dev/null
+}
+
+# Out of Debian's package, which, installed, would start a server.
+need_promtool() {
+    local tool=$project/build/tools/promtool folder
+    if [ -n "$(type -P promtool)" ] || [ -x "$tool" ]; then return; fi
+    echo "Fetching promtool" >&2
+    folder=$(mktemp -d)
+    (
+        cd "$folder"
+        apt-get download -qq prometheus || { as_root apt-get update -qq && apt-get download -qq prometheus; }
+        dpkg-deb --fsys-tarfile prometheus_*.deb | tar -x --transform='s|.*/||' ./usr/bin/promtool
+    ) >"$folder/log" 2>&1 || { cat "$folder/log" >&2 && return 1; }
+    mkdir -p "${tool%/*}"
+    mv "$folder/promtool" "$tool"
+    rm -r "$folder"
+}
+
+# The first folder on the way to a path that others than root and we could change. The programs ignore a ZelDir where
+# there is one, and would start on the system's folders instead.
+changeable() {
+    local folder
+    folder=$(realpath "$1")
+    until [ -n "$(find "$folder" -maxdepth 0 \( ! -uid 0 ! -uid "$EUID" -o -perm /022 ! -perm -1000 \))" ]; do
+        [ "$folder" != / ] || return 1
+        folder=$(dirname "$folder")
+    done
+    echo "$folder"
 }
 
 # The project under a name that the compiler's lists of dependencies can hold: with an ampersand in it, for example,

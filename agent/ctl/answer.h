@@ -28,6 +28,7 @@ struct Request {
     bool schema = false;
     std::optional<std::string> if_tag{};
     std::optional<std::string> since{};
+    std::optional<std::string> output{};
 };
 
 struct Answer {

@@ -43,6 +43,7 @@ constexpr std::array kOptions{
     Option{"since", nullptr, &Request::since, "TIME",
            "events from then on: 2026-01-31T12:00:00Z, 90m, 12h, 7d"},
     Option{"follow", &Request::follow, nullptr, "", "wait for more"},
+    Option{"output", nullptr, &Request::output, "FILE", "replace this file, in place of printing"},
     Option{"watch", &Request::watch, nullptr, "", "again each two seconds"},
 };
 constexpr int kHelp = 1000;

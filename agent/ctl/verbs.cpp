@@ -24,7 +24,7 @@ constexpr std::array kVerbs{
     Verb{"apply", "FILE|-", "set what the document says", "dry-run exit-code if-tag", 1, 1, false, run_apply},
     Verb{"status", "", "what is watched, its level and value", "watch", 0, 0, true, run_status},
     Verb{"events", "", "what was told", "since follow", 0, 0, false, run_events},
-    Verb{"metrics", "", "the status as Prometheus reads it", "", 0, 0, true, run_metrics},
+    Verb{"metrics", "", "the status as Prometheus reads it", "output", 0, 0, true, run_metrics},
     Verb{"alert", "test", "send a marked event through all ways of telling", "", 1, 1, false, run_alert},
     Verb{"watchdog", "status|disarm", "the watchdog timer", "", 1, 1, false, run_watchdog},
     Verb{"identify", "SECONDS|off", "light the chassis' locator", "", 1, 1, false, run_identify},

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // status, events, metrics, alert: what the service has found and told.
+#include <fcntl.h>
 #include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,6 +18,7 @@
 
 #include "answer.h"
 #include "base/file_io.h"
+#include "base/own_folder.h"
 #include "base/paths.h"
 #include "client/service_client.h"
 #include "document.h"
@@ -208,27 +211,52 @@ void add_family(std::string& text, const Json& status, const char* name, const c
     }
 }
 
+/// What counts thousandths, in whole ones.
+std::string thousandths_text(std::int64_t number) {
+    const auto magnitude =
+        number < 0 ? 0 - static_cast<std::uint64_t>(number) : static_cast<std::uint64_t>(number);
+    const std::string fraction = std::to_string(magnitude % 1000);
+    return (number < 0 ? "-" : "") + std::to_string(magnitude / 1000) + '.' +
+           std::string(3 - fraction.size(), '0') + fraction;
+}
+
+/// Prometheus counts in volts.
 std::optional<std::string> number_text(const Json& object, const char* name) {
     const auto number = number_at(object, name);
-    return number ? std::optional(std::to_string(*number)) : std::nullopt;
+    if (!number) return std::nullopt;
+    return text_at(object, "unit") == "millivolts" ? thousandths_text(*number) : std::to_string(*number);
+}
+
+/// A sensor's reading, as long as it is one: the last of a controller that is silent would draw a straight line.
+std::optional<std::string> reading_text(const Json& object, std::string_view unit) {
+    if (text_at(object, "unit") != unit || flag_at(object, "stale")) return std::nullopt;
+    return number_text(object, "value");
 }
 
 std::optional<std::string> seconds_text(const Json& json, const char* name) {
     const auto time = tell::time_of(text_at(json, name));
     if (!time) return std::nullopt;
-    const auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(time->time_since_epoch()).count();
-    std::string fraction = std::to_string(ms % 1000);
-    return std::to_string(ms / 1000) + '.' + std::string(3 - fraction.size(), '0') + fraction;
+    return thousandths_text(
+        std::chrono::duration_cast<std::chrono::milliseconds>(time->time_since_epoch()).count());
 }
 
-void add_single(std::string& text, const char* name, const char* type, const char* help,
+/// A family of one sample; its labels stand with its name.
+void add_single(std::string& text, const std::string& sample, const char* type, const char* help,
                 const std::string& value) {
+    const std::string name = sample.substr(0, sample.find('{'));
     text.append("# HELP ").append(name).append(" ").append(help).append("\n# TYPE ").append(name).append(" ");
-    text.append(type).append("\n").append(name).append(" ").append(value).append("\n");
+    text.append(type).append("\n").append(sample).append(" ").append(value).append("\n");
+}
+
+void add_up(std::string& text, bool up) {
+    add_single(text, "zelagent_up", "gauge", "1 when the service has told a status.", up ? "1" : "0");
 }
 
 std::string metrics_text(const Json& status) {
     std::string text;
+    add_up(text, true);
+    add_single(text, "zelagent_build_info{" + label("version", text_at(status, "version")) + '}', "gauge",
+               "The version of the service.", "1");
     add_family(
         text, status, "zelagent_level", "0 ok, 1 warning, 2 fatal; -1 not known.", [](const Json& object) {
             constexpr std::array kLevels{"ok", "warning", "fatal"};
@@ -239,10 +267,16 @@ std::string metrics_text(const Json& status) {
     add_family(text, status, "zelagent_stale", "1 when it could not be read since.", [](const Json& object) {
         return std::optional<std::string>(flag_at(object, "stale") ? "1" : "0");
     });
-    add_family(text, status, "zelagent_value", "What was read last, in the unit of its threshold.",
+    add_family(text, status, "zelagent_value",
+               "What was read last: degrees Celsius, volts, percent, MiB or a number.",
                [](const Json& object) { return number_text(object, "value"); });
-    add_family(text, status, "zelagent_threshold", "The threshold that counts next.",
+    add_family(text, status, "zelagent_threshold",
+               "The threshold that counts next, in the unit of zelagent_value.",
                [](const Json& object) { return number_text(object, "limit"); });
+    add_family(text, status, "zelagent_sensor_celsius", "Temperatures; none while they cannot be read.",
+               [](const Json& object) { return reading_text(object, "degrees"); });
+    add_family(text, status, "zelagent_sensor_volts", "Voltages; none while they cannot be read.",
+               [](const Json& object) { return reading_text(object, "millivolts"); });
     add_family(text, status, "zelagent_last_sample_timestamp_seconds", "When it was read last.",
                [](const Json& object) { return seconds_text(object, "sampled"); });
     const Json controller = object_at(status, "controller");
@@ -254,6 +288,21 @@ std::string metrics_text(const Json& status) {
     if (const auto time = seconds_text(status, "time"))
         add_single(text, "zelagent_status_timestamp_seconds", "gauge", "When the service wrote this.", *time);
     return text;
+}
+
+/// Replaces a file at once: who reads it never sees a part. What is there and no file stays, for /dev/null would go.
+bool replace_file(const std::string& path, const std::string& text) {
+    const std::string name = base::last_name(path);
+    const std::string next = '.' + name + '.' + std::to_string(::getpid());
+    const auto folder = base::OwnFolder::open(base::parent_folder(path));
+    if (!folder || (!folder.open_file(name, O_RDONLY) && errno != ENOENT)) return false;
+    folder.remove(next);  // of a process that was killed
+    const auto file = folder.open_file(next, O_WRONLY | O_CREAT | O_EXCL, 0600);
+    const bool replaced = file && base::write_all(file.get(), text) && ::fchmod(file.get(), 0644) == 0 &&
+                          folder.rename(next, name);
+    const base::ErrnoKeeper keeper;
+    if (file && !replaced) folder.remove(next);
+    return replaced;
 }
 
 }  // namespace
@@ -310,12 +359,21 @@ Exit run_events(const Request& request, Answer& answer) {
     return heard ? Exit::done : Exit::failed;
 }
 
-Exit run_metrics(const Request& /*request*/, Answer& answer) {
+Exit run_metrics(const Request& request, Answer& answer) {
     const auto status = read_status(answer.problems);
-    if (!status) return Exit::failed;
-    answer.text = metrics_text(*status);
-    answer.json = {{"schema", kSchema}, {"metrics", answer.text}};
-    return Exit::done;
+    std::string text;
+    if (status)
+        text = metrics_text(*status);
+    else
+        add_up(text, false);
+    answer.json = {{"schema", kSchema}, {"metrics", text}};
+    if (!request.output) {
+        if (status) answer.text = std::move(text);
+    } else if (!replace_file(*request.output, text)) {
+        answer.problems.push_back({"", *request.output + ": " + base::why_not_opened()});
+        return Exit::failed;
+    }
+    return status ? Exit::done : Exit::failed;
 }
 
 Exit run_alert(const Request& request, Answer& answer) {

@@ -4,11 +4,13 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
+#include <thread>
 
 #include "controllers.h"
 #include "made_up_machine.h"
@@ -62,6 +64,28 @@ void measure_export(const AgentService& agent) {
     bench::print_ratio("zelctl export of 64 sensors", ms, peer.name, peer.ms, "ms", 1.0);
 }
 
+/// Until the service has read so many of its sensors.
+void await_sensors(int sensors) {
+    const std::string count = ZELCTL " metrics | grep -c '^zelagent_sensor_'";
+    const std::string there = "[ \"$(" + count + ")\" -eq " + std::to_string(sensors) + " ]";
+    for (int tries = 0; bench::run_program({"sh", "-c", there}, "/dev/null") != 0; ++tries) {
+        if (tries == 300) throw std::runtime_error("the service does not read its sensors");
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+}
+
+void measure_metrics(AgentService& agent) {
+    Controller controller(agent, zel::simulator::many_sensors(36, 37));  // nine of them have no thresholds
+    agent.stop_service();
+    agent.start_service();
+    await_sensors(64);
+    const std::string file = agent.folder() / "zelagent.prom";
+    Samples ms;
+    for (int round = 0; round < 31; ++round)
+        ms.push_back(run_ms(zelctl({"metrics", "--output=" + file})));
+    bench::print_ratio("zelctl metrics of 64 sensors, into a file", ms, "allowed", {20}, "ms", 1.0);
+}
+
 /// Each file of the settings, by the inode that it has until it is written.
 Strings written_files(const AgentService& agent) {
     Strings names;
@@ -104,6 +128,7 @@ int main() try {
     AgentService agent;
     measure_get(agent);
     measure_export(agent);
+    measure_metrics(agent);
     measure_round(agent);
     return 0;
 } catch (const std::exception& error) {

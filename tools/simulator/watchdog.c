@@ -5,10 +5,14 @@
 #include "countdown.h"
 #include "zelsim_commands.h"
 
+/* ipmi_sim's own: the channels of a controller by their numbers. */
+extern channel_t** is_mc_get_channelset(lmc_data_t* mc);
+enum { SYSTEM_INTERFACE = 15 };
+
 static Countdown timer;
 static sys_data_t* host;
 static ipmi_timer_t* alarm_clock;
-static channel_t* asker; /* the way to the machine that the timer is to act upon */
+static channel_t* machine; /* the way to the one that the timer is to act upon */
 static const char* folder;
 
 /* The clock of the timer, which may be made to run faster. */
@@ -50,7 +54,8 @@ static void act(void) {
     static const unsigned ops[] = {~0U, HW_OP_RESET, HW_OP_POWEROFF, HW_OP_RESET};
     note("expired", timer.actions, timer.countdown);
     const unsigned op = ops[timer.actions & ACTION];
-    if (op != ~0U && asker && asker->hw_op && (asker->hw_capabilities & 1U << op)) asker->hw_op(asker, op);
+    if (op != ~0U && machine && machine->hw_op && (machine->hw_capabilities & 1U << op))
+        machine->hw_op(machine, op);
 }
 
 static void advance(void) {
@@ -86,9 +91,9 @@ void set_watchdog(lmc_data_t* mc, msg_t* request, unsigned char* answer, unsigne
 }
 
 void reset_watchdog(lmc_data_t* mc, msg_t* request, unsigned char* answer, unsigned* size, void* data) {
-    (void)mc, (void)data;
+    (void)request, (void)data;
     advance();
-    asker = request->orig_channel;
+    machine = is_mc_get_channelset(mc)[SYSTEM_INTERFACE];
     if (timer.set) {
         note("started", real_ms(), timer.countdown);
         countdown_start(&timer, now());

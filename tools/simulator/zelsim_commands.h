@@ -23,7 +23,7 @@ void get_boot_options(lmc_data_t* mc, msg_t* request, unsigned char* answer, uns
 
 /* Set, Get and Reset Watchdog Timer. Each start leaves a line in the file "started" of the folder, in milliseconds of a
  * clock that nobody sets, and its countdown. A timer that runs out leaves one in "expired", its actions and its countdown, and resets or
- * switches off the virtual machine that the last request came from.
+ * switches off the virtual machine, where there is one.
  */
 void watchdog_init(sys_data_t* sys, const char* files);
 void watchdog_pace(unsigned times);

@@ -197,7 +197,6 @@ void Feeder::show(State state, std::string detail) {
 }
 
 bool Feeder::write() {
-    constexpr std::size_t kMostTold = 8;
     if (page_.told.size() > kMostTold) page_.told.erase(page_.told.begin(), page_.told.end() - kMostTold);
     if (page_ == written_) return true;
     if (!write_(page_)) return false;

@@ -25,7 +25,6 @@ constexpr std::array kStates{"off", "armed", "refused", "lost"};
 constexpr std::array kHolds{"none", "arming", "armed", "stopped", "taken"};
 constexpr const char* kTimer = "timer";
 constexpr const char* kTold = "told";
-constexpr std::size_t kMostTold = 8;
 
 std::string path() {
     return base::watchdog_folder() + "/watchdog.state";

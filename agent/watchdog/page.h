@@ -3,6 +3,7 @@
 // machine runs. The feeder reads it when it starts, the service and zelctl read it at any time.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -29,6 +30,9 @@ enum class Hold : std::uint8_t {
     stopped,  ///< It was the feeder's, and somebody stopped it on purpose.
     taken,    ///< Somebody else's runs.
 };
+
+/// So many of the last lines are kept.
+inline constexpr std::size_t kMostTold = 8;
 
 struct Page {
     State state = State::off;

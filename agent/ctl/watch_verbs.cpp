@@ -126,8 +126,8 @@ std::string status_text(const Json& status) {
     std::string text = "ZELntserver " + shown(text_at(status, "version")) + " at " +
                        local_time(text_at(status, "time")) +
                        "; controller: " + shown(text_at(controller, "state")) +
-                       "; watchdog: " + shown(text_at(watchdog, "state")) +
-                       (detail.empty() ? "" : " (" + shown(detail) + ')') + "\n\n";
+                       "\nwatchdog timer: " + shown(text_at(watchdog, "state")) +
+                       (detail.empty() ? "" : ", " + shown(detail)) + "\n\n";
     std::vector<Row> rows{{"LEVEL", "RESOURCE", "OBJECT", "VALUE", "LIMIT", "SINCE"}};
     for (const Json& object : status["objects"]) {
         const std::string level = text_at(object, "level");

@@ -81,7 +81,7 @@ std::string local_time(const std::string& text) {
 
 std::string amount(const Json& object, const char* name) {
     const auto number = number_at(object, name);
-    if (!number) return "-";
+    if (!number || text_at(object, "unit") == watch::kStateUnit) return "-";
     const std::string sign = shown(watch::unit_sign(text_at(object, "unit")));
     return std::to_string(*number) + (sign.empty() ? "" : ' ' + sign);
 }

@@ -36,6 +36,9 @@ struct Limits {
     bool latched = false;                    ///< Only `Judge::reset` ends a level.
 };
 
+/// The unit of what is no quantity: the value numbers states.
+inline constexpr const char* kStateUnit = "state";
+
 /// What stands behind a number of this unit, as people write it: "%", "°C".
 std::string unit_sign(const std::string& unit);
 

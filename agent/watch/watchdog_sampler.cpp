@@ -16,7 +16,8 @@ constexpr std::chrono::seconds kInterval{10};
 /// Armed is well. That it is not is a warning; a timer that runs with nobody to feed it ends the server.
 Reading reading_of(const watchdog::Known& known) {
     const bool armed = known.state == watchdog::State::armed;
-    Reading reading{.object = kTimer, .state = Reading::State::value, .about = known.detail};
+    Reading reading{
+        .object = kTimer, .state = Reading::State::value, .unit = kStateUnit, .about = known.detail};
     reading.value = armed ? 0 : known.left_alone ? 2 : 1;
     // A feeder that ended is started again within some seconds.
     reading.limits = {.fatal = Bounds{2, 1}, .warning = Bounds{1, 0}, .rise = known.left_alone ? 2 : 1};

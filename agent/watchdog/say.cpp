@@ -56,9 +56,9 @@ extern "C" void TraceLog(int level, const char* /*module*/, const char* /*functi
                          const char* format, ...) {
     if (level != TRACE_LEVEL_ERROR && level != TRACE_LEVEL_RESOURCE) return;
     std::array<char, zel::watchdog::kLongestLine> text{};
-    std::va_list arguments;
+    va_list arguments;
     va_start(arguments, format);
-    std::vsnprintf(text.data(), text.size(), format, arguments);
+    std::vsnprintf(text.data(), text.size(), format, arguments);  // NOLINT(clang-analyzer-valist*)
     va_end(arguments);
     if (const std::string line = text.data(); zel::watchdog::is_news(line)) zel::watchdog::say(line);
 }

@@ -97,6 +97,14 @@ bool write_all(int fd, std::string_view bytes) {
     return true;
 }
 
+std::string boot_id() {
+    constexpr std::size_t kLength = 36;
+    const auto file = open_file("/proc/sys/kernel/random/boot_id", O_RDONLY);
+    std::string id;
+    if (!file || !read_at_most(file.get(), kLength, id)) id.clear();
+    return id;
+}
+
 bool lock_file(int fd, int operation, std::chrono::milliseconds longest) {
     using Clock = std::chrono::steady_clock;
     // flock has no time-out, so a lock that is taken is asked for again until the time is over.

@@ -83,6 +83,9 @@ std::optional<std::vector<std::string>> names_in(UniqueFd folder);
 /// Writes all bytes. False with errno set when that failed half-way.
 bool write_all(int fd, std::string_view bytes);
 
+/// Which run of the machine this is; empty where the kernel does not tell.
+std::string boot_id();
+
 /// Takes a flock(2) lock (LOCK_SH or LOCK_EX), waiting no longer than `longest`. False with errno set;
 /// ETIMEDOUT when somebody else kept it.
 bool lock_file(int fd, int operation, std::chrono::milliseconds longest);

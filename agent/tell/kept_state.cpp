@@ -17,14 +17,6 @@ using base::Json;
 constexpr const char* kName = "state.json";
 constexpr std::size_t kMostBytes = std::size_t{8} << 20U;
 
-/// Times since boot mean nothing after another one.
-std::string boot_id() {
-    const auto file = base::open_file("/proc/sys/kernel/random/boot_id", O_RDONLY);
-    std::string id;
-    if (!file || !base::read_at_most(file.get(), 36, id)) id.clear();
-    return id;
-}
-
 Json json_of(const watch::ThingName& name, const watch::Thing& thing) {
     Json changes = Json::array();
     for (const auto change : thing.changes)
@@ -90,7 +82,8 @@ AllKept kept_of(const Json& json) {
 std::uint64_t restore_all(const std::string& text, watch::Judge& judge, AllKept& kept) {
     const auto json = base::parse_json(text);
     if (json.at("schema") != kSchema) throw std::out_of_range("schema");
-    const bool same_boot = json.at("boot") == boot_id();
+    // Times since boot mean nothing after another one.
+    const bool same_boot = json.at("boot") == base::boot_id();
     watch::Judge restored;
     for (const auto& thing : json.at("things"))
         restore(thing, same_boot, restored);
@@ -130,7 +123,7 @@ bool save_state(const std::string& folder, const watch::Judge& judge, const AllK
     for (const auto& [resource, one] : kept)
         remembered[resource] = json_of(one);
     const Json json{{"schema", kSchema},
-                    {"boot", boot_id()},
+                    {"boot", base::boot_id()},
                     {"seq", seq},
                     {"things", std::move(things)},
                     {"kept", std::move(remembered)}};

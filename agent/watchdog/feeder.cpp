@@ -54,7 +54,7 @@ Moment Feeder::withdraw(const Orders& orders, Moment now) {
     const auto runs = [&](const bmc::TimerLook& look) {
         return look.timer.running && is_held(page_, look.timer.setting);
     };
-    if (holds()) {
+    if (holds(page_)) {
         auto look = bmc::look_at_timer(controller_);
         if (look.answer == TimerAnswer::done && runs(look)) {
             bmc::set_timer(controller_, look.timer.setting);
@@ -68,7 +68,7 @@ Moment Feeder::withdraw(const Orders& orders, Moment now) {
 Moment Feeder::see_running(const bmc::Timer& timer, const Orders& orders, Moment now) {
     if (!is_held(page_, timer.setting)) {
         // Law 1. Who had it before sees it lost; who never had it, refused.
-        const bool had_it = holds() || (page_.hold == Hold::taken && page_.state == State::lost);
+        const bool had_it = holds(page_) || (page_.hold == Hold::taken && page_.state == State::lost);
         return stand_down(Hold::taken, had_it ? State::lost : State::refused, in_use(timer.setting), now);
     }
     // The feeder that set it was killed. It is gone on with at once, for nobody knows when it was last fed.
@@ -120,7 +120,7 @@ Moment Feeder::arm_anew(const Orders& orders, Moment now) {
 Moment Feeder::arm(const Orders& orders, Moment now) {
     const Page before = page_;
     // Written first: what is killed in between finds the timer to be its own, as it was or as it will be.
-    page_.former = holds() ? std::optional(page_.timer) : std::nullopt;
+    page_.former = holds(page_) ? std::optional(page_.timer) : std::nullopt;
     page_.hold = Hold::arming;
     page_.timer = orders.timer;
     page_.generation = orders.generation;
@@ -177,7 +177,7 @@ Moment Feeder::without_answer(TimerAnswer answer, Moment now) {
     const bool silent = answer == TimerAnswer::silent;
     const char* const why = silent ? "the management controller does not answer" : kRefused;
     if (unanswered_since_ == Moment{}) unanswered_since_ = now;
-    if (!holds()) {
+    if (!holds(page_)) {
         show(State::refused, why);
         return now + (silent ? Moment(kLater) : Moment(kLeftAlone));
     }

@@ -60,7 +60,6 @@ class Feeder {
     Moment stand_down(Hold hold, State state, std::string detail, Moment now);
     Moment without_answer(bmc::TimerAnswer answer, Moment now);
 
-    [[nodiscard]] bool holds() const { return page_.hold == Hold::arming || page_.hold == Hold::armed; }
     void tell(const std::string& line);
     void show(State state, std::string detail);
     bool write();

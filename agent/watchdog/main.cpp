@@ -109,7 +109,7 @@ class Desk {
   public:
     Desk(const std::optional<bmc::Settings>& controller, const Page& page) : controller_(controller) {
         // Settings that cannot be read at the start either: what runs is gone on with.
-        if (page.hold == Hold::armed || page.hold == Hold::arming)
+        if (holds(page))
             orders_ = {.wanted = true,
                        .timer = page.timer,
                        .interval = kShortestInterval,

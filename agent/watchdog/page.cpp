@@ -90,16 +90,9 @@ const char* state_name(State state) {
     return kStates.at(static_cast<std::size_t>(state));
 }
 
-std::string boot_id() {
-    const auto file = base::open_file("/proc/sys/kernel/random/boot_id", O_RDONLY);
-    std::string text;
-    if (!file || !base::read_at_most(file.get(), 64, text)) return {};
-    return text.substr(0, text.find('\n'));
-}
-
 Page read_page() {
     store::KeyFile file;
-    Page empty{.boot = boot_id()};
+    Page empty{.boot = base::boot_id()};
     if (store::read_key_file(path(), file) != store::Status::ok) return empty;
     Page page = page_of(file);
     // An installed one ends with the machine by itself. (In a container, a process in a sandbox may see another number.)
@@ -129,9 +122,12 @@ bool wake_feeder() {
            ::syscall(SYS_pidfd_send_signal, process.get(), SIGHUP, nullptr, 0) == 0;
 }
 
+bool holds(const Page& page) {
+    return page.hold == Hold::arming || page.hold == Hold::armed;
+}
+
 bool is_held(const Page& page, const bmc::TimerSetting& setting) {
-    const bool holds = page.hold == Hold::arming || page.hold == Hold::armed;
-    return holds && (setting == page.timer || setting == page.former);
+    return holds(page) && (setting == page.timer || setting == page.former);
 }
 
 std::string in_use(const bmc::TimerSetting& setting) {
@@ -146,7 +142,7 @@ Known what_is_known() {
     if (held_lock()) return known;
     constexpr const char* kNoFeeder = "ZELwdserver does not run";
     const auto settings = settings::read_record(settings::kWatchdog);
-    known.left_alone = known.page.hold == Hold::armed || known.page.hold == Hold::arming;
+    known.left_alone = holds(known.page);
     if (known.left_alone) {
         known.state = State::lost;
         known.detail =

@@ -47,9 +47,6 @@ struct Page {
     bool operator==(const Page&) const = default;
 };
 
-/// Which run of the machine this is; empty where the kernel does not tell.
-std::string boot_id();
-
 /// What was written during this run of the machine; an empty page where there is none.
 Page read_page();
 /// Replaces the file. False, with errno set, when that failed.
@@ -61,7 +58,9 @@ std::string feeder_lock();
 /// Has the feeder look at the timer now. False when none runs, or it cannot be told.
 bool wake_feeder();
 
-/// Whether the feeder holds a timer with this setting.
+/// Whether the feeder holds a timer: one of its own runs, or may.
+bool holds(const Page& page);
+/// Whether it holds one with this setting.
 bool is_held(const Page& page, const bmc::TimerSetting& setting);
 std::string in_use(const bmc::TimerSetting& setting);
 

@@ -52,7 +52,7 @@ bool write_page_and_rest(const Page& page) {
     if (!write_page(page)) return false;
     const base::ErrnoKeeper keeper;
     const auto left = read_shutdown_timer();
-    if (page.hold != Hold::armed && page.hold != Hold::arming) {
+    if (!holds(page)) {
         forget_shutdown_timer();
     } else if (!left || left->setting != page.timer || left->boot != page.boot) {
         keep_shutdown_timer({page.timer, page.boot});
@@ -70,7 +70,7 @@ int arm_for_shutdown() {
     }
     if (!orders->remark.empty()) say("shutdown: " + orders->remark);
     // Before it is set: a timer that nobody knew for ours would end the next run of the machine.
-    if (!keep_shutdown_timer({orders->timer, boot_id()})) {
+    if (!keep_shutdown_timer({orders->timer, base::boot_id()})) {
         say(std::string("shutdown: no timer is armed, for it cannot be noted: ") + std::strerror(errno));
         return 1;
     }

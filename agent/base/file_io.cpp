@@ -13,6 +13,15 @@
 #include <thread>
 
 namespace zel::base {
+namespace {
+
+bool is_regular(const struct stat& info) {
+    if (S_ISREG(info.st_mode)) return true;
+    errno = S_ISDIR(info.st_mode) ? EISDIR : S_ISLNK(info.st_mode) ? ELOOP : ENXIO;
+    return false;
+}
+
+}  // namespace
 
 void UniqueFd::reset() {
     if (fd_ < 0) return;
@@ -32,26 +41,35 @@ UniqueFd open_at(int folder, const std::string& path, int flags, mode_t mode) {
     return UniqueFd(fd);
 }
 
-UniqueFd open_regular(const std::string& path, int flags) {
-    const UniqueFd found = open_file(path, O_PATH | flags);
-    return found && is_regular(found.get()) ? reopen(found.get(), O_RDONLY) : UniqueFd();
-}
-
-const char* why_not_opened() {
-    return errno == ENXIO || errno == EISDIR || errno == ELOOP ? "not a regular file" : std::strerror(errno);
-}
-
 bool is_regular(int fd, struct stat* info) {
     struct stat found {};
     if (fstat(fd, &found) != 0) return false;
     if (info != nullptr) *info = found;
-    if (S_ISREG(found.st_mode)) return true;
-    errno = S_ISDIR(found.st_mode) ? EISDIR : S_ISLNK(found.st_mode) ? ELOOP : ENXIO;
-    return false;
+    return is_regular(found);
 }
 
-UniqueFd reopen(int fd, int flags) {
-    return open_file("/proc/self/fd/" + std::to_string(fd), flags);
+bool is_regular_at(int folder, const std::string& path, struct stat& info) {
+    return fstatat(folder, path.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0 && is_regular(info);
+}
+
+UniqueFd open_regular_at(int folder, const std::string& path, int flags) {
+    UniqueFd file = open_at(folder, path, flags | O_NOFOLLOW | O_NONBLOCK);
+    return file && is_regular(file.get()) ? std::move(file) : UniqueFd();
+}
+
+UniqueFd open_regular(const std::string& path, int flags) {
+    struct stat info {};
+    if (is_regular_at(AT_FDCWD, path, info)) return open_regular_at(AT_FDCWD, path, O_RDONLY);
+    if (errno != ELOOP || (flags & O_NOFOLLOW) != 0) return {};
+    // What a link leads to may be changed by others. The first look into a process' own folder of descriptors takes
+    // longer than all else here, so it is left to links.
+    const UniqueFd found = open_file(path, O_PATH);
+    if (!found || !is_regular(found.get())) return {};
+    return open_file("/proc/self/fd/" + std::to_string(found.get()), O_RDONLY);
+}
+
+const char* why_not_opened() {
+    return errno == ENXIO || errno == EISDIR || errno == ELOOP ? "not a regular file" : std::strerror(errno);
 }
 
 bool read_at_most(int fd, std::size_t most, std::string& bytes, std::size_t expected) {

@@ -58,19 +58,22 @@ UniqueFd open_file(const std::string& path, int flags, mode_t mode = 0);
 /// The same, for a path that starts from an open folder.
 UniqueFd open_at(int folder, const std::string& path, int flags, mode_t mode = 0);
 
+/// True for a regular file, which `info`, if any, then describes; errno is ENXIO, EISDIR or ELOOP for anything
+/// else. The descriptor may be one of O_PATH.
+bool is_regular(int fd, struct stat* info = nullptr);
+/// The same of a name in an open folder, or from AT_FDCWD; a link is one (ELOOP).
+bool is_regular_at(int folder, const std::string& path, struct stat& info);
+
+/// Opens what `is_regular_at` has just found. What took its place since then is refused as well, and cannot do harm
+/// by being opened: a link is not followed, a pipe does not wait, and who could put a device there is root.
+UniqueFd open_regular_at(int folder, const std::string& path, int flags);
 /// Opens, for reading, a regular file that somebody else named: in a configuration, or by its place. Anything
-/// else (ENXIO, EISDIR) is refused before it is opened: opening a pipe waits, opening a watchdog's device
-/// arms it. No descriptor, with errno set, on failure.
+/// else is refused before it is opened: opening a pipe waits, opening a watchdog's device arms it. No
+/// descriptor, with errno set, on failure.
 /// @param flags  O_NOFOLLOW refuses a link too (ELOOP).
 UniqueFd open_regular(const std::string& path, int flags = 0);
 /// Why `open_regular` gave no descriptor, for a message.
 const char* why_not_opened();
-
-/// True for a regular file, which `info`, if any, then describes; errno as above for anything else. The
-/// descriptor may be one of O_PATH.
-bool is_regular(int fd, struct stat* info = nullptr);
-/// Opens what a descriptor of O_PATH stands for.
-UniqueFd reopen(int fd, int flags);
 
 /// Reads what an open file still holds, at most `most` bytes of it. False with errno set when that failed.
 /// @param expected  How many there may be; a guess saves reading in steps.

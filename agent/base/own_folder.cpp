@@ -69,12 +69,11 @@ OwnFolder OwnFolder::reach(const std::string& path, bool make) {
 UniqueFd OwnFolder::open_file(const std::string& name, int flags, mode_t mode) const {
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
         const bool only_new = (flags & O_EXCL) != 0;
-        const UniqueFd found = only_new ? UniqueFd() : open_at(folder_.get(), name, O_PATH | O_NOFOLLOW);
         struct stat info {};
-        if (found) {
-            if (!is_regular(found.get(), &info)) return {};
+        if (!only_new && is_regular_at(folder_.get(), name, info)) {
             errno = EPERM;
-            return may_belong(info.st_uid) ? reopen(found.get(), flags & ~O_CREAT) : UniqueFd();
+            return may_belong(info.st_uid) ? open_regular_at(folder_.get(), name, flags & ~O_CREAT)
+                                           : UniqueFd();
         }
         if (!only_new && (errno != ENOENT || (flags & O_CREAT) == 0)) return {};
         UniqueFd made = open_at(folder_.get(), name, flags | O_CREAT | O_EXCL, mode);

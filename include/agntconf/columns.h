@@ -10,7 +10,8 @@
 namespace zel {
 
 /// Makes the locale of the environment the one that texts are measured and shown in. Where a UTF-8 locale
-/// is asked for but not installed, C.UTF-8 stands in, for newt as well.
+/// is asked for but not installed, C.UTF-8 stands in, for newt as well. All else that a locale tells, as numbers, is as
+/// in the C locale, for the whole process.
 void prepare_locale();
 
 /// The text's longest beginning of at most `limit` bytes that does not end inside a UTF-8 character.

@@ -90,10 +90,19 @@ class Converter {
 }  // namespace
 
 void prepare_locale() {
-    if (std::setlocale(LC_CTYPE, "") != nullptr) return;
-    if (!names_utf8(locale_name())) return;
-    setenv("LC_ALL", "C.UTF-8", 1);  // newtInit reads the environment again
-    std::setlocale(LC_CTYPE, "C.UTF-8");
+    std::string name = locale_name();  // the environment changes
+    if (std::setlocale(LC_CTYPE, name.c_str()) == nullptr && names_utf8(name.c_str())) {
+        name = "C.UTF-8";
+        std::setlocale(LC_CTYPE, name.c_str());
+    }
+    // S-Lang sets all categories by the environment. Of the other ones the tool wants nothing, no decimal comma either,
+    // and finding and mapping their eleven files took as long as opening a panel's window.
+    unsetenv("LC_ALL");
+    setenv("LC_CTYPE", name.c_str(), 1);
+    for (const char* category :
+         {"LC_ADDRESS", "LC_COLLATE", "LC_IDENTIFICATION", "LC_MEASUREMENT", "LC_MESSAGES", "LC_MONETARY",
+          "LC_NAME", "LC_NUMERIC", "LC_PAPER", "LC_TELEPHONE", "LC_TIME"})
+        setenv(category, "C", 1);
 }
 
 std::string_view cut_bytes(std::string_view text, std::size_t limit) {

@@ -33,17 +33,16 @@ struct CloseFile {
     void operator()(std::FILE* file) const { std::fclose(file); }
 };
 
-/// Opens a regular file. Anything else is not even opened: a pipe in its place would hold the program up, a
-/// device may do something by that alone.
+/// Opens a regular file. Anything else is refused: a pipe in its place would hold the program up, a device may do
+/// something by being opened, which the look before tells.
 std::FILE* open_regular(const char* path) {
-    const int found = open(path, O_PATH | O_CLOEXEC);
-    if (found < 0) return nullptr;
     struct stat status {};
-    std::array<char, 32> again{};
-    std::snprintf(again.data(), again.size(), "/proc/self/fd/%d", found);
+    if (stat(path, &status) != 0 || !S_ISREG(status.st_mode)) return nullptr;
+    const int found = open(path, O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (found < 0) return nullptr;
     const bool regular = fstat(found, &status) == 0 && S_ISREG(status.st_mode);
-    std::FILE* const file = regular ? std::fopen(again.data(), "re") : nullptr;
-    close(found);
+    std::FILE* const file = regular ? fdopen(found, "r") : nullptr;
+    if (file == nullptr) close(found);
     return file;
 }
 

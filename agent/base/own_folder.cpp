@@ -72,8 +72,9 @@ UniqueFd OwnFolder::open_file(const std::string& name, int flags, mode_t mode) c
         struct stat info {};
         if (!only_new && is_regular_at(folder_.get(), name, info)) {
             errno = EPERM;
-            return may_belong(info.st_uid) ? open_regular_at(folder_.get(), name, flags & ~O_CREAT)
-                                           : UniqueFd();
+            if (!may_belong(info.st_uid)) return {};
+            UniqueFd file = open_regular_at(folder_.get(), name, flags & ~O_CREAT);
+            if (file) return file;  // or it is gone since then
         }
         if (!only_new && (errno != ENOENT || (flags & O_CREAT) == 0)) return {};
         UniqueFd made = open_at(folder_.get(), name, flags | O_CREAT | O_EXCL, mode);

@@ -27,6 +27,7 @@ extern "C" int call_zel_is_ft(void) try {
 
 extern "C" int CheckNTserverReady(void) try {
     constexpr std::chrono::seconds kPatience{1};
+    if (zel::client::is_service_marked()) return 0;
     errno = 0;  // what talking to the service leaves there is for the caller
     const auto answer = zel::client::request("ping", std::chrono::steady_clock::now() + kPatience);
     return answer.text.starts_with("ok ZELntserver ") ? 0 : -1;

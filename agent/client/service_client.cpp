@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "base/own_folder.h"
 #include "base/paths.h"
 #include "zel/trace.h"
 
@@ -47,6 +48,25 @@ Outcome outcome_of(std::string_view answer) {
 const std::string& service_socket_path() {
     static const std::string path = base::run_folder() + "/zelntserver.sock";
     return path;
+}
+
+const std::string& service_lock_path() {
+    static const std::string path = base::run_folder() + "/zelntserver.lock";
+    return path;
+}
+
+bool mark_service(int lock) {
+    // A process' lock; one of an open file would outlive the service in a child that hangs.
+    struct ::flock mark {};
+    mark.l_type = F_WRLCK;
+    return ::fcntl(lock, F_SETLK, &mark) == 0;
+}
+
+bool is_service_marked() {
+    const auto file = base::open_own(service_lock_path());
+    struct ::flock mark {};
+    mark.l_type = F_WRLCK;
+    return file && ::fcntl(file.get(), F_GETLK, &mark) == 0 && mark.l_type != F_UNLCK;
 }
 
 std::optional<SocketAddress> SocketAddress::of(const std::string& path) {

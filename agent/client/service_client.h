@@ -26,6 +26,17 @@ inline constexpr std::size_t kMaxMessage = 256;
 /// Where the service listens; for the service itself and its clients.
 const std::string& service_socket_path();
 
+/// The file whose lock only one service has.
+const std::string& service_lock_path();
+
+/// Marks the lock file, open for writing, as a running service's. The mark is this very process', not its
+/// children's, and goes with it, however it ends. False, with errno set, on failure.
+bool mark_service(int lock);
+
+/// True while a marked service runs. It wakes nobody up, as a request does twice, and tells of a service that hangs that
+/// it runs. False also where the caller may not look, and of a service from before there were marks: ask those.
+bool is_service_marked();
+
 /// A Unix socket's address. A path too long for `sun_path` (its last part is short) goes through the opened
 /// folder, so the object has to live until bind or connect has returned.
 class SocketAddress {

@@ -70,7 +70,7 @@ void look_at_configuration() {
 
 /// Makes sure that this is the only service on these folders. No descriptor, and logged, when it is not.
 base::UniqueFd take_lock() {
-    const std::string path = base::run_folder() + "/zelntserver.lock";
+    const std::string& path = client::service_lock_path();
     auto file = base::take_own_lock(path, std::chrono::milliseconds(0));
     if (file) return file;
     log(errno == ETIMEDOUT ? "ZELntserver is already running" : path + ": " + std::strerror(errno));
@@ -141,6 +141,7 @@ int run() {
         monitor.start_again(resource, object);
     });
     const EventWatch eventlog("Eventlog_Cycle_Event", [&] { resources.reload("eventlog"); });
+    if (!client::mark_service(lock.get())) log(client::service_lock_path() + ": " + std::strerror(errno));
     log(std::string(kVersion) + " is ready");
     ::sd_notify(0, "READY=1");
     const bool ordered = server.run(signals.get(), [&] { return take_signal(signals.get(), resources); });

@@ -30,9 +30,8 @@ static_assert(offsetof(HwIdRecord, modelNumber) == 80, "HwIdRecord.modelNumber")
 ZEL_API int call_zel_is_ft(void);
 
 /// Tests whether the agent's main service, ZELntserver, is running.
-/// @return -1 when it is not (or gives no answer within a second), anything else when it is. With -1, errno
-/// is
-///         EACCES when the service's socket cannot be reached with the caller's rights.
+/// @return -1 when it is not (neither its mark is there nor an answer within a second), anything else when it is. With
+///         -1, errno is EACCES when the service's socket cannot be reached with the caller's rights.
 ZEL_API int CheckNTserverReady(void);
 
 /// Reads the hardware's identity the way agent 3.8 does.

@@ -64,6 +64,7 @@ TEST(Service, OnlyOneRunsAndItEndsCleanly) {
     ASSERT_TRUE(killed.ready());
     EXPECT_EQ(killed.finish(SIGKILL), 128 + SIGKILL);
     ASSERT_TRUE(fs::exists(client::service_socket_path()));
+    EXPECT_EQ(CheckNTserverReady(), -1);
 
     ServiceProcess service;
     ASSERT_TRUE(service.ready());
@@ -73,7 +74,9 @@ TEST(Service, OnlyOneRunsAndItEndsCleanly) {
     EXPECT_EQ(second.said(), "ZELntserver is already running\n");
     EXPECT_EQ(second.finish(), 1);
     EXPECT_EQ(CheckNTserverReady(), 0);
+    EXPECT_TRUE(client::is_service_marked());
     EXPECT_EQ(service.finish(SIGTERM), 0);
+    EXPECT_FALSE(client::is_service_marked());
     EXPECT_FALSE(fs::exists(client::service_socket_path()));
 
     // What it cannot go on after is no clean end: it has to be started again.

@@ -8,7 +8,6 @@
 #include <zel/trace.h>
 #include <zel/win32.h>
 
-#include <array>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
